@@ -1,0 +1,137 @@
+// zutsh: the shell. A program around the command interpreter of the library, whose every behaviour
+// is the library's; here are the command line, the exit code and where failures are told.
+#include "zut.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int exitFailed = 1, exitUsage = 64;
+
+constexpr char usage[] =
+    "usage: zutsh [-ein] [-d FILE] [-c TEXT | -f FILE]...\n"
+    "  -c TEXT    run the commands of TEXT, then leave\n"
+    "  -f FILE    run the commands of FILE, then leave\n"
+    "  -i         stay at the prompt after -c and -f\n"
+    "  -n         do not read the start-up files (zutsh.cm)\n"
+    "  -e         stop at the first command that fails\n"
+    "  -d FILE    write a debug file\n"
+    "  --help     print this\n"
+    "  --version  print the version\n"
+    "Without -c and -f commands are read from the standard input.\n"
+    "Exit codes: 0, 1 when a command failed, 2 after a fatal error, 64 for bad usage.\n";
+
+int exitCode() { return ZutCommandGetFailures() > 0 ? exitFailed : 0; }
+
+void Z_CALL failed(const char *file, int32_t line, const char *command) {
+  std::fflush(stdout);
+  if (!file) return;
+  std::fprintf(stderr, "%s:%ld: command failed: %s\n", file, static_cast<long>(line), command);
+  std::fflush(stderr);
+}
+
+// The command quit ends a process with 0; a script wants to know what went wrong before.
+void Z_CALL leaving(void *, void *, ZutWord) {
+  if (exitCode() == 0) return;
+  ZutCommandPrintFeedback("This process is now exiting.\n");
+  ZutExit(exitCode());
+}
+
+// What -c and -f ask for, in the order given.
+struct Job {
+  char kind;
+  const char *text;
+};
+
+struct CommandLine {
+  std::vector<Job> jobs;
+  const char *debugFile = nullptr;
+  bool staysAtPrompt = false;
+  bool skipsStartup = false;
+  bool stopsAtFailure = false;
+};
+
+[[noreturn]] void leaveWith(FILE *stream, const char *text, int code) {
+  std::fputs(text, stream);
+  std::exit(code);
+}
+
+[[noreturn]] void refuse(const char *argument) {
+  std::fprintf(stderr, "zutsh: cannot understand %s\n", argument);
+  leaveWith(stderr, usage, exitUsage);
+}
+
+CommandLine readArguments(int argc, char **argv) {
+  CommandLine line;
+  for (int i = 1; i < argc; ++i) {
+    const char *argument = argv[i];
+    if (std::strcmp(argument, "--help") == 0) leaveWith(stdout, usage, 0);
+    if (std::strcmp(argument, "--version") == 0) leaveWith(stdout, "zutsh " ZUT_VERSION "\n", 0);
+    if (argument[0] != '-' || !argument[1]) refuse(argument);
+    for (const char *letter = argument + 1; *letter; ++letter) {
+      switch (*letter) {
+      case 'i': line.staysAtPrompt = true; break;
+      case 'n': line.skipsStartup = true; break;
+      case 'e': line.stopsAtFailure = true; break;
+      case 'c':
+      case 'f':
+      case 'd':
+        if (i + 1 == argc) refuse(argument);
+        ++i;
+        if (*letter == 'd') line.debugFile = argv[i];
+        else line.jobs.push_back({*letter, argv[i]});
+        break;
+      default: refuse(argument);
+      }
+    }
+  }
+  return line;
+}
+
+// Starts the library without leaving a debug file in the working directory, unless one is wanted.
+void start(const char *debugFile) {
+  const char *given = nullptr;
+  ZutGetenv("VNDEBUGFILENAME", &given);
+  const bool sets = debugFile || !given;
+  if (sets) ZutPutenv(("VNDEBUGFILENAME=" + std::string(debugFile ? debugFile : "stderr")).c_str());
+  ZutInit("zutsh");
+  if (sets) ZutPutenv("VNDEBUGFILENAME="); // so that _debug_set may choose another
+  ZutInitThreads();
+  ZutOutInit();
+  ZutPerrorSetEnable(1);
+}
+
+// Without its catalog the library prints no message, so that somebody else must say it.
+void checkCatalog() {
+  const char *name = nullptr;
+  if (ZutOptionGetStr(ZutOptionLookup("catalog_file"), &name) && ZutFileExists(name)) return;
+  std::fprintf(stderr, "zutsh: cannot read the message catalog %s: messages are not printed\n",
+               name ? name : "(none)");
+}
+
+void run(const CommandLine &line) {
+  if (!line.skipsStartup) ZutCommandParseStd2("zutsh", 0, "zutsh.cm", 0);
+  for (const Job &job : line.jobs) {
+    if (line.stopsAtFailure && exitCode() != 0) return;
+    if (job.kind == 'c') ZutCommandParseTypedStr(job.text);
+    else ZutCommandParseFile(job.text);
+  }
+  if (line.jobs.empty() || line.staysAtPrompt) ZutCommandMainLoop();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  const CommandLine line = readArguments(argc, argv);
+  start(line.debugFile);
+  checkCatalog();
+  ZutCommandSetFailureFunc(failed);
+  ZutCommandSetStopAtFailure(line.stopsAtFailure ? 1 : 0);
+  ZutQuitCbCreate(leaving, 0);
+  run(line);
+  ZutExit(exitCode());
+}

@@ -1,0 +1,31 @@
+#include "support/row.h"
+
+#include <utility>
+
+Row::Row(const std::string &row, const std::string &parameter)
+    : prefix_(row + "/" + parameter + "/") {}
+
+Row &Row::threads(int count) {
+  threads_ = count;
+  return clock();
+}
+
+Row &Row::clock() {
+  clock_ = true;
+  return *this;
+}
+
+Row &Row::ours(Function function) { return add("ours", std::move(function)); }
+
+Row &Row::peer(const std::string &name, Function function) {
+  return add("peer:" + name, std::move(function));
+}
+
+Row &Row::add(const std::string &who, Function function) {
+  auto *benchmark = benchmark::RegisterBenchmark((prefix_ + who).c_str(), std::move(function));
+  if (threads_ > 1) benchmark->Threads(threads_);
+  if (clock_) benchmark->UseRealTime();
+  return *this;
+}
+
+BENCHMARK_MAIN();

@@ -1,0 +1,44 @@
+// Callback lists and callbacks, and what the event types need of them: see include/zut.h,
+// "Callback types and callback lists".
+#pragma once
+
+#include "callback/listlock.h"
+#include "zut.h"
+
+#include <atomic>
+
+struct ZutCb {
+  ZutDqNode links;   // right is null in no list
+  ZutCbFunc function;
+  ZutWord argument;
+  ZutCbList *list;
+  int16_t priority;
+  ZutCbChangeFunc change;
+  ZutWord changeArgument;
+  uint64_t place; // ascends in calling order: priority, then age
+};
+
+// All but the lock and the last two fields is written under the lock's write side.
+struct ZutCbList {
+  void *owner; // null: a global list
+  ZutCbType *type;
+  ZutDqNode *callbacks; // ring in calling order
+  std::atomic<int32_t> count;
+  int32_t doomed;   // to be destroyed
+  uint64_t age;     // insertions so far
+  uint32_t changes; // removals so far: what a walk noted is stale
+  ListLock lock;
+  std::atomic<uint16_t> startThresh;
+  std::atomic<uint16_t> currentThresh;
+};
+
+// The core of the calls below include/zut.h's. `list` is read by this thread once more than
+// before, and no longer on return.
+void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data);
+// The owner's list is read already, the global one is not.
+void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
+                   ZutCbCallData &data);
+// Ends reading; the last user of an owner's doomed list destroys it.
+void utCbListLeave(ThreadBlock &self, ZutCbList &list);
+// Destroys the list or, while it has other users or this thread calls it, dooms it: error 32.
+int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list);

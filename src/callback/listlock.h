@@ -1,0 +1,74 @@
+// The reader-writer lock of a callback list, cheap where nobody writes: one word counts the
+// threads that read, and each thread keeps what it reads, and how often, in its own block.
+//
+// A thread reads again, writes inside its own writing, and writes where it reads (an upgrade).
+// Writers that wait hold off new readers.
+//
+// A thread that has to wait first parks: all its reading is moved from the readers to the parked
+// in the lists' words. Then writers of those lists go on, although the thread counts as one of
+// their users; it resumes where it returns to a list. So nobody waits while another waits for
+// him, and a writer can trust that nobody looks at the list. The price is that a list may have
+// changed when a call into the caller's code returns: walks through a list expect that.
+//
+// What is read here is trivially destructible throughout: callers' functions run in between.
+#pragma once
+
+#include "platform/platform_thread.h"
+#include "thread/threadblock.h"
+
+#include <atomic>
+
+struct ListLock {
+  std::atomic<int32_t> word;          // threads that read, threads that are parked, Z_LIST_CLOSED
+  std::atomic<ThreadBlock *> writer;  // who writes
+  int32_t writes;                     // the writer's depth
+};
+
+inline constexpr int32_t Z_LIST_READER = 1; // up to 32767 threads
+inline constexpr int32_t Z_LIST_READERS = 0x7fff;
+inline constexpr int32_t Z_LIST_PARKED = 1 << 15;
+inline constexpr int32_t Z_LIST_USERS = 0x3fffffff; // readers and parked
+inline constexpr int32_t Z_LIST_CLOSED = 1 << 30;   // a thread writes or waits to
+
+// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order.
+bool utListTryRead(ThreadBlock &self, ZutCbList &list);
+void utListRead(ThreadBlock &self, ZutCbList &list);
+// After the last call the list may be gone at any moment.
+void utListUnread(ThreadBlock &self, ZutCbList &list);
+// How many read locks the thread has.
+int32_t utListDepth(ThreadBlock &self, const ZutCbList &list);
+
+// Writing. While a thread writes no other reads; some may be parked.
+void utListWrite(ThreadBlock &self, ZutCbList &list);
+void utListUnwrite(ThreadBlock &self, ZutCbList &list);
+
+// Reads again, after a call that may have waited, the lists that this thread reads; the second
+// may be null.
+void utListResumeParked(ThreadBlock &self, ZutCbList &list, ZutCbList *second);
+inline void utListResume(ThreadBlock &self, ZutCbList &list, ZutCbList *second = nullptr) {
+  if (self.lists.parked) utListResumeParked(self, list, second);
+}
+
+// --- Waiting ---
+// Tells whoever waits that a list's state has changed.
+void utListWake();
+// Parks the thread.
+void utListPark(ThreadBlock &self);
+
+// Counts the changes to the locks of all lists for those who wait. One word for all: a thread
+// that waits needs no list that might go away meanwhile, and waiting is rare.
+extern std::atomic<int32_t> utListChanges;
+extern std::atomic<int32_t> utListWaiters;
+
+// Waits, parked, until attempt() is true. An attempt that fails leaves everything parked.
+template <class Attempt>
+void utListWait(ThreadBlock &self, Attempt attempt) {
+  utListPark(self);
+  utListWaiters.fetch_add(1);
+  for (;;) {
+    const int32_t seen = utListChanges.load();
+    if (attempt()) break;
+    utPlatWordWait(utListChanges, seen, Z_NO_DEADLINE);
+  }
+  utListWaiters.fetch_sub(1);
+}

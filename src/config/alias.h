@@ -1,0 +1,16 @@
+// Aliases: names that stand for the beginning of a command.
+#pragma once
+
+#include "zut.h"
+
+// Gives the name (in lower case) a text, in place of the one it may have.
+void utAliasSet(const char *name, const char *text);
+// An alias's text, a blank and `rest`, to free under "alias text"; null when there is no such
+// alias.
+char *utAliasText(const char *name, const char *rest);
+// Prints an alias's text. False: there is no such alias.
+bool utAliasPrintText(const char *name);
+// False: there is no such alias.
+bool utAliasRemove(const char *name);
+// Lists all aliases, sorted by name.
+void utAliasPrint();

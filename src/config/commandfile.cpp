@@ -1,0 +1,215 @@
+// Command files: reading their lines, and finding a program's start-up files.
+#include "config/commandfile.h"
+
+#include "config/parse.h"
+#include "core/env.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/text.h"
+#include "core/util.h"
+#include "file/file.h"
+#include "thread/threadblock.h"
+
+namespace {
+
+// Runs the lines. False when the file turns out not to be text; the lines before have been run.
+bool parseLines(CommandSource &source, FILE *stream) {
+  char line[utCommandLineMax + 1];
+  while (!utCommandStopped()) {
+    ++source.line;
+    switch (utReadLine(stream, line, sizeof line)) {
+    case LineRead::line: utCommandParse(line, 0, 0); break;
+    case LineRead::tooLong:
+      utCommandFail<Msg::commandLineTooLong>(Z_TRACE_LEVEL_ERROR, source.file, source.line,
+                                             utCommandLineMax);
+      break;
+    case LineRead::zeroByte:
+    case LineRead::error:
+      utCommandFail<Msg::commandFileNotText>(Z_TRACE_LEVEL_ERROR, source.file, source.line);
+      return false;
+    case LineRead::end: return true;
+    }
+  }
+  return true;
+}
+
+// Nobody else reads on in the stream: the table of open files would hand out the one that another
+// parse stands in the middle of, so a file that is open already gets a stream of its own.
+FILE *openForParse(const char *name, bool &ownStream) {
+  const ProcessGuard guard;
+  ownStream = ZutLookupFile(name) != nullptr;
+  return ownStream ? ZutFOpen(name, "r") : ZutOpenFile(name, "r");
+}
+
+bool parseFile(const char *name) {
+  ThreadBlock &thread = utThreadBlock();
+  if (thread.depth >= utCommandDepthMax) {
+    utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, name);
+    return false;
+  }
+  bool ownStream = false;
+  FILE *stream = openForParse(name, ownStream);
+  if (!stream) {
+    utCommandFail<Msg::commandFileOpen>(Z_TRACE_LEVEL_ERROR, name);
+    return false;
+  }
+  CommandSource source{thread.source, name, 0, nullptr, nullptr};
+  thread.source = &source;
+  const bool whole = parseLines(source, stream);
+  thread.source = source.outer;
+  if (ownStream) std::fclose(stream);
+  else ZutCloseFile(stream);
+  return whole;
+}
+
+// The possible names of one file, in the order in which they are tried.
+struct Candidates {
+  char *names[4];
+  int32_t count;
+};
+
+void add(Candidates &list, char *name) { list.names[list.count++] = name; }
+
+void clear(Candidates &list) {
+  while (list.count > 0) Z_FREE(list.names[--list.count], "candidate");
+}
+
+// Runs the first that exists and reports the others that do. False: none exists.
+bool parseFirst(const Candidates &list) {
+  const char *read = nullptr;
+  for (int32_t i = 0; i < list.count; ++i) {
+    if (!ZutFileExists(list.names[i])) continue;
+    if (read) {
+      utReport<Msg::commandFileIgnored>(Z_TRACE_LEVEL_WARNING, list.names[i], read);
+      continue;
+    }
+    // Of the first pair always the first name is told, whichever was read. Kept: programs of the
+    // family look for that text.
+    read = list.names[i <= 1 ? 0 : i];
+    ZutCommandParseFile(list.names[i]);
+  }
+  return read != nullptr;
+}
+
+// The standard files of one directory.
+void parseDirectory(const char *directory, const char *base, const char *secondBase) {
+  Candidates list{};
+  for (const char *name : {base, secondBase}) {
+    if (!name) continue;
+    add(list, utFileNameDup(directory, name, ".cm"));
+    add(list, utFileNameDup(directory, name, ".cmd"));
+  }
+  parseFirst(list);
+  clear(list);
+}
+
+// NAME.cm and NAME.cmd, whichever of them is given.
+void addCommandFile(Candidates &list, const char *name) {
+  const size_t length = std::strlen(name);
+  char *other = utNewArray<char>(static_cast<int64_t>(length + 2), "candidate");
+  std::memcpy(other, name, length);
+  const bool longer = std::string_view(name).ends_with(".cmd");
+  if (longer) other[length - 1] = '\0';
+  else other[length] = 'd';
+  char *given = utDup(name, "candidate");
+  add(list, longer ? other : given);
+  add(list, longer ? given : other);
+}
+
+bool parseCommandFile(const char *file, const char *secondFile) {
+  Candidates list{};
+  addCommandFile(list, file);
+  if (secondFile) addCommandFile(list, secondFile);
+  const bool found = parseFirst(list);
+  clear(list);
+  return found;
+}
+
+bool isStandardName(const char *file, const char *base) {
+  const std::string_view name = file, stem = base;
+  return name.size() == stem.size() + 3 && utBeginsWord(name, stem) &&
+         utSameWord(name.substr(stem.size()), ".cm");
+}
+
+struct StartupFiles {
+  const char *base;
+  const char *file;
+  const char *secondBase; // null: none
+  const char *secondFile; // null: none
+  int32_t mustExist;
+};
+
+int32_t parseStandard(const StartupFiles &files, int32_t flags) {
+  if (!files.base || !files.file) return utFail(Err::nullPointer);
+  if ((flags != 0 && flags != 1) || (files.mustExist != 0 && files.mustExist != 1))
+    return utFail(Err::invalid);
+  if (char *home = utHomeDir()) {
+    char *directory = utFileNameDup(home, "standard", nullptr);
+    Z_FREE(home, "home directory");
+    parseDirectory(directory, files.base, files.secondBase);
+    Z_FREE(directory, "directory name");
+  }
+  if (char *home = utEnvDup("HOME")) {
+    parseDirectory(home, files.base, files.secondBase);
+    Z_FREE(home, "environment value");
+  }
+  if (parseCommandFile(files.file, files.secondFile)) return 1;
+  if (!files.mustExist || isStandardName(files.file, files.base)) return 1;
+  utCommandFail<Msg::commandFileMissing>(Z_TRACE_LEVEL_INFO, files.file);
+  return utFail(Err::notFound);
+}
+
+} // namespace
+
+LineRead utReadLine(FILE *stream, char *line, size_t size) {
+  size_t length = 0;
+  LineRead result = LineRead::line;
+  int c = std::getc(stream);
+  if (c == EOF) {
+    line[0] = '\0';
+    return std::ferror(stream) ? LineRead::error : LineRead::end;
+  }
+  for (; c != EOF && c != '\n'; c = std::getc(stream)) {
+    if (result != LineRead::line) continue;
+    if (c == '\0') result = LineRead::zeroByte;
+    else if (length + 1 < size) line[length++] = static_cast<char>(c);
+    else result = LineRead::tooLong;
+  }
+  if (length > 0 && line[length - 1] == '\r') --length;
+  line[length] = '\0';
+  return c == EOF && std::ferror(stream) ? LineRead::error : result;
+}
+
+void utCommandParseIfExists(const char *directory, const char *base, const char *extension) {
+  char *name = utFileNameDup(directory, base, extension);
+  if (ZutFileExists(name)) parseFile(name);
+  Z_FREE(name, "file name");
+}
+
+extern "C" {
+
+int32_t Z_CALL ZutCommandParseFile(const char *file_name) {
+  if (!file_name) return utFail(Err::nullPointer);
+  // The caller's text may be a buffer that the commands overwrite.
+  char *name = utDup(file_name, "command file name");
+  const bool whole = parseFile(name);
+  Z_FREE(name, "command file name");
+  return whole ? 1 : 0;
+}
+
+int32_t Z_CALL ZutCommandParseStd(const char *base_name, int32_t flags, const char *command_file) {
+  return parseStandard({base_name, command_file, nullptr, nullptr, 1}, flags);
+}
+
+int32_t Z_CALL ZutCommandParseStd2(const char *base_name, int32_t flags, const char *command_file,
+                                   int32_t must_exist) {
+  return parseStandard({base_name, command_file, nullptr, nullptr, must_exist}, flags);
+}
+
+int32_t Z_CALL ZutCommandParseStdInternal(const char *base_name, int32_t flags,
+                                          const char *command_file, const char *second_base_name,
+                                          const char *second_file) {
+  return parseStandard({base_name, command_file, second_base_name, second_file, 1}, flags);
+}
+
+} // extern "C"

@@ -1,0 +1,18 @@
+// Lines of command texts, from files and from the prompt.
+#pragma once
+
+#include "config/command.h"
+
+enum class LineRead {
+  line,
+  tooLong,  // what goes beyond the buffer was skipped, up to the line's end
+  zeroByte, // the line holds a byte that ends a text; the rest of it was skipped
+  end,
+  error
+};
+
+// Reads a line without its end into the buffer, which is always terminated.
+LineRead utReadLine(FILE *stream, char *line, size_t size);
+
+// The start-up option files: runs a command file that may not exist.
+void utCommandParseIfExists(const char *directory, const char *base, const char *extension);

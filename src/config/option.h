@@ -1,0 +1,54 @@
+// The option's record, and reading options from inside the library.
+#pragma once
+
+#include "zut.h"
+
+#include <atomic>
+
+// The legal words of an enumerated option, shared with its clones. Under the process mutex.
+struct LegalValues {
+  ZutHashTable *words; // key and value are the same lower-cased word
+  int32_t users;
+};
+
+struct RetiredValue; // option.cpp
+
+struct ZutOption {
+  char *name;
+  int32_t type;
+  void *value; // null: unknown. By type: &boolean, &number, a text, a ZutStrList
+  ZutOptionVerifyFunc verify;
+  ZutWord verifyArg;
+  int32_t required;
+  LegalValues *legal; // null until the first word
+  int32_t readOnly;
+  int32_t isProtected;
+  // How the value is kept; changed under the process mutex.
+  int32_t boolean;
+  double number;
+  int32_t capacity;  // bytes of a text
+  int32_t spareCapacity;
+  char *spare;       // storage for the next text, or null
+  std::atomic<int32_t> setting; // sets whose callbacks are running
+  RetiredValue *retired;        // replaced meanwhile: one of them may still pass it on
+  bool destroyed;               // meanwhile: freed when the last of them ends
+};
+
+// Reading one option from inside the library: a copy made under the process mutex. A missing,
+// unknown or otherwise typed option gives `otherwise`, false or null; the error state is kept.
+double utOptionNumber(const char *name, double otherwise);
+bool utOptionFlag(const char *name, bool otherwise);
+// A string or a word, cut to `size` bytes; the whole of it, to free with Z_FREE.
+bool utOptionText(const char *name, char *out, size_t size);
+char *utOptionDup(const char *name);
+
+// The table of all options, made with the standard set by the first call.
+ZutHashTable *utOptionTable();
+// The name by which an option is known today; the three old names have new ones.
+const char *utOptionName(const char *name);
+// Is `word` among the legal values, or are there none?
+bool utOptionIsLegal(const ZutOption &option, const char *word);
+// A copy of an option outside the table, without its callbacks. Under the process mutex.
+ZutOption *utOptionClone(const ZutOption &option);
+
+void utStrListFree(ZutStrList *list);

@@ -1,0 +1,126 @@
+// The commands that read and set options.
+//
+// Parse functions run in frames that an error jumps over: nothing here has a destructor.
+#include "config/builtins.h"
+#include "config/command.h"
+#include "config/help.h"
+#include "config/lex.h"
+#include "config/option.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/text.h"
+
+namespace {
+
+// Which option a command sets, and the words in front of its name: those of a named table.
+struct Target {
+  ZutOption *option;
+  const char *table;
+  const char *slash;
+};
+
+// Tells why a value was refused, where that has not been told yet.
+void reportRefusal(Err error, const char *name) {
+  if (error == Err::readOnly) utReport<Msg::setoptReadOnly>(Z_TRACE_LEVEL_INFO, name);
+  if (error == Err::required) utReport<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
+  if (error == Err::verifyFailed) utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, name);
+}
+
+// Reads the value that the rest of the command gives to an option. May jump.
+void setValue(const Target &target, ZutLexer *lexer) {
+  const char *name = ZutOptionGetName(target.option);
+  utErrSet(Err::none);
+  if (!ZutOptionParseValue(target.option, lexer)) {
+    const Err error = utErrGet();
+    ZutCommandFailed();
+    reportRefusal(error, name);
+  } else {
+    if (utCommandFeedbackOn())
+      ZutCommandPrintFeedback("Option %s%s%s set to %s.\n", target.table, target.slash, name,
+                              ZutOptionValToStr(target.option));
+    if (!utLexAtEnd(*lexer)) utCommandFail<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, name, lexer->text);
+  }
+  utLexSkipCommand(utLexer(lexer));
+}
+
+// May jump.
+void failUnknown(const char *name, ZutLexer *lexer) {
+  utCommandFail<Msg::setoptUnknown>(Z_TRACE_LEVEL_INFO, name);
+  utLexSkipCommand(utLexer(lexer));
+}
+
+} // namespace
+
+void Z_CALL utCommandHelpopt(ZutLexer *lexer) {
+  if (!utLexAtEnd(*lexer)) {
+    ZutLexAcceptId(lexer);
+    if (ZutOption *option = ZutOptionLookup(lexer->id_value))
+      utHelpPrint("options", ZutOptionGetName(option), HelpForm::full);
+    else utCommandFail<Msg::helpUnknownOption>(Z_TRACE_LEVEL_ERROR, lexer->id_value);
+    return;
+  }
+  utReport<Msg::helpOptions>(Z_TRACE_LEVEL_INFO);
+  int32_t count = 0;
+  ZutOption **sorted = ZutOptionSort(&count);
+  for (int32_t i = 0; i < count; ++i)
+    utHelpPrint("options", ZutOptionGetName(sorted[i]), HelpForm::oneLine);
+  Z_FREE(sorted, "sorted_options");
+}
+
+void Z_CALL utCommandSetopt(ZutLexer *lexer) {
+  if (utLexAtEnd(*lexer)) {
+    ZutOptionDump(nullptr, ZutOut);
+    return;
+  }
+  ZutLexAcceptId(lexer);
+  ZutOption *option = ZutOptionLookup(lexer->id_value);
+  if (!option) failUnknown(lexer->id_value, lexer);
+  else if (utLexAtEnd(*lexer)) ZutOptionDump(lexer->id_value, ZutOut);
+  else setValue({option, "", ""}, lexer);
+}
+
+void Z_CALL utCommandSetnopt(ZutLexer *lexer) {
+  ZutLexAcceptId(lexer);
+  char table[Z_LEX_ID_SIZE];
+  utCopyCut(table, sizeof table, lexer->id_value);
+  if (utLexAtEnd(*lexer)) {
+    ZutOptionNamedDump(table, nullptr, ZutOut);
+    return;
+  }
+  ZutLexAcceptId(lexer);
+  ZutOption *option = ZutOptionNamedLookup(table, lexer->id_value);
+  if (!option) failUnknown(lexer->id_value, lexer);
+  else if (utLexAtEnd(*lexer)) ZutOptionNamedDump(table, lexer->id_value, ZutOut);
+  else setValue({option, table, "/"}, lexer);
+}
+
+void Z_CALL utCommandUnsetopt(ZutLexer *lexer) {
+  ZutLexAcceptId(lexer);
+  ZutOption *option = ZutOptionLookup(lexer->id_value);
+  if (!option) {
+    utCommandFail<Msg::unsetUnknown>(Z_TRACE_LEVEL_INFO, lexer->id_value);
+    return;
+  }
+  const char *name = ZutOptionGetName(option);
+  if (ZutOptionSetUnknown(option)) {
+    ZutCommandPrintFeedback("Option %s unset\n", name);
+    return;
+  }
+  const Err error = utErrGet();
+  if (error != Err::required)
+    utCommandFail<Msg::unsetFailed>(Z_TRACE_LEVEL_WARNING, static_cast<int32_t>(error));
+  else if (option->type == Z_OPTION_ENUM || option->type == Z_OPTION_ENUM_LIST)
+    utCommandFail<Msg::unsetRequiredEnum>(Z_TRACE_LEVEL_INFO, name);
+  else utCommandFail<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
+}
+
+void Z_CALL utCommandCreateopt(ZutLexer *lexer) {
+  ZutLexAcceptId(lexer);
+  char name[Z_LEX_ID_SIZE];
+  utCopyCut(name, sizeof name, lexer->id_value);
+  if (ZutOptionLookup(name)) utCommandFail<Msg::createoptExists>(Z_TRACE_LEVEL_INFO, name);
+  else if (!ZutOptionCreateFromLexer(name, lexer))
+    utCommandFail<Msg::createoptFailed>(Z_TRACE_LEVEL_INFO, name, lexer->text);
+  else ZutCommandPrintFeedback("Option %s created.\n", name);
+  utLexSkipCommand(utLexer(lexer));
+}

@@ -1,0 +1,11 @@
+// Dumps of options, for the table of all options and for named tables.
+#pragma once
+
+#include "zut.h"
+
+// Under the process mutex. A line with name and value; with a table's name in front of the name
+// unless it is null.
+void utOptionDumpOne(const ZutOption &option, const char *tableName, ZutPrintFunc out);
+// The same for every option of `table` by name, without the protected ones and those whose name
+// begins with "_".
+void utOptionDumpAll(ZutHashTable *table, const char *tableName, ZutPrintFunc out);

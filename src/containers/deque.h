@@ -1,0 +1,11 @@
+// Rings of nodes around a sentinel: see include/zut.h, "Linked lists".
+#pragma once
+
+#include "zut.h"
+
+// Takes a node that is not the sentinel out of its ring and clears its links.
+inline void utDqUnlink(ZutDqNode *node) {
+  node->left->right = node->right;
+  node->right->left = node->left;
+  node->left = node->right = nullptr;
+}

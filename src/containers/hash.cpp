@@ -1,0 +1,688 @@
+// Hash tables: chains of nodes behind an array whose size is a power of two.
+//
+// Invariants: mask is buckets - 1; count is the number of nodes in the chains; no key stands twice.
+// A new node goes to the head of its chain, and growth takes the chains in order, each from its
+// head, pushing every node on its new chain: the order of visits is part of the contract.
+//
+// Nodes are cut from blocks of the table's own and come back through a free list, so that callers
+// must never free one: ZutHashDeleteBucket hands out a copy. While a traversal runs, deleted nodes
+// keep their link and wait in the list `dead`, and growth waits too; so the traversal may stand on
+// a node that is deleted under it. A counter, not a list of traversals on the stack: one that was
+// left by a jump then costs memory and speed, never a wild pointer.
+//
+// No lock: the owner of a table has one.
+#include "containers/hash.h"
+
+#include "core/env.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/report.h"
+#include "core/text.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+
+namespace {
+
+// An entry. Its beginning is the ZutHashBucket that callers see; the hash fills what would be
+// padding on 64-bit platforms.
+struct HashNode {
+  HashNode *next;
+  ZutWord key;
+  ZutWord value;
+  int32_t ref_count; // 0: deleted while a traversal runs
+  uint32_t hash;
+};
+static_assert(offsetof(HashNode, key) == offsetof(ZutHashBucket, key));
+static_assert(offsetof(HashNode, value) == offsetof(ZutHashBucket, value));
+static_assert(offsetof(HashNode, ref_count) == offsetof(ZutHashBucket, ref_count));
+static_assert(sizeof(HashNode) <= sizeof(ZutHashBucket) + sizeof(uint32_t));
+
+ZutHashBucket *bucketOf(HashNode *node) { return reinterpret_cast<ZutHashBucket *>(node); }
+
+struct HashBlock {
+  HashBlock *next;
+};
+
+// Nodes of a new block: as many as the table has, within these bounds.
+constexpr int32_t Z_BLOCK_MIN = 8;
+constexpr int32_t Z_BLOCK_MAX = 1024;
+
+// The ready-made kinds are compared in line; `other` calls the table's functions.
+enum class HashKind : int32_t { number, address, text, word, other };
+
+} // namespace
+
+struct ZutHashTable {
+  int32_t buckets;
+  int32_t count;
+  int32_t threshold;
+  uint32_t mask;
+  int32_t collisions;
+  int32_t ref_counted;
+  HashNode **chains;
+  ZutHashFunc hash;
+  ZutHashTestFunc test;
+  HashKind kind;
+  int32_t walks;  // traversals in progress
+  int32_t wanted; // the size asked for meanwhile, or 0
+  HashNode *free;
+  HashNode *fresh; // the part of the newest block that was never used
+  HashNode *freshEnd;
+  HashNode *dead; // deleted while a traversal runs, linked through value
+  HashBlock *blocks;
+};
+
+namespace {
+
+// --- Ready-made functions ---
+
+uint32_t Z_CALL hashNumber(ZutWord key) { return static_cast<uint32_t>(key); }
+uint32_t Z_CALL hashAddress(ZutWord key) {
+  return static_cast<uint32_t>(static_cast<uintptr_t>(key) >> 4);
+}
+int32_t Z_CALL sameNumber(ZutWord sought, ZutWord stored) { return sought == stored; }
+
+const char *textOf(ZutWord key) { return reinterpret_cast<const char *>(key); }
+
+constexpr char asIs(char c) { return c; }
+
+// h = h * 27 + c over the bytes, each sign-extended whatever the sign of char; four a step, so
+// that the multiplications do not wait for each other.
+template <char Fold(char)>
+uint32_t hashChars(const char *text) {
+  const auto code = [](char c) { return static_cast<uint32_t>(static_cast<signed char>(Fold(c))); };
+  for (uint32_t h = 0;; text += 4) {
+    if (!text[0]) return h;
+    const uint32_t one = code(text[0]);
+    if (!text[1]) return h * 27 + one;
+    const uint32_t two = one * 27 + code(text[1]);
+    if (!text[2]) return h * (27 * 27) + two;
+    const uint32_t three = two * 27 + code(text[2]);
+    if (!text[3]) return h * (27 * 27 * 27) + three;
+    h = h * (27 * 27 * 27 * 27) + three * 27 + code(text[3]);
+  }
+}
+
+uint32_t Z_CALL hashText(ZutWord key) { return hashChars<asIs>(textOf(key)); }
+uint32_t Z_CALL hashWord(ZutWord key) { return hashChars<utLower>(textOf(key)); }
+int32_t Z_CALL sameText(ZutWord sought, ZutWord stored) {
+  return utSame(textOf(sought), textOf(stored));
+}
+int32_t Z_CALL sameWord(ZutWord sought, ZutWord stored) {
+  const char *a = textOf(sought);
+  const char *b = textOf(stored);
+  for (; *a && utLower(*a) == utLower(*b); ++a) ++b;
+  return utLower(*a) == utLower(*b);
+}
+
+HashKind kindOf(ZutHashFunc hash, ZutHashTestFunc test) {
+  if (hash == hashNumber && test == sameNumber) return HashKind::number;
+  if (hash == hashAddress && test == sameNumber) return HashKind::address;
+  if (hash == hashText && test == sameText) return HashKind::text;
+  if (hash == hashWord && test == sameWord) return HashKind::word;
+  return HashKind::other;
+}
+
+// --- Nodes ---
+
+void blockAdd(ZutHashTable &table) {
+  const int32_t nodes = std::clamp(table.count, Z_BLOCK_MIN, Z_BLOCK_MAX);
+  const auto size = static_cast<int32_t>(sizeof(HashNode)) * (nodes + 1);
+  auto *block = static_cast<HashBlock *>(Z_MALLOC(size, "new_bucket"));
+  block->next = table.blocks;
+  table.blocks = block;
+  table.fresh = reinterpret_cast<HashNode *>(block) + 1; // the first place holds the link
+  table.freshEnd = table.fresh + nodes;
+}
+
+HashNode *nodeNew(ZutHashTable &table) {
+  if (HashNode *node = table.free) {
+    table.free = node->next;
+    return node;
+  }
+  if (table.fresh == table.freshEnd) blockAdd(table);
+  return table.fresh++;
+}
+
+// For a node that is out of its chain but still has its link.
+void nodeFree(ZutHashTable &table, HashNode *node) {
+  if (!table.walks) {
+    node->next = table.free;
+    table.free = node;
+    return;
+  }
+  node->ref_count = 0;
+  node->key = 0;
+  node->value = reinterpret_cast<ZutWord>(table.dead);
+  table.dead = node;
+}
+
+void blocksFree(ZutHashTable &table) {
+  while (HashBlock *block = table.blocks) {
+    table.blocks = block->next;
+    Z_FREE(block, "bucket");
+  }
+  table.free = table.fresh = table.freshEnd = nullptr;
+}
+
+// --- The core ---
+
+HashNode *findSame(HashNode *node, ZutWord key) {
+  while (node && node->key != key) node = node->next;
+  return node;
+}
+
+template <int32_t Same(ZutWord, ZutWord)>
+HashNode *findText(HashNode *node, ZutWord key, uint32_t hash) {
+  while (node && (node->hash != hash || !Same(key, node->key))) node = node->next;
+  return node;
+}
+
+HashNode *findOther(const ZutHashTable &table, HashNode *node, ZutWord key) {
+  while (node && !table.test(key, node->key)) node = node->next;
+  return node;
+}
+
+// The node of a key or null, and the key's hash.
+inline HashNode *find(const ZutHashTable &table, ZutWord key, uint32_t &hash) {
+  switch (table.kind) {
+  case HashKind::number:
+    hash = hashNumber(key);
+    return findSame(table.chains[hash & table.mask], key);
+  case HashKind::address:
+    hash = hashAddress(key);
+    return findSame(table.chains[hash & table.mask], key);
+  case HashKind::text:
+    hash = hashText(key);
+    return findText<sameText>(table.chains[hash & table.mask], key, hash);
+  case HashKind::word:
+    hash = hashWord(key);
+    return findText<sameWord>(table.chains[hash & table.mask], key, hash);
+  case HashKind::other: break;
+  }
+  hash = table.hash(key);
+  return findOther(table, table.chains[hash & table.mask], key);
+}
+
+void push(ZutHashTable &table, HashNode *node) {
+  HashNode *&chain = table.chains[node->hash & table.mask];
+  if (chain) ++table.collisions;
+  node->next = chain;
+  chain = node;
+}
+
+// Room for `expected` entries: the size rule.
+void chainsAllocate(ZutHashTable &table, int64_t expected) {
+  const auto least = static_cast<uint64_t>(
+      static_cast<double>(std::max<int64_t>(expected, 4)) * 1.3333333333333333);
+  const auto buckets = static_cast<int64_t>(std::bit_ceil(least));
+  table.chains = utNewArray<HashNode *>(buckets, "table->buckets");
+  table.buckets = static_cast<int32_t>(buckets);
+  table.mask = static_cast<uint32_t>(buckets - 1);
+  table.threshold = table.buckets / 4 * 3;
+}
+
+void grow(ZutHashTable &table, int64_t expected) {
+  if (table.buckets > expected) return;
+  if (table.walks) {
+    table.wanted = static_cast<int32_t>(std::clamp<int64_t>(expected, table.wanted, INT32_MAX));
+    return;
+  }
+  HashNode **old = table.chains;
+  const int32_t chains = table.buckets;
+  chainsAllocate(table, expected);
+  table.collisions = 0;
+  for (int32_t i = 0; i < chains; ++i) {
+    for (HashNode *node = old[i]; node;) {
+      HashNode *next = node->next;
+      push(table, node);
+      node = next;
+    }
+  }
+  Z_FREE(old, "bigger_table");
+}
+
+// Asks for twice the chains and gets four times, because the request meets the size rule again:
+// 8, 32, 128, 512 chains. Kept; it buys short chains.
+void add(ZutHashTable &table, ZutWord key, ZutWord value, uint32_t hash) {
+  HashNode *node = nodeNew(table);
+  node->key = key;
+  node->value = value;
+  node->ref_count = 1;
+  node->hash = hash;
+  push(table, node);
+  if (++table.count > table.threshold) grow(table, int64_t{2} * table.buckets);
+}
+
+// Takes a node out of its chain; the node keeps its link.
+void takeOut(ZutHashTable &table, HashNode *node) {
+  HashNode **link = &table.chains[node->hash & table.mask];
+  if (*link != node) {
+    --table.collisions; // but not for the head of a longer chain: callers see this number
+    do link = &(*link)->next;
+    while (*link != node);
+  }
+  *link = node->next;
+  --table.count;
+}
+
+void walkBegin(ZutHashTable &table) { ++table.walks; }
+
+void walkEnd(ZutHashTable &table) {
+  if (--table.walks) return;
+  while (HashNode *node = table.dead) {
+    table.dead = reinterpret_cast<HashNode *>(node->value);
+    nodeFree(table, node);
+  }
+  if (const int32_t wanted = table.wanted) {
+    table.wanted = 0;
+    grow(table, wanted);
+  }
+}
+
+// Calls visit(node) for every node, until it gives something else than 0.
+template <class Visit>
+int32_t walk(ZutHashTable &table, Visit visit) {
+  int32_t result = 0;
+  walkBegin(table);
+  for (int32_t i = 0; i < table.buckets && !result; ++i) {
+    for (HashNode *node = table.chains[i]; node && !result;) {
+      HashNode *next = node->next;
+      result = visit(node);
+      while (next && !next->ref_count) next = next->next;
+      node = next;
+    }
+  }
+  walkEnd(table);
+  return result;
+}
+
+void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
+  walkBegin(table);
+  for (int32_t i = 0; i < table.buckets; ++i) {
+    while (HashNode *node = table.chains[i]) {
+      table.chains[i] = node->next;
+      if (function) function(node->key, node->value, argument);
+      nodeFree(table, node);
+    }
+  }
+  std::fill_n(table.chains, table.buckets, nullptr); // drops what the function inserted
+  table.count = 0;
+  table.collisions = 0;
+  table.ref_counted = 0;
+  table.wanted = 0;
+  walkEnd(table);
+  if (!table.walks) blocksFree(table);
+}
+
+void Z_CALL freeKey(ZutWord key, ZutWord, ZutWord) {
+  Z_FREE(reinterpret_cast<void *>(key), "key");
+}
+void Z_CALL freeValue(ZutWord, ZutWord value, ZutWord) {
+  Z_FREE(reinterpret_cast<void *>(value), "value");
+}
+void Z_CALL freeBoth(ZutWord key, ZutWord value, ZutWord argument) {
+  freeKey(key, value, argument);
+  freeValue(key, value, argument);
+}
+
+// --- Texts ---
+
+// The key as text, in this thread's buffer.
+const char *keyText(const ZutHashTable &table, ZutWord key) {
+  char number[24];
+  const char *text = number;
+  if (table.hash == hashText || table.hash == hashWord) text = textOf(key);
+  else std::snprintf(number, sizeof number, "%ld", static_cast<long>(key));
+  const size_t size = std::strlen(text) + 1;
+  char *buffer = utThreadText(TextSlot::hashKey, static_cast<int32_t>(size));
+  std::memcpy(buffer, text, size);
+  return buffer;
+}
+
+void reportDuplicate(ZutHashTable &table, ZutWord key) {
+  ZutOut("ORL-WL-0000-W ZutHashInsert: key %s already exists in hash table\n",
+         keyText(table, key));
+  if (utEnvIsSet("HASH_INSERT_VERBOSE_ERROR")) ZutHashDump(&table, ZutOutDebug);
+  if (utEnvIsSet("HASH_INSERT_FATAL_ERROR")) ZutFatalError("ZutHashInsert duplicate.");
+}
+
+int32_t chainLength(const HashNode *node) {
+  int32_t length = 0;
+  for (; node; node = node->next) ++length;
+  return length;
+}
+
+// The sum over the chains, all or those in use, of the squared distance of length and average.
+double spread(const ZutHashTable &table, double average, bool all) {
+  double sum = 0;
+  for (int32_t i = 0; i < table.buckets; ++i) {
+    const int32_t length = chainLength(table.chains[i]);
+    if (all || length) sum += (length - average) * (length - average);
+  }
+  return sum;
+}
+
+void dumpSizes(ZutHashTable &table, ZutPrintFunc out) {
+  const auto used = std::count_if(table.chains, table.chains + table.buckets,
+                                  [](const HashNode *chain) { return chain != nullptr; });
+  const double average = static_cast<double>(table.count) / table.buckets;
+  const double averageUsed = used ? static_cast<double>(table.count) / used : 0;
+  // Neither sum is divided by the number of chains, and the second goes on from the first. Kept.
+  const double sum = spread(table, average, true);
+  const double sumUsed = sum + spread(table, averageUsed, false);
+  out("*** Dumping Hash Table ***\n");
+  out("  Size = %ld, Num Entries = %ld, Max Entries = %ld, Collisions = %ld\n",
+      static_cast<long>(table.buckets), static_cast<long>(table.count),
+      static_cast<long>(table.threshold), static_cast<long>(table.collisions));
+  out("  All Buckets: Avg Size = %s", ZutRealToStr(average));
+  out(", Std Dev = %s\n", ZutRealToStr(std::sqrt(sum)));
+  out("  Non-Empty Buckets (%ld): Avg Size = %s", static_cast<long>(used),
+      ZutRealToStr(averageUsed));
+  out(", Std Dev = %s\n", ZutRealToStr(std::sqrt(sumUsed)));
+}
+
+void dumpChain(const ZutHashTable &table, int32_t index, ZutPrintFunc out) {
+  out("  Bucket %ld has %ld entries\n", static_cast<long>(index),
+      static_cast<long>(chainLength(table.chains[index])));
+  for (const HashNode *node = table.chains[index]; node; node = node->next) {
+    out("    %s\t%lx\n", keyText(table, node->key), static_cast<unsigned long>(node->value));
+    if (table.ref_counted) out("    ref_count: %d\n", static_cast<int>(node->ref_count));
+  }
+}
+
+// --- Sorting ---
+
+struct Sorted {
+  ZutWord *keys;
+  ZutWord *values;
+  int32_t count;
+};
+
+int32_t Z_CALL compareTexts(ZutWord a, ZutWord b) { return ZutStrCmpi(textOf(a), textOf(b)); }
+
+// Sinks the pair (key, value) from `hole` in the heap 1..end.
+void siftDown(Sorted &pairs, int32_t hole, int32_t end, ZutWord key, ZutWord value,
+              ZutHashCompareFunc compare) {
+  for (int32_t child = 2 * hole; child <= end; child = 2 * hole) {
+    if (child < end && compare(pairs.keys[child], pairs.keys[child + 1]) < 0) ++child;
+    if (compare(key, pairs.keys[child]) >= 0) break;
+    pairs.keys[hole] = pairs.keys[child];
+    pairs.values[hole] = pairs.values[child];
+    hole = child;
+  }
+  pairs.keys[hole] = key;
+  pairs.values[hole] = value;
+}
+
+// Heapsort of the pairs 0..count-1 by key. It works on 1..count, the first pair last.
+void sortPairs(Sorted &pairs, ZutHashCompareFunc compare) {
+  const int32_t count = pairs.count;
+  if (count < 2) return;
+  pairs.keys[count] = pairs.keys[0];
+  pairs.values[count] = pairs.values[0];
+  for (int32_t i = count / 2; i >= 1; --i)
+    siftDown(pairs, i, count, pairs.keys[i], pairs.values[i], compare);
+  for (int32_t end = count; end > 1; --end) {
+    const ZutWord key = pairs.keys[end];
+    const ZutWord value = pairs.values[end];
+    pairs.keys[end] = pairs.keys[1];
+    pairs.values[end] = pairs.values[1];
+    siftDown(pairs, 1, end - 1, key, value, compare);
+  }
+  std::copy(pairs.keys + 1, pairs.keys + count + 1, pairs.keys);
+  std::copy(pairs.values + 1, pairs.values + count + 1, pairs.values);
+}
+
+ZutWord *shrink(ZutWord *array, int32_t count) {
+  const auto size = static_cast<int32_t>(static_cast<size_t>(count) * sizeof(ZutWord));
+  return static_cast<ZutWord *>(Z_REALLOC(array, size, "sort_parm.array"));
+}
+
+// The kept pairs in order; count 0 without arrays when there are none.
+Sorted sortTable(ZutHashTable &table, ZutHashCompareFunc compare, ZutHashFilterFunc filter) {
+  const int32_t room = table.count;
+  if (!room) return {};
+  Sorted pairs = {utNewArray<ZutWord>(int64_t{room} + 1, "sort_parm.key_array"),
+                  utNewArray<ZutWord>(int64_t{room} + 1, "sort_parm.value_array"), 0};
+  walk(table, [&](const HashNode *node) {
+    if (pairs.count == room) return 0; // the filter inserted entries
+    const ZutWord key = node->key;
+    const ZutWord value = node->value;
+    if (filter && !filter(key, value)) return 0;
+    pairs.keys[pairs.count] = key;
+    pairs.values[pairs.count++] = value;
+    return 0;
+  });
+  if (!pairs.count) {
+    Z_FREE(pairs.keys, "sort_parm.key_array");
+    Z_FREE(pairs.values, "sort_parm.value_array");
+    return {};
+  }
+  sortPairs(pairs, compare ? compare : compareTexts);
+  pairs.keys = shrink(pairs.keys, pairs.count);
+  pairs.values = shrink(pairs.values, pairs.count);
+  return pairs;
+}
+
+} // namespace
+
+ZutHashBucket *utHashFind(const ZutHashTable *table, ZutWord key) {
+  uint32_t hash;
+  return bucketOf(find(*table, key, hash));
+}
+
+extern "C" {
+
+ZutHashTable *Z_CALL ZutHashCreate(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
+  ZutSetInitialSbrk();
+  auto *table = utNew<ZutHashTable>("table");
+  chainsAllocate(*table, expected);
+  table->hash = hash;
+  table->test = test;
+  table->kind = kindOf(hash, test);
+  return table;
+}
+
+ZutHashTable *Z_CALL ZutHashCreateInt(int32_t expected) {
+  return ZutHashCreate(expected, hashNumber, sameNumber);
+}
+
+ZutHashTable *Z_CALL ZutHashCreateStr(int32_t expected) {
+  return ZutHashCreate(expected, hashText, sameText);
+}
+
+ZutHashTable *Z_CALL ZutHashCreateStri(int32_t expected) {
+  return ZutHashCreate(expected, hashWord, sameWord);
+}
+
+ZutHashTable *Z_CALL ZutHashCreatePtr(int32_t expected) {
+  return ZutHashCreate(expected, hashAddress, sameNumber);
+}
+
+int32_t Z_CALL ZutRoundUpToPowerOf2(int32_t n) {
+  if (n <= 2) return 2;
+  if (n > 1 << 30) {
+    utReport<Msg::powerOf2>(Z_TRACE_LEVEL_WARNING, n);
+    return 2;
+  }
+  return static_cast<int32_t>(std::bit_ceil(static_cast<uint32_t>(n)));
+}
+
+int32_t Z_CALL ZutHashGetSize(const ZutHashTable *table) { return table->count; }
+
+int32_t Z_CALL ZutHashGetCollisions(const ZutHashTable *table) { return table->collisions; }
+
+int32_t Z_CALL ZutHashGetReferenceCounted(const ZutHashTable *table) {
+  return table->ref_counted;
+}
+
+int32_t Z_CALL ZutHashSetReferenceCounted(ZutHashTable *table, int32_t flag) {
+  if (!table) return utFail(Err::nullPointer);
+  if (table->count || (flag != 0 && flag != 1)) return utFail(Err::invalid);
+  table->ref_counted = flag;
+  return 1;
+}
+
+ZutHashFunc Z_CALL ZutHashGetHashFunc(const ZutHashTable *table) { return table->hash; }
+
+ZutHashTestFunc Z_CALL ZutHashGetTestFunc(const ZutHashTable *table) { return table->test; }
+
+ZutWord Z_CALL ZutHashLookup(ZutHashTable *table, ZutWord key) {
+  if (!table) return utFail(Err::nullPointer);
+  uint32_t hash;
+  const HashNode *node = find(*table, key, hash);
+  return node ? node->value : utFail(Err::notFound);
+}
+
+ZutWord Z_CALL ZutHashLookupInt(ZutHashTable *table, ZutWord key) {
+  return ZutHashLookup(table, key);
+}
+
+ZutHashBucket *Z_CALL ZutHashLookupBucket(ZutHashTable *table, ZutWord key) {
+  if (!table) return utFailNull(Err::nullPointer);
+  uint32_t hash;
+  HashNode *node = find(*table, key, hash);
+  return node ? bucketOf(node) : utFailNull(Err::notFound);
+}
+
+ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table) {
+  if (!table) return utFailNull(Err::nullPointer);
+  for (int32_t i = 0; i < table->buckets; ++i) {
+    if (table->chains[i]) return bucketOf(table->chains[i]);
+  }
+  return utFailNull(Err::notFound);
+}
+
+void Z_CALL ZutHashInsert(ZutHashTable *table, ZutWord key, ZutWord value) {
+  uint32_t hash;
+  HashNode *node = find(*table, key, hash);
+  if (!node) add(*table, key, value, hash);
+  else if (table->ref_counted) ++node->ref_count;
+  else reportDuplicate(*table, key);
+}
+
+ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value) {
+  uint32_t hash;
+  HashNode *node = find(*table, key, hash);
+  if (!node) {
+    add(*table, key, value, hash);
+    return 0;
+  }
+  const ZutWord old = node->value;
+  node->key = key;
+  node->value = value;
+  node->hash = hash; // the caller's test may call keys equal whose numbers differ
+  return old;
+}
+
+ZutWord Z_CALL ZutHashBucketGetValue(const ZutHashBucket *bucket) { return bucket->value; }
+
+ZutWord Z_CALL ZutHashBucketSetValue(ZutHashBucket *bucket, ZutWord value) {
+  const ZutWord old = bucket->value;
+  bucket->value = value;
+  return old;
+}
+
+ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key) {
+  if (!table) return utFailNull(Err::nullPointer);
+  uint32_t hash;
+  HashNode *node = find(*table, key, hash);
+  if (!node) return utFailNull(Err::notFound);
+  if (--node->ref_count) return bucketOf(node);
+  auto *copy = utNew<ZutHashBucket>("new_bucket");
+  copy->key = node->key;
+  copy->value = node->value;
+  takeOut(*table, node);
+  nodeFree(*table, node);
+  return copy;
+}
+
+ZutWord Z_CALL ZutHashDelete(ZutHashTable *table, ZutWord key) {
+  if (!table) return utFail(Err::nullPointer);
+  uint32_t hash;
+  HashNode *node = find(*table, key, hash);
+  if (!node) return utFail(Err::notFound);
+  const ZutWord value = node->value;
+  if (!--node->ref_count) {
+    takeOut(*table, node);
+    nodeFree(*table, node);
+  }
+  return value;
+}
+
+int32_t Z_CALL ZutHashTraverse(ZutHashTable *table, ZutHashTraverseFunc function,
+                               ZutWord argument) {
+  if (!table || !function) return utFail(Err::nullPointer);
+  const int32_t result = walk(*table, [function, argument](const HashNode *node) {
+    return function(node->key, node->value, argument);
+  });
+  return result ? result : utFail(Err::endOfTraversal);
+}
+
+void Z_CALL ZutHashReset(ZutHashTable *table, ZutHashDestroyFunc function, ZutWord argument) {
+  clear(*table, function, argument);
+}
+
+void Z_CALL ZutHashResetFreeKey(ZutHashTable *table) { ZutHashReset(table, freeKey, 0); }
+
+void Z_CALL ZutHashResetFreeValue(ZutHashTable *table) { ZutHashReset(table, freeValue, 0); }
+
+void Z_CALL ZutHashResetFreeKeyValue(ZutHashTable *table) { ZutHashReset(table, freeBoth, 0); }
+
+void Z_CALL ZutHashDestroy(ZutHashTable *table, ZutHashDestroyFunc function, ZutWord argument) {
+  clear(*table, function, argument);
+  blocksFree(*table);
+  Z_FREE(table->chains, "table->buckets");
+  Z_FREE(table, "table");
+}
+
+void Z_CALL ZutHashDestroyFreeKey(ZutHashTable *table) { ZutHashDestroy(table, freeKey, 0); }
+
+void Z_CALL ZutHashDestroyFreeValue(ZutHashTable *table) { ZutHashDestroy(table, freeValue, 0); }
+
+void Z_CALL ZutHashDestroyFreeKeyValue(ZutHashTable *table) {
+  ZutHashDestroy(table, freeBoth, 0);
+}
+
+void Z_CALL ZutHashResize(ZutHashTable *table, int32_t n) { grow(*table, n); }
+
+ZutWord *Z_CALL ZutHashSort(ZutHashTable *table, int32_t *count, ZutHashCompareFunc compare,
+                            ZutHashFilterFunc filter) {
+  const Sorted pairs = sortTable(*table, compare, filter);
+  *count = pairs.count;
+  Z_FREE(pairs.keys, "sort_parm.key_array");
+  return pairs.values;
+}
+
+ZutWord *Z_CALL ZutHashSortKeys(ZutHashTable *table, int32_t *count, ZutHashCompareFunc compare,
+                                ZutHashFilterFunc filter) {
+  const Sorted pairs = sortTable(*table, compare, filter);
+  *count = pairs.count;
+  Z_FREE(pairs.values, "sort_parm.value_array");
+  return pairs.keys;
+}
+
+int32_t Z_CALL ZutHashSortTraverse(ZutHashTable *table, ZutHashSortFunc function,
+                                   ZutWord argument, ZutHashCompareFunc compare,
+                                   ZutHashFilterFunc filter) {
+  int32_t count;
+  ZutWord *values = ZutHashSort(table, &count, compare, filter);
+  int32_t result = 0;
+  for (int32_t i = 0; i < count && !result; ++i) result = function(values[i], argument);
+  Z_FREE(values, "sorted_elements");
+  return result;
+}
+
+void Z_CALL ZutHashDump(ZutHashTable *table, ZutPrintFunc out) {
+  if (!out) out = ZutDebug;
+  walkBegin(*table);
+  dumpSizes(*table, out);
+  for (int32_t i = 0; i < table->buckets; ++i) dumpChain(*table, i, out);
+  walkEnd(*table);
+}
+
+} // extern "C"

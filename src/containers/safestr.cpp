@@ -1,0 +1,128 @@
+// Safe strings: a text in a record of the caller's. Invariant: length + 1 <= capacity, and the
+// text ends with a NUL.
+#include "core/memory.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace {
+
+constexpr int32_t Z_STEP = 256;
+
+int32_t sizeOrFail(int64_t size) { return size <= INT32_MAX ? static_cast<int32_t>(size) : -1; }
+
+// Makes room for `length` characters: the capacity grows by whole steps, in one reallocation. A
+// size beyond 31 bits is exhausted memory.
+void grow(ZutSafeString &string, int64_t length, int32_t step) {
+  const int64_t by = std::max(step, 1);
+  const int64_t missing = length + 1 - string.capacity;
+  const int64_t capacity = string.capacity + (missing + by - 1) / by * by;
+  string.str = static_cast<char *>(Z_REALLOC(string.str, sizeOrFail(capacity), "dest->str"));
+  string.capacity = static_cast<int32_t>(capacity);
+}
+
+// Puts `count` characters at `place`, where the text then ends. They may lie in the string
+// itself, which may move.
+void put(ZutSafeString &string, int32_t place, const char *text, size_t count, int32_t step) {
+  const int64_t length = static_cast<int64_t>(count) + place;
+  if (length >= string.capacity) {
+    const uintptr_t offset =
+        reinterpret_cast<uintptr_t>(text) - reinterpret_cast<uintptr_t>(string.str);
+    const bool inside = offset < static_cast<uintptr_t>(string.capacity);
+    grow(string, length, step);
+    if (inside) text = string.str + offset;
+  }
+  std::memmove(string.str + place, text, count);
+  string.str[length] = '\0';
+  string.length = static_cast<int32_t>(length);
+}
+
+} // namespace
+
+extern "C" {
+
+ZutSafeString *Z_CALL ZutSafeStringCreate(ZutSafeString *out) {
+  return ZutSafeStringQCreate(out, Z_STEP);
+}
+
+ZutSafeString *Z_CALL ZutSafeStringQCreate(ZutSafeString *out, int32_t size) {
+  out->capacity = std::max(size, 1);
+  out->str = static_cast<char *>(Z_MALLOC(out->capacity, "safe_str.str"));
+  out->str[0] = '\0';
+  out->length = 0;
+  return out;
+}
+
+void Z_CALL ZutSafeStringDestroy(ZutSafeString string) { Z_FREE(string.str, "safe_str.str"); }
+
+ZutSafeString *Z_CALL ZutSafeStringAppend(ZutSafeString *string, const char *text) {
+  return ZutSafeStringQAppend(string, text, Z_STEP);
+}
+
+ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text,
+                                           int32_t step) {
+  put(*string, string->length, text, std::strlen(text), step);
+  return string;
+}
+
+ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char character) {
+  return ZutSafeStringQAppendChar(string, character, Z_STEP);
+}
+
+ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char character,
+                                               int32_t step) {
+  put(*string, string->length, &character, 1, step);
+  return string;
+}
+
+ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number) {
+  char digits[11]; // -2147483648
+  const char *end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  put(*string, string->length, digits, static_cast<size_t>(end - digits), Z_STEP);
+  return string;
+}
+
+char *Z_CALL ZutSafeStringPrepend(ZutSafeString *string, const char *text) {
+  ZutSafeString result;
+  ZutSafeStringCreate(&result);
+  ZutSafeStringAppend(&result, text);
+  ZutSafeStringAppend(&result, string->str);
+  ZutSafeStringDestroy(*string);
+  *string = result;
+  return result.str;
+}
+
+ZutSafeString *Z_CALL ZutSafeStringClear(ZutSafeString *string) {
+  if (!string->str) return ZutSafeStringCreate(string);
+  string->str[0] = '\0';
+  string->length = 0;
+  return string;
+}
+
+ZutSafeString *Z_CALL ZutSafeStringCopy(ZutSafeString *string, const char *text) {
+  return ZutSafeStringQCopy(string, text, Z_STEP);
+}
+
+// Not cleared first: the text may lie in the string, and then fits.
+ZutSafeString *Z_CALL ZutSafeStringQCopy(ZutSafeString *string, const char *text, int32_t step) {
+  if (!string->str) ZutSafeStringCreate(string);
+  put(*string, 0, text, std::strlen(text), step);
+  return string;
+}
+
+int32_t Z_CALL ZutSafeStringResize(ZutSafeString *string, int32_t size) {
+  if (size <= string->capacity) return 0;
+  const int32_t capacity = sizeOrFail((int64_t{size} + Z_STEP - 1) / Z_STEP * Z_STEP);
+  string->str = static_cast<char *>(Z_REALLOC(string->str, capacity, "ssp->str"));
+  string->capacity = capacity;
+  return 1;
+}
+
+int32_t Z_CALL ZutSafeStringShorten(ZutSafeString *string, int32_t count) {
+  if (count < 0 || count > string->length) return 0;
+  string->length -= count;
+  string->str[string->length] = '\0';
+  return 1;
+}
+
+} // extern "C"

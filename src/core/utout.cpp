@@ -1,0 +1,387 @@
+// Output routing: the program's output function, else the trace objects "utout" (plain output) and
+// "utoutcat" (the default trace object: output by level and catalog messages).
+//
+// The process mutex guards the functions, the objects' making and the initialisation, and is held
+// while an output function runs. Frames below which one may run hold no object with a destructor.
+
+#include "core/utout.h"
+
+#include "config/option.h"
+#include "core/env.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/util.h"
+#include "file/file.h"
+#include "platform/platform.h"
+#include "trace/utcat.h"
+#include "trace/uttrace.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+std::atomic<struct ZutTrace *> utDefaultTraceObj{nullptr};
+
+namespace {
+
+// How deep an output function that prints is called again. Beyond that its output goes to standard
+// output, so that it ends.
+constexpr int32_t maxOutputDepth = 8;
+
+ZutVPrintFunc outputFunc = nullptr;
+ZutVPrintFunc flushFunc = nullptr;
+int32_t outputDepth = 0;
+struct ZutTrace *outTrace = nullptr;
+ZutCatalog *defaultCatalog = nullptr;
+
+enum class Init : int32_t { none, running, done };
+std::atomic<Init> init{Init::none};
+
+ZutOption *verboseOption = nullptr;
+std::atomic<int32_t> verboseOn{0};
+
+int32_t Z_CALL printStandard(const char *format, va_list args) {
+  return std::vprintf(format, args);
+}
+
+// The mutex is held.
+int32_t callOutput(ZutVPrintFunc function, const char *format, va_list args) {
+  if (outputDepth >= maxOutputDepth) function = printStandard;
+  ++outputDepth;
+  const int32_t result = function(format, args);
+  --outputDepth;
+  return result;
+}
+
+Z_PRINTF(2, 3) void callOutputWith(ZutVPrintFunc function, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  callOutput(function, format, args);
+  va_end(args);
+}
+
+int32_t Z_CALL printAndFlush(const char *format, va_list args) {
+  const int32_t result = ZutVOut(format, args);
+  ZutFlushStdout();
+  return result;
+}
+
+// Neither object follows the option trace_flags from the start, as an object without flags would:
+// the options may not exist yet, and making them prints.
+struct ZutTrace *createStandardTrace(const char *name) {
+  return ZutTraceCreate(name, "stdout", Z_TRACE_FLAG_PREFIX, nullptr);
+}
+
+void setStampFlag(struct ZutTrace *trace) {
+  if (utEnvIsSet("VNTIMESTAMPOUTPUTSUPPRESS")) ZutTraceFlagClear(trace, Z_TRACE_FLAG_TIMESTAMP);
+  else ZutTraceFlagSet(trace, Z_TRACE_FLAG_TIMESTAMP);
+}
+
+struct ZutTrace *defaultTrace() {
+  if (struct ZutTrace *trace = utDefaultTraceObj.load(std::memory_order_acquire)) return trace;
+  const ProcessGuard guard;
+  struct ZutTrace *trace = utDefaultTraceObj;
+  if (!trace) {
+    trace = createStandardTrace("utoutcat");
+    ZutTraceLevelSet(trace, Z_TRACE_LEVEL_INFO);
+    setStampFlag(trace);
+    utDefaultTraceObj.store(trace, std::memory_order_release);
+  }
+  return trace;
+}
+
+int32_t levelOf(struct ZutTrace *trace) { return trace->level.load(std::memory_order_relaxed); }
+
+// The time before a text. A program's own output function does not get it: the default trace
+// object does. Kept.
+void printStamp() {
+  const char *time = ZutGetWallTimeStr();
+  struct ZutTrace *trace = utDefaultTraceObj;
+  if (!outputFunc) callOutputWith(printStandard, "%s: ", time);
+  else if (trace) ZutTrace(trace, levelOf(trace), "%s: ", time);
+}
+
+int32_t outByLevel(struct ZutTrace *trace, int32_t level, const char *format, va_list args) {
+  ZutProcessMutexLock();
+  if (!outputFunc) {
+    ZutProcessMutexUnlock();
+    return ZutTraceVa(trace, level, format, args);
+  }
+  const int32_t result = callOutput(outputFunc, format, args);
+  ZutProcessMutexUnlock();
+  return result;
+}
+
+Z_PRINTF(3, 4)
+int32_t outByLevelWith(struct ZutTrace *trace, int32_t level, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t result = outByLevel(trace, level, format, args);
+  va_end(args);
+  return result;
+}
+
+// --- Initialisation ---
+
+ZutOption *makeOption(const char *name, int32_t type) {
+  ZutOption *option = ZutOptionLookup(name);
+  return option ? option : ZutOptionCreate(name, type);
+}
+
+void setDefaultCatalogFile(ZutOption *option) {
+  char *home = utHomeDir();
+  if (!home) return;
+  char *directory = utFileNameDup(home, "standard", nullptr);
+  char *name = utFileNameDup(directory, "orl_wl.cat", nullptr);
+  ZutOptionSetStr(option, name);
+  Z_FREE(name, "file name");
+  Z_FREE(directory, "file name");
+  Z_FREE(home, "file name");
+}
+
+void makeCatalogOptions() {
+  if (!ZutOptionLookup("catalog_file")) {
+    ZutOption *file = ZutOptionCreate("catalog_file", Z_OPTION_STR);
+    ZutOptionSetRequired(file, 1);
+    setDefaultCatalogFile(file);
+  }
+  makeOption("catalog_flags", Z_OPTION_ENUM_LIST);
+  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCommandParseStr("setopt catalog_flags id");
+}
+
+void bindDefaults(struct ZutTrace *trace) {
+  ZutCatFilenameOptionBind(defaultCatalog, "catalog_file");
+  ZutCatFlagsOptionBind(defaultCatalog, "catalog_flags");
+  ZutTraceCatalogBind(defaultCatalog, trace);
+  for (const char *name : {"trace_level", "_trace_level_catalog"}) {
+    ZutTraceLevelOptionBind(trace, name);
+  }
+  for (const char *name : {"trace_file", "_trace_file_catalog"}) {
+    ZutTraceFileOptionBind(trace, name);
+  }
+  for (const char *name : {"trace_flags", "_trace_flags_catalog"}) {
+    ZutTraceFlagsOptionBind(trace, name);
+  }
+}
+
+void initialise() {
+  makeCatalogOptions();
+  char *file = utOptionDup("catalog_file");
+  defaultCatalog = ZutCatCreate(file);
+  Z_FREE(file, "catalog_file");
+  struct ZutTrace *trace = defaultTrace();
+  ZutTraceLevelOptionCreate("_trace_level_catalog");
+  ZutTraceFileOptionCreate("_trace_file_catalog");
+  ZutTraceFlagsOptionCreate("_trace_flags_catalog");
+  bindDefaults(trace);
+  setStampFlag(trace);
+}
+
+// --- Verbose ---
+
+void Z_CALL verboseChanged(void *, void *data, ZutWord) {
+  const auto *value = static_cast<int32_t *>(static_cast<ZutOptionChangeData *>(data)->value);
+  verboseOn.store(value ? *value : 0, std::memory_order_relaxed);
+}
+
+void watchVerbose() {
+  ZutProcessMutexLock();
+  ZutOption *option = verboseOption ? nullptr : ZutOptionLookup("verbose");
+  if (option && !verboseOption) { // making the options may have come by here
+    verboseOption = option;
+    ZutOptionChangeCbCreate(option, verboseChanged, 0);
+    int32_t value = 0;
+    ZutOptionGetBool(option, &value);
+    verboseOn = value;
+  }
+  ZutProcessMutexUnlock();
+}
+
+// --- CPU usage ---
+
+constexpr double dayMilliseconds = 86400000.0;
+
+struct CpuSample {
+  std::chrono::steady_clock::time_point time;
+  double user;
+  double kernel;
+};
+CpuSample cpuBefore;
+bool cpuSampled = false;
+
+double increase(double before, double after) {
+  return after < before ? after - before + dayMilliseconds : after - before;
+}
+
+double cpuPercent(const CpuSample &now) {
+  const double used = increase(cpuBefore.user, now.user) + increase(cpuBefore.kernel, now.kernel);
+  const double elapsed =
+      std::chrono::duration<double, std::milli>(now.time - cpuBefore.time).count();
+  if (elapsed <= 0.0) return 0.0;
+  return std::min(used * 100.0 / elapsed / utPlatProcessors(), 100.0);
+}
+
+} // namespace
+
+int32_t utOutCatVa(int32_t level, int32_t number, va_list args) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
+  ZutOutInit();
+  int32_t result = 0;
+  CatText message;
+  if (defaultCatalog && utCatTextBegin(*defaultCatalog, number, message)) {
+    if (level == Z_TRACE_LEVEL_DEFAULT) ZutTraceMapSeverityToTraceLevel(message.severity, &level);
+    if (message.takesArguments) outByLevel(defaultTrace(), level, message.text, args);
+    else outByLevelWith(defaultTrace(), level, "%s", message.text);
+    utCatTextEnd(*defaultCatalog);
+    result = 1;
+  }
+  ZutErrNumRestoreTsd(&state, tsd);
+  return result;
+}
+
+extern "C" {
+
+void Z_CALL ZutSetOutputFunc(ZutVPrintFunc function) {
+  const ProcessGuard guard;
+  outputFunc = function;
+}
+
+ZutVPrintFunc Z_CALL ZutGetOutputFunc() {
+  const ProcessGuard guard;
+  if (!outputFunc) outputFunc = printStandard;
+  return outputFunc;
+}
+
+int32_t Z_CALL ZutSetOutFlushFunc(ZutVPrintFunc function) {
+  if (!function) return utFail(Err::nullPointer);
+  const ProcessGuard guard;
+  flushFunc = function;
+  return 1;
+}
+
+ZutVPrintFunc Z_CALL ZutGetOutFlushFunc() {
+  const ProcessGuard guard;
+  return flushFunc;
+}
+
+int32_t Z_CALL ZutOutFlush(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  ZutProcessMutexLock();
+  if (!flushFunc) flushFunc = printAndFlush;
+  const int32_t result = flushFunc(format, args);
+  ZutProcessMutexUnlock();
+  va_end(args);
+  return result;
+}
+
+int32_t Z_CALL ZutVOut(const char *format, va_list args) {
+  ZutProcessMutexLock();
+  if (utEnvIsSet("VNTIMESTAMPOUTPUT")) printStamp();
+  const int32_t result = callOutput(outputFunc ? outputFunc : printStandard, format, args);
+  ZutProcessMutexUnlock();
+  return result;
+}
+
+int32_t Z_CALL ZutOut(const char *format, ...) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
+  va_list args;
+  va_start(args, format);
+  ZutProcessMutexLock();
+  if (!outTrace) outTrace = createStandardTrace("utout");
+  ZutTraceLevelSet(outTrace, Z_TRACE_LEVEL_ALWAYS);
+  const bool stamped = utEnvIsSet("VNTIMESTAMPOUTPUT");
+  if (stamped) ZutTraceFlagSet(outTrace, Z_TRACE_FLAG_TIMESTAMP);
+  if (outputFunc) {
+    if (stamped) callOutputWith(outputFunc, "%s: ", ZutGetWallTimeStr());
+    callOutput(outputFunc, format, args);
+  } else {
+    ZutTraceVa(outTrace, Z_TRACE_LEVEL_ALWAYS, format, args);
+  }
+  ZutProcessMutexUnlock();
+  va_end(args);
+  return ZutErrNumRestoreTsd(&state, tsd);
+}
+
+int32_t Z_CALL ZutOutStr(int32_t level, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t result = ZutVOutStr(level, format, args);
+  va_end(args);
+  return result;
+}
+
+int32_t Z_CALL ZutVOutStr(int32_t level, const char *format, va_list args) {
+  return outByLevel(defaultTrace(), level, format, args);
+}
+
+int32_t Z_CALL ZutOutStrDefault(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t result = ZutVOutStrDefault(format, args);
+  va_end(args);
+  return result;
+}
+
+int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) {
+  struct ZutTrace *trace = defaultTrace();
+  return outByLevel(trace, levelOf(trace), format, args);
+}
+
+int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...) {
+  va_list args;
+  va_start(args, number);
+  const int32_t result = utOutCatVa(level, number, args);
+  va_end(args);
+  return result;
+}
+
+int32_t Z_CALL ZutOutInit() {
+  if (init.load(std::memory_order_acquire) == Init::done) return 1;
+  // The options are made before anything here is: what their making prints comes by here again and
+  // then finds them made far enough to be bound.
+  ZutOptionLookup("catalog_file");
+  ZutProcessMutexLock();
+  if (init.load() == Init::none) {
+    init = Init::running; // for this thread's own messages meanwhile; others wait for the mutex
+    initialise();
+    init.store(Init::done, std::memory_order_release);
+  }
+  ZutProcessMutexUnlock();
+  return 1;
+}
+
+int32_t Z_CALL ZutVerbose(const char *format, ...) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
+  watchVerbose();
+  if (verboseOn.load(std::memory_order_relaxed)) {
+    va_list args, again;
+    va_start(args, format);
+    va_copy(again, args);
+    ZutVDebug(format, args);
+    ZutVOut(format, again);
+    va_end(again);
+    va_end(args);
+    ZutFlushStdout();
+  }
+  return ZutErrNumRestoreTsd(&state, tsd);
+}
+
+int32_t Z_CALL ZutProcInfo(int32_t kind, double *out) {
+  if (!out) return utFail(Err::nullPointer);
+  if (kind != 0) return utFail(Err::invalid);
+  CpuSample now{std::chrono::steady_clock::now(), 0.0, 0.0};
+  utPlatCpuTimes(&now.user, &now.kernel);
+  now.user = std::fmod(now.user, dayMilliseconds);
+  now.kernel = std::fmod(now.kernel, dayMilliseconds);
+  const ProcessGuard guard;
+  *out = cpuSampled ? cpuPercent(now) : 0.0;
+  cpuBefore = now;
+  cpuSampled = true;
+  return *out >= 0.0;
+}
+
+} // extern "C"

@@ -1,0 +1,18 @@
+// What the library needs of the system's clock, time zone and scheduler.
+#pragma once
+
+#include <cstdint>
+
+// Milliseconds since 1970-01-01 00:00:00 UTC.
+int64_t utPlatWallMilliseconds();
+
+// The process's time zone (TZ, else the system's) at a moment of universal time.
+struct PlatZone {
+  int32_t offset; // seconds east of universal time
+  bool daylight;
+};
+PlatZone utPlatZone(int64_t utc);
+
+// Lets the calling thread rest for at least `seconds`, whatever signals arrive. Nothing happens
+// for 0, negative numbers and NaN; very long times are cut to a few weeks.
+void utPlatSleep(double seconds);

@@ -1,0 +1,143 @@
+#include "platform/platform_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// The open flags of a mode of fopen, -1 for none.
+int openFlags(const char *mode) {
+  const bool update = std::strchr(mode, '+') != nullptr;
+  const int exclusive = std::strchr(mode, 'x') ? O_EXCL : 0;
+  const int access = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+  if (mode[0] == 'r') return access;
+  if (mode[0] == 'w') return access | O_CREAT | O_TRUNC | exclusive;
+  if (mode[0] == 'a') return access | O_CREAT | O_APPEND | exclusive;
+  return -1;
+}
+
+void closeQuietly(int fd) {
+  const int error = errno;
+  close(fd);
+  errno = error;
+}
+
+// Only the open itself must not wait for a partner; reads and writes may.
+bool makeUsable(int fd) {
+  struct stat info;
+  if (fstat(fd, &info) != 0) return false;
+  if (S_ISDIR(info.st_mode)) {
+    errno = EISDIR;
+    return false;
+  }
+  if (S_ISREG(info.st_mode)) return true;
+  return fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) == 0;
+}
+
+int openDescriptor(const char *name, const char *mode) {
+  const int flags = openFlags(mode);
+  if (flags == -1) {
+    errno = EINVAL;
+    return -1;
+  }
+  const int fd = open(name, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+  if (fd >= 0 && !makeUsable(fd)) {
+    closeQuietly(fd);
+    return -1;
+  }
+  return fd;
+}
+
+double seconds(const timespec &time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+PlatFileKind kindOf(const struct stat &info) {
+  return S_ISREG(info.st_mode)   ? PlatFileKind::regular
+         : S_ISDIR(info.st_mode) ? PlatFileKind::directory
+                                 : PlatFileKind::other;
+}
+
+bool sameFile(const struct stat &a, const struct stat &b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+} // namespace
+
+FILE *utPlatFileOpen(const char *name, const char *mode) {
+  const int fd = openDescriptor(name, mode);
+  if (fd < 0) return nullptr;
+  FILE *stream = fdopen(fd, mode);
+  if (!stream) closeQuietly(fd);
+  return stream;
+}
+
+bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
+  const int fd = openDescriptor(name, mode);
+  if (fd < 0) return false;
+  const bool done = fflush(stream) == 0 && dup3(fd, fileno(stream), O_CLOEXEC) >= 0;
+  closeQuietly(fd);
+  if (!done) return false;
+  clearerr(stream);
+  fseek(stream, 0, mode[0] == 'a' ? SEEK_END : SEEK_SET);
+  return true;
+}
+
+int32_t utPlatFileDescriptor(FILE *stream) { return fileno(stream); }
+
+PlatFileKind utPlatFileKind(const char *name) {
+  struct stat info;
+  return stat(name, &info) == 0 ? kindOf(info) : PlatFileKind::none;
+}
+
+bool utPlatFileWritable(const char *name) { return access(name, W_OK) == 0; }
+
+bool utPlatFilesDiffer(const char *a, const char *b) {
+  struct stat infoA;
+  struct stat infoB;
+  return stat(a, &infoA) == 0 && stat(b, &infoB) == 0 && !sameFile(infoA, infoB);
+}
+
+bool utPlatFileRemove(const char *name) { return unlink(name) == 0; }
+
+bool utPlatFileReplace(const char *from, const char *to) {
+  struct stat infoFrom;
+  struct stat infoTo;
+  // A rename between two names of one file succeeds and does nothing.
+  if (lstat(from, &infoFrom) == 0 && lstat(to, &infoTo) == 0 && sameFile(infoFrom, infoTo)) {
+    return unlink(from) == 0;
+  }
+  return rename(from, to) == 0;
+}
+
+bool utPlatFileInfo(const char *name, PlatFileInfo &info) {
+  struct stat found;
+  if (stat(name, &found) != 0) return false;
+  info = {found.st_size, seconds(found.st_atim), seconds(found.st_mtim), seconds(found.st_ctim)};
+  return true;
+}
+
+// A name that the shell would take apart stands in single quotes; a single quote in it is written
+// '\''. A leading '-' would make the name an option of the program.
+int32_t utPlatShellWord(const char *name, char *out) {
+  constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                           "._-+/:,@%=~";
+  const bool isPlain = name[0] && name[0] != '~' && name[std::strspn(name, plain)] == 0;
+  int32_t length = 0;
+  const auto put = [&](std::string_view text) {
+    if (out) std::memcpy(out + length, text.data(), text.size());
+    length += static_cast<int32_t>(text.size());
+  };
+  if (!isPlain) put("'");
+  if (name[0] == '-') put("./");
+  for (const char *at = name; *at; ++at) {
+    put(*at == '\'' ? std::string_view("'\\''") : std::string_view(at, 1));
+  }
+  if (!isPlain) put("'");
+  if (out) out[length] = 0;
+  return length;
+}

@@ -1,0 +1,125 @@
+// Waiting and mutexes: futexes, and the system's robust mutexes.
+#include "platform/platform.h"
+#include "platform/platform_thread.h"
+#include "posix_sync.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
+
+namespace {
+
+constexpr int64_t Z_SECOND = 1000000000; // a deadline is in nanoseconds
+
+timespec timeOf(PlatDeadline deadline) {
+  return {static_cast<time_t>(deadline / Z_SECOND), static_cast<long>(deadline % Z_SECOND)};
+}
+
+bool fail(int code) {
+  utPlatErrorSet(code);
+  return false;
+}
+
+// A dead holder left it to us: its data is the program's business, the lock goes on.
+int repaired(pthread_mutex_t *mutex, int code) {
+  return code == EOWNERDEAD ? pthread_mutex_consistent(mutex) : code;
+}
+
+} // namespace
+
+struct PlatMutex {
+  pthread_mutex_t mutex;
+};
+
+bool utPosixWordWait(std::atomic<int32_t> &word, int32_t value, PlatDeadline deadline,
+                     bool shared) {
+  const int operation = FUTEX_WAIT_BITSET | (shared ? 0 : FUTEX_PRIVATE_FLAG);
+  const timespec time = timeOf(deadline);
+  const int saved = errno;
+  const long result = syscall(SYS_futex, &word, operation, value,
+                              deadline == Z_NO_DEADLINE ? nullptr : &time, nullptr,
+                              FUTEX_BITSET_MATCH_ANY);
+  const bool expired = result == -1 && errno == ETIMEDOUT;
+  errno = saved;
+  return !expired;
+}
+
+void utPosixWordWake(std::atomic<int32_t> &word, int count, bool shared) {
+  const int saved = errno;
+  syscall(SYS_futex, &word, FUTEX_WAKE | (shared ? 0 : FUTEX_PRIVATE_FLAG), count);
+  errno = saved;
+}
+
+int utPosixMutexInit(pthread_mutex_t *mutex, bool shared) {
+  pthread_mutexattr_t kind;
+  int code = pthread_mutexattr_init(&kind);
+  if (code != 0) return code;
+  pthread_mutexattr_settype(&kind, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
+  if (shared) pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
+  code = pthread_mutex_init(mutex, &kind);
+  pthread_mutexattr_destroy(&kind);
+  return code;
+}
+
+PlatDeadline utPlatDeadline(int64_t milliseconds) {
+  if (milliseconds < 0) return Z_NO_DEADLINE;
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * Z_SECOND + now.tv_nsec + milliseconds * (Z_SECOND / 1000);
+}
+
+bool utPlatWordWait(std::atomic<int32_t> &word, int32_t value, PlatDeadline deadline) {
+  return utPosixWordWait(word, value, deadline, false);
+}
+
+void utPlatWordWakeOne(std::atomic<int32_t> &word) { utPosixWordWake(word, 1, false); }
+
+void utPlatWordWakeAll(std::atomic<int32_t> &word) { utPosixWordWake(word, INT_MAX, false); }
+
+PlatMutex *utPlatMutexCreate(bool held) {
+  auto *mutex = static_cast<PlatMutex *>(std::malloc(sizeof(PlatMutex)));
+  const int code = mutex ? utPosixMutexInit(&mutex->mutex, false) : ENOMEM;
+  if (code != 0) {
+    std::free(mutex);
+    utPlatErrorSet(code);
+    return nullptr;
+  }
+  if (held) pthread_mutex_lock(&mutex->mutex);
+  return mutex;
+}
+
+// A robust mutex that is held is linked into its holder's list: this thread leaves it first, and
+// one that another thread holds is not freed.
+bool utPlatMutexDestroy(PlatMutex *mutex) {
+  while (pthread_mutex_unlock(&mutex->mutex) == 0) {
+  }
+  const int code = pthread_mutex_destroy(&mutex->mutex);
+  if (code != 0) return fail(code);
+  std::free(mutex);
+  return true;
+}
+
+PlatWait utPlatMutexLock(PlatMutex *mutex, PlatDeadline deadline) {
+  const timespec time = timeOf(deadline);
+  const int code = repaired(&mutex->mutex,
+                            deadline == Z_NO_DEADLINE
+                                ? pthread_mutex_lock(&mutex->mutex)
+                                : pthread_mutex_clocklock(&mutex->mutex, CLOCK_MONOTONIC, &time));
+  if (code == 0) return PlatWait::done;
+  if (code == ETIMEDOUT) return PlatWait::timedOut;
+  utPlatErrorSet(code);
+  return PlatWait::failed;
+}
+
+bool utPlatMutexUnlock(PlatMutex *mutex) {
+  const int code = pthread_mutex_unlock(&mutex->mutex);
+  return code == 0 || fail(code);
+}

@@ -1,0 +1,3 @@
+#include "platform_tls.h"
+
+constinit thread_local void *utPlatThreadBlockSlot = nullptr;

@@ -1,0 +1,198 @@
+// Streams are opened on handles of our own, because the runtime's fopen gives a file away to
+// child processes and keeps it from being renamed while it is open.
+#include "error_code.h"
+#include "platform/platform_file.h"
+
+#include <windows.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+namespace {
+
+struct OpenMode {
+  DWORD access;
+  DWORD creation;
+  int flags; // of the runtime
+};
+
+// False for what is not a mode of fopen.
+bool parseMode(const char *mode, OpenMode &out) {
+  const bool update = std::strchr(mode, '+') != nullptr;
+  const bool exclusive = std::strchr(mode, 'x') != nullptr;
+  out.flags = _O_NOINHERIT | (std::strchr(mode, 'b') ? _O_BINARY : _O_TEXT);
+  out.access = update ? GENERIC_READ | GENERIC_WRITE : GENERIC_WRITE;
+  if (mode[0] == 'r') {
+    if (!update) out.access = GENERIC_READ, out.flags |= _O_RDONLY;
+    out.creation = OPEN_EXISTING;
+    return true;
+  }
+  if (mode[0] != 'w' && mode[0] != 'a') return false;
+  out.creation = exclusive ? CREATE_NEW : mode[0] == 'w' ? CREATE_ALWAYS : OPEN_ALWAYS;
+  if (mode[0] == 'a') out.flags |= _O_APPEND;
+  return true;
+}
+
+// Others (virus scanners, indexers, a reader that is about to close) hold a file for a moment:
+// tries again for a twentieth of a second.
+template <class Attempt>
+bool patiently(Attempt attempt) {
+  constexpr int tries = 6;
+  for (int i = 1;; ++i) {
+    if (attempt()) return true;
+    const DWORD error = GetLastError();
+    const bool passing = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION ||
+                         error == ERROR_ACCESS_DENIED;
+    if (!passing || i == tries) {
+      errno = utWinErrno(error);
+      return false;
+    }
+    Sleep(10);
+  }
+}
+
+int openDescriptor(const char *name, const char *mode) {
+  OpenMode how;
+  if (!parseMode(mode, how)) {
+    errno = EINVAL;
+    return -1;
+  }
+  const HANDLE file =
+      CreateFileA(name, how.access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  how.creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    errno = utWinErrno(GetLastError());
+    return -1;
+  }
+  const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(file), how.flags);
+  if (fd < 0) {
+    CloseHandle(file);
+    errno = EMFILE;
+  }
+  return fd;
+}
+
+// A device such as NUL keeps its name whatever directory it is asked for in.
+bool isDevice(const char *name) {
+  char full[16];
+  char *part = nullptr;
+  return GetFullPathNameA(name, sizeof full, full, &part) < sizeof full &&
+         std::strncmp(full, "\\\\.\\", 4) == 0;
+}
+
+double seconds(const FILETIME &time) {
+  constexpr double epoch = 11644473600.0; // 1970 in seconds since 1601
+  const uint64_t steps = static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+  return static_cast<double>(steps) * 1e-7 - epoch;
+}
+
+} // namespace
+
+int utWinErrno(unsigned long code) {
+  switch (code) {
+  case ERROR_FILE_NOT_FOUND:
+  case ERROR_PATH_NOT_FOUND:
+  case ERROR_INVALID_DRIVE:
+  case ERROR_BAD_NETPATH:
+  case ERROR_BAD_NET_NAME:
+  case ERROR_BAD_PATHNAME:
+  case ERROR_FILENAME_EXCED_RANGE:
+    return ENOENT;
+  case ERROR_TOO_MANY_OPEN_FILES:
+    return EMFILE;
+  case ERROR_ACCESS_DENIED:
+  case ERROR_SHARING_VIOLATION:
+  case ERROR_LOCK_VIOLATION:
+    return EACCES;
+  case ERROR_FILE_EXISTS:
+  case ERROR_ALREADY_EXISTS:
+    return EEXIST;
+  case ERROR_DISK_FULL:
+    return ENOSPC;
+  case ERROR_NOT_SAME_DEVICE:
+    return EXDEV;
+  case ERROR_DIR_NOT_EMPTY:
+    return ENOTEMPTY;
+  case ERROR_INVALID_HANDLE:
+    return EBADF;
+  case ERROR_NOT_ENOUGH_MEMORY:
+    return ENOMEM;
+  default:
+    return EINVAL;
+  }
+}
+
+FILE *utPlatFileOpen(const char *name, const char *mode) {
+  const int fd = openDescriptor(name, mode);
+  if (fd < 0) return nullptr;
+  FILE *stream = _fdopen(fd, mode);
+  if (!stream) _close(fd);
+  return stream;
+}
+
+bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
+  const int fd = openDescriptor(name, mode);
+  if (fd < 0) return false;
+  const int own = _fileno(stream);
+  const bool done = std::fflush(stream) == 0 && _dup2(fd, own) == 0;
+  _close(fd);
+  if (!done) return false;
+  SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(own)), HANDLE_FLAG_INHERIT, 0);
+  std::clearerr(stream);
+  std::fseek(stream, 0, mode[0] == 'a' ? SEEK_END : SEEK_SET);
+  return true;
+}
+
+int32_t utPlatFileDescriptor(FILE *stream) { return _fileno(stream); }
+
+PlatFileKind utPlatFileKind(const char *name) {
+  const DWORD attributes = GetFileAttributesA(name);
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    errno = utWinErrno(GetLastError());
+    return PlatFileKind::none;
+  }
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) return PlatFileKind::directory;
+  return isDevice(name) ? PlatFileKind::other : PlatFileKind::regular;
+}
+
+bool utPlatFileWritable(const char *name) { return _access(name, 2) == 0; }
+
+bool utPlatFilesDiffer(const char *, const char *) { return false; }
+
+bool utPlatFileRemove(const char *name) { return _unlink(name) == 0; }
+
+bool utPlatFileReplace(const char *from, const char *to) {
+  return patiently([=] { return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0; });
+}
+
+bool utPlatFileInfo(const char *name, PlatFileInfo &info) {
+  WIN32_FILE_ATTRIBUTE_DATA found;
+  if (!GetFileAttributesExA(name, GetFileExInfoStandard, &found)) {
+    errno = utWinErrno(GetLastError());
+    return false;
+  }
+  info.size = static_cast<int64_t>(found.nFileSizeHigh) << 32 | found.nFileSizeLow;
+  info.accessed = seconds(found.ftLastAccessTime);
+  info.modified = seconds(found.ftLastWriteTime);
+  info.changed = seconds(found.ftCreationTime);
+  return true;
+}
+
+// Quotes hold everything but themselves and the values of %NAME%, which cannot be kept out; no
+// file has a quote or a control character in its name. A leading '-' would make the name an
+// option of the program.
+int32_t utPlatShellWord(const char *name, char *out) {
+  constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                           "._-+/:@~\\";
+  const size_t length = std::strlen(name);
+  for (size_t i = 0; i < length; ++i) {
+    if (name[i] == '"' || (name[i] > 0 && name[i] < ' ')) return -1;
+  }
+  const char *quote = length > 0 && name[std::strspn(name, plain)] == 0 ? "" : "\"";
+  const char *here = name[0] == '-' ? ".\\" : "";
+  if (!out) return static_cast<int32_t>(length + 2 * std::strlen(quote) + std::strlen(here));
+  return std::sprintf(out, "%s%s%s%s", quote, here, name, quote);
+}

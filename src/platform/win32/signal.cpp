@@ -1,0 +1,8 @@
+// Interrupts. The system calls the handler on a thread of its own and forgets it at each call.
+#include "platform/platform_thread.h"
+
+#include <csignal>
+
+bool utPlatInterruptHandle(void (*handler)(int)) {
+  return std::signal(SIGINT, handler) != SIG_ERR;
+}

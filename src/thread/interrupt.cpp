@@ -1,0 +1,66 @@
+// The interrupt counter. It is read and written by signal handlers, which run in the middle of
+// anything (on Windows on a thread of their own): plain lock-free words.
+#include "core/env.h"
+#include "core/errnum.h"
+#include "core/report.h"
+#include "core/text.h"
+#include "core/util.h"
+#include "platform/platform_thread.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace {
+
+constinit std::atomic<int32_t> counter{0};
+constinit std::atomic<int32_t> limit{5};
+static_assert(std::atomic<int32_t>::is_always_lock_free);
+
+// True when VN_INTERRUPT_MAX says what the limit is.
+bool readLimit() {
+  const EnvText text("VN_INTERRUPT_MAX");
+  if (text) limit = utParseInt(text.get());
+  return static_cast<bool>(text);
+}
+
+// Closing the sockets needs the process mutex. Only if nobody is inside: not this thread either,
+// whose work the signal may have broken off.
+void closeSockets() {
+  if (!utFastHeld(utProcessLock) && utFastTry(utProcessLock)) ZutWinEndWinsock();
+}
+
+} // namespace
+
+extern "C" {
+
+int32_t Z_CALL ZutInterruptInit(void) {
+  if (readLimit()) ZutOut("utInterruptMax = %ld\n", static_cast<long>(limit));
+  if (utPlatInterruptHandle(ZutSigintHandler)) return 1;
+  ZutErrNumSetC(0);
+  ZutPerror("signal");
+  utReport<Msg::signalInstall>(Z_TRACE_LEVEL_WARNING);
+  return 0;
+}
+
+int32_t Z_CALL ZutInterruptGet(void) { return counter; }
+
+int32_t Z_CALL ZutInterruptSet(int32_t value) {
+  counter = value;
+  return value;
+}
+
+int32_t Z_CALL ZutInterruptIncr(void) { return ++counter; }
+
+int32_t Z_CALL ZutInterruptReset(void) { return counter = 0; }
+
+void ZutSigintHandler(int) {
+  const int error = errno;
+  if (++counter > limit) {
+    closeSockets();
+    std::abort();
+  }
+  utPlatInterruptHandle(ZutSigintHandler);
+  errno = error;
+}
+
+} // extern "C"

@@ -1,0 +1,82 @@
+// The library's block of each thread: 520 bytes whose first two words are published, the
+// interpreter's typed flag and the thread's error number. The rest keeps what other modules know
+// of the thread. Made on first use, freed when the thread ends.
+#pragma once
+
+#include "platform_tls.h"
+#include "zut.h"
+
+struct ThreadTexts;   // the thread's result buffers, threadblock.cpp
+struct ThreadClosure; // what the library knows of the thread, utthread.h
+struct CommandSource; // the file now being parsed, config/command
+
+// A reader-writer mutex that this thread reads (count above 0) or has read, rwmutex.cpp.
+struct RwHold {
+  uint64_t mutex; // its number: an address may be used again
+  int32_t count;  // read locks
+};
+
+// A callback list that this thread reads, callback/listlock.cpp.
+struct CbHold {
+  ZutCbList *list;
+  int32_t depth;  // read locks
+  int32_t parked; // 1: counted as parked, not as reading
+};
+
+// All of them.
+struct CbReads {
+  int32_t count;
+  int32_t capacity; // of `more`
+  int32_t parked;   // how many are
+  CbHold first[4];
+  CbHold *more; // all of them once there are more than `first` takes
+};
+
+struct ThreadBlock {
+  int32_t typed;
+  int32_t error;
+  char errorText[48]; // "unknown error N"
+  int32_t failures;   // commands that failed
+  int32_t depth;      // nested parses of this thread
+  CommandSource *source;
+  ThreadTexts *texts;
+  CbReads lists;
+  ThreadClosure *closure;
+  RwHold holds[8];   // each mutex has one place
+  RwHold *moreHolds; // those whose place is taken
+  int32_t moreCount;
+  int32_t moreCapacity;
+  char reserved[520 - 2 * 4 - 48 - 4 * 4 - 4 * sizeof(void *) - 8 * sizeof(RwHold) -
+                sizeof(CbReads)];
+};
+static_assert(sizeof(ThreadBlock) == 520);
+
+ThreadBlock &utThreadBlockMake();
+// Ends with the thread: frees the block and what hangs off it.
+void utThreadBlockEnd(void *block);
+
+inline ThreadBlock &utThreadBlock() {
+  void *block = utPlatThreadBlockGet();
+  return block ? *static_cast<ThreadBlock *>(block) : utThreadBlockMake();
+}
+
+// One result buffer per operation and thread, overwritten by that thread's next call.
+enum class TextSlot {
+  hashKey,
+  optionValue,
+  realNumber,
+  timeFull,
+  timeHms,
+  timeNumeric,
+  timeHttp,
+  timeSmtp,
+  timeAsctime,
+  wallTime,
+  pathFindFile,
+  fileName,
+  userEnv,
+  count
+};
+
+// The slot's buffer with room for at least `size` bytes; keeps its contents when it grows.
+char *utThreadText(TextSlot slot, int32_t size);

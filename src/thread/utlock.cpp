@@ -1,0 +1,244 @@
+// Mutexes of both kinds, conditions, spinlocks.
+//
+// A fast mutex serves one process and is a word of our own; a kernel mutex is the system's. A
+// condition is a generation count, or for a named one the system's event, which other processes
+// may wake. None of them is guarded by anything but itself.
+#include "thread/utlock.h"
+
+#include "core/errnum.h"
+#include "core/memory.h"
+
+struct ZutCond {
+  FastCond local;
+  PlatEvent *named; // null: `local` is used
+};
+
+struct ZutSpinlock {
+  std::atomic<int32_t> word; // 0 free, 1 held
+};
+
+namespace {
+
+constexpr int Z_SPINS = 4000;     // looks at a held fast mutex before the thread blocks
+constexpr double Z_POLL = 0.1;    // seconds between two tries of a timed fast lock
+constexpr double Z_FOREVER = -1.0;
+
+bool isFlag(int32_t value) { return value == 0 || value == 1; }
+
+// NaN is no timeout.
+bool isTimeout(double timeout) { return timeout >= 0.0 || timeout == Z_FOREVER; }
+
+int32_t failOs() { return utFail(Err::os); }
+
+// The holder may be about to leave. A thread that just looks keeps the word in both caches.
+bool spin(FastLock &lock) {
+  for (int i = 0; i < Z_SPINS; ++i) {
+    if (lock.word.load(std::memory_order_relaxed) == 0 && utFastTry(lock)) return true;
+    utPlatPause();
+  }
+  return false;
+}
+
+int32_t lockKernel(PlatMutex *mutex, double timeout) {
+  switch (utPlatMutexLock(mutex, utPlatDeadline(utMilliseconds(timeout)))) {
+  case PlatWait::done: return 1;
+  case PlatWait::timedOut: return utFail(Err::timeout);
+  case PlatWait::failed: break;
+  }
+  return failOs();
+}
+
+// The program's settled way to wait with a limit: by tries, and without an error number.
+int32_t pollFast(FastLock &lock, double timeout) {
+  const double start = ZutGetWallTime();
+  while (!utFastTry(lock)) {
+    ZutSleep(Z_POLL);
+    if (ZutGetWallTime() - start >= timeout) return 0;
+  }
+  return 1;
+}
+
+// What is not the usual lock of a fast mutex; out of its way, which has no frame then.
+[[gnu::noinline]] int32_t lockOther(ZutMutex *mutex, double timeout) {
+  if (!mutex || !isTimeout(timeout)) return utFail(Err::invalid);
+  if (!mutex->fast) return lockKernel(mutex->kernel, timeout);
+  if (timeout > 0.0) return pollFast(mutex->lock, timeout);
+  return utFastTry(mutex->lock) ? 1 : utFail(Err::timeout);
+}
+
+[[gnu::noinline]] int32_t unlockOther(ZutMutex *mutex) {
+  if (!mutex || mutex->fast) return utFail(Err::invalid);
+  return utPlatMutexUnlock(mutex->kernel) ? 1 : failOs();
+}
+
+// Until the generation is another one. False: the deadline has passed.
+bool waitPast(FastCond &cond, int32_t generation, PlatDeadline deadline) {
+  while (cond.generation.load(std::memory_order_acquire) == generation) {
+    if (!utPlatWordWait(cond.generation, generation, deadline)) return false;
+  }
+  return true;
+}
+
+PlatWait waitWoken(ZutCond &cond, int32_t ticket, double timeout) {
+  const PlatDeadline deadline = utPlatDeadline(utMilliseconds(timeout));
+  if (cond.named) return utPlatEventWait(cond.named, ticket, deadline);
+  return waitPast(cond.local, ticket, deadline) ? PlatWait::done : PlatWait::timedOut;
+}
+
+ZutMutex *createFast(int32_t owner) {
+  if (!isFlag(owner)) return utFailNull(Err::invalid);
+  ZutMutex *mutex = utNew<ZutMutex>("mt");
+  mutex->fast = 1;
+  if (owner) utFastEnter(mutex->lock);
+  return mutex;
+}
+
+ZutCond *createNamed(PlatEvent *event) {
+  if (!event) return utFailNull(Err::os);
+  ZutCond *cond = utNew<ZutCond>("cond");
+  cond->named = event;
+  return cond;
+}
+
+} // namespace
+
+void utFastBlock(FastLock &lock) {
+  if (spin(lock)) return;
+  // From here on the word says 2: whoever leaves wakes one, and that one, which cannot know
+  // whether it was the last, says 2 again.
+  while (lock.word.exchange(2, std::memory_order_acquire) != 0)
+    utPlatWordWait(lock.word, 2, Z_NO_DEADLINE);
+  lock.owner.store(utPlatThreadToken(), std::memory_order_relaxed);
+}
+
+bool utFastCondWait(FastCond &cond, FastLock &lock, PlatDeadline deadline) {
+  const int32_t generation = cond.generation.load(std::memory_order_relaxed);
+  utFastLeave(lock);
+  const bool woken = waitPast(cond, generation, deadline);
+  utFastEnter(lock);
+  return woken;
+}
+
+void utFastCondWake(FastCond &cond) {
+  cond.generation.fetch_add(1, std::memory_order_release);
+  utPlatWordWakeAll(cond.generation);
+}
+
+extern "C" {
+
+ZutMutex *Z_CALL ZutMutexCreate(int32_t owner) {
+  if (!isFlag(owner)) return utFailNull(Err::invalid);
+  PlatMutex *kernel = utPlatMutexCreate(owner != 0);
+  if (!kernel) return utFailNull(Err::os);
+  ZutMutex *mutex = utNew<ZutMutex>("mt");
+  mutex->kernel = kernel;
+  return mutex;
+}
+
+ZutMutex *Z_CALL ZutMutexCreateFast(int32_t owner) { return createFast(owner); }
+
+ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner) { return createFast(owner); }
+
+int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex) {
+  if (!mutex) return utFail(Err::invalid);
+  const bool done = mutex->fast || utPlatMutexDestroy(mutex->kernel);
+  Z_FREE(mutex, "mutex");
+  return done ? 1 : failOs();
+}
+
+int32_t Z_CALL ZutMutexLock(ZutMutex *mutex, double timeout) {
+  if (!mutex || timeout != Z_FOREVER || !mutex->fast) return lockOther(mutex, timeout);
+  utFastEnter(mutex->lock);
+  return 1;
+}
+
+int32_t Z_CALL ZutMutexUnlock(ZutMutex *mutex) {
+  if (mutex && mutex->fast && utFastLeave(mutex->lock)) return 1;
+  return unlockOther(mutex);
+}
+
+void *Z_CALL ZutMutexCreateNamedNp(const char *name, int32_t owner) {
+  if (!isFlag(owner)) return utFailNull(Err::invalid);
+  if (!name) return utFailNull(Err::nullPointer);
+  void *mutex = utPlatNamedMutexCreate(name, owner != 0);
+  if (!mutex) utErrSet(Err::os);
+  return mutex;
+}
+
+void *Z_CALL ZutMutexAttachNamedNp(const char *name) {
+  if (!name) return utFailNull(Err::nullPointer);
+  void *mutex = utPlatNamedMutexAttach(name);
+  if (!mutex) utErrSet(Err::os);
+  return mutex;
+}
+
+ZutCond *Z_CALL ZutCondCreate(void) { return utNew<ZutCond>("cond"); }
+
+ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name) {
+  if (!name) return utFailNull(Err::nullPointer);
+  return createNamed(utPlatEventCreate(name));
+}
+
+ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name) {
+  if (!name) return utFailNull(Err::nullPointer);
+  return createNamed(utPlatEventAttach(name));
+}
+
+int32_t Z_CALL ZutCondDestroy(ZutCond *cond) {
+  if (!cond) return utFail(Err::invalid);
+  const bool done = !cond->named || utPlatEventClose(cond->named);
+  Z_FREE(cond, "cond");
+  return done ? 1 : failOs();
+}
+
+int32_t Z_CALL ZutCondWakeAll(ZutCond *cond) {
+  if (!cond) return utFail(Err::invalid);
+  if (cond->named) return utPlatEventWake(cond->named) ? 1 : failOs();
+  utFastCondWake(cond->local);
+  return 1;
+}
+
+// The wait begins before the mutex is left, so that no wake in between is missed.
+int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout) {
+  if (!cond || !mutex || !isTimeout(timeout) || timeout == 0.0) return utFail(Err::invalid);
+  int32_t ticket = cond->local.generation.load(std::memory_order_relaxed);
+  if (cond->named && !utPlatEventArm(cond->named, &ticket)) return failOs();
+  if (!ZutMutexUnlock(mutex)) return 0;
+  const PlatWait result = waitWoken(*cond, ticket, timeout);
+  if (result == PlatWait::failed) return failOs();
+  const int32_t locked = ZutMutexLock(mutex, Z_FOREVER);
+  if (result == PlatWait::done) return locked;
+  return locked ? utFail(Err::timeout) : 0;
+}
+
+ZutSpinlock *Z_CALL ZutSpinlockCreate(int32_t owner) {
+  if (!isFlag(owner)) return utFailNull(Err::invalid);
+  ZutSpinlock *lock = utNew<ZutSpinlock>("sl");
+  if (owner) ZutSpinlockLock(lock);
+  return lock;
+}
+
+int32_t Z_CALL ZutSpinlockLock(ZutSpinlock *lock) {
+  if (!lock) return utFail(Err::invalid);
+  for (;;) {
+    int32_t free = 0;
+    if (lock->word.compare_exchange_weak(free, 1, std::memory_order_acquire,
+                                         std::memory_order_relaxed))
+      return 1;
+    while (lock->word.load(std::memory_order_relaxed) != 0) utPlatPause();
+  }
+}
+
+int32_t Z_CALL ZutSpinlockUnlock(ZutSpinlock *lock) {
+  if (!lock) return utFail(Err::invalid);
+  lock->word.store(0, std::memory_order_release);
+  return 1;
+}
+
+int32_t Z_CALL ZutSpinlockDestroy(ZutSpinlock *lock) {
+  if (!lock) return utFail(Err::invalid);
+  Z_FREE(lock, "sl");
+  return 1;
+}
+
+} // extern "C"

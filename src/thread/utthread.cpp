@@ -1,0 +1,218 @@
+// Threads: created ones, and adopted ones, which the library met when they asked who they are.
+//
+// A thread's closure hangs off its library block and ends with it, except that an adopted thread's
+// stays, with the thread's value, until the thread has ended and somebody looks: the checker, or
+// the one who waits for it. Whoever takes it out of the table of adopted threads closes it. Table
+// and checker are guarded by the registry lock, which is taken last of all.
+#include "thread/utthread.h"
+
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/report.h"
+#include "core/text.h"
+#include "platform/platform_thread.h"
+#include "thread/threadblock.h"
+#include "thread/tsd.h"
+#include "thread/utlock.h"
+
+#include <cstdarg>
+
+namespace {
+
+constexpr int64_t Z_CHECK_CYCLE = 60000; // milliseconds; at most one thread is closed in each
+constexpr double Z_CHECKER_END = 0.5;    // seconds given to the checker to end
+
+constinit FastLock registry{};
+ZutHashTable *adopted;  // value -> closure; made with the first
+bool checkerStarted;    // never cleared: the checker is not started again
+bool checkerRuns;
+FastCond checkerWake;
+
+void freeClosure(ThreadClosure *closure) { Z_FREE(closure, "(thread_closure)"); }
+
+// Under the registry lock. A miss is no error of the caller's.
+ThreadClosure *findAdopted(ZutThreadId thread) {
+  if (!adopted) return nullptr;
+  const Err before = utErrGet();
+  const ZutWord closure = ZutHashLookup(adopted, thread);
+  utErrSet(before);
+  return reinterpret_cast<ThreadClosure *>(closure);
+}
+
+int32_t Z_CALL stopAtEnded(ZutWord thread, ZutWord, ZutWord found) {
+  if (!utPlatThreadEnded(thread)) return 0;
+  *reinterpret_cast<ZutThreadId *>(found) = thread;
+  return 1;
+}
+
+// Under the registry lock.
+void closeOneEnded() {
+  ZutThreadId thread = 0;
+  ZutHashTraverse(adopted, stopAtEnded, reinterpret_cast<ZutWord>(&thread));
+  if (thread == 0) return;
+  freeClosure(reinterpret_cast<ThreadClosure *>(ZutHashDelete(adopted, thread)));
+  utPlatThreadClose(thread);
+}
+
+ZutWord Z_CALL checker(ZutWord) {
+  const FastGuard guard(registry);
+  while (checkerRuns) {
+    utFastCondWait(checkerWake, registry, utPlatDeadline(Z_CHECK_CYCLE));
+    closeOneEnded();
+  }
+  return 0;
+}
+
+// Under the registry lock. Nobody waits for the checker, so its value is closed at once.
+void startChecker() {
+  if (checkerStarted) return;
+  checkerStarted = true;
+  checkerRuns = true;
+  adopted = ZutHashCreatePtr(4);
+  const ZutThreadId thread = ZutThreadCreate(checker, 0, 0);
+  utPlatThreadSetIdle(thread);
+  utPlatThreadClose(thread);
+}
+
+// Puts an adopted thread into the checker's hands.
+void offerAdopted(ThreadClosure *closure) {
+  const FastGuard guard(registry);
+  startChecker();
+  ZutHashInsert(adopted, closure->handle, reinterpret_cast<ZutWord>(closure));
+}
+
+// Takes an adopted thread out of the checker's hands; null for a created one.
+ThreadClosure *claimAdopted(ZutThreadId thread) {
+  const FastGuard guard(registry);
+  ThreadClosure *closure = findAdopted(thread);
+  if (closure) ZutHashDelete(adopted, thread);
+  return closure;
+}
+
+bool isAdopted(ZutThreadId thread) {
+  const FastGuard guard(registry);
+  return findAdopted(thread) != nullptr;
+}
+
+ZutThreadId adopt(ThreadBlock &block) {
+  const PlatThread thread = utPlatThreadAdopt();
+  if (thread == 0) {
+    utReport<Msg::threadHandle>(Z_TRACE_LEVEL_WARNING);
+    return utFail(Err::os);
+  }
+  auto *closure = utNew<ThreadClosure>("thread_closure");
+  closure->handle = thread;
+  closure->adopted = 1;
+  block.closure = closure;
+  offerAdopted(closure);
+  return thread;
+}
+
+bool checksAttributes() {
+  int32_t checks = 0;
+  ZutOption *option = ZutOptionLookup("_thread_create_check_varargs");
+  return option && ZutOptionGetBool(option, &checks) && checks;
+}
+
+// The pairs after the first kind. Every name is accepted: thread_bounded changes nothing.
+bool attributesValid(int32_t kind, va_list attributes) {
+  while (kind == Z_THREAD_ATTR_NAMED) {
+    va_arg(attributes, const char *);
+    kind = va_arg(attributes, int32_t);
+  }
+  return kind == 0;
+}
+
+// The list is looked at before the option: without attributes nothing hangs on it.
+bool acceptAttributes(va_list attributes) {
+  const int32_t kind = va_arg(attributes, int32_t);
+  if (kind == 0) return true;
+  if (checksAttributes()) return attributesValid(kind, attributes);
+  utReport<Msg::threadAttributes>(Z_TRACE_LEVEL_WARNING);
+  return true;
+}
+
+// Runs in the new thread.
+ZutWord threadMain(void *argument) {
+  auto *closure = static_cast<ThreadClosure *>(argument);
+  utThreadBlock().closure = closure;
+  const ZutWord code = closure->function(closure->argument);
+  utTsdRunDestructors();
+  return code;
+}
+
+} // namespace
+
+void utThreadClosureEnd(ThreadClosure *closure) {
+  if (closure && !closure->adopted) freeClosure(closure);
+}
+
+extern "C" {
+
+ZutThreadId Z_CALL ZutThreadCreate(ZutThreadFunc function, ZutWord argument, ...) {
+  ZutInitThreads();
+  va_list attributes;
+  va_start(attributes, argument);
+  const ZutThreadId thread = ZutThreadCreateVa(function, argument, attributes);
+  va_end(attributes);
+  return thread;
+}
+
+ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument,
+                                     va_list attributes) {
+  if (!function) return utFail(Err::nullPointer);
+  if (!acceptAttributes(attributes)) return utFail(Err::invalid);
+  auto *closure = utNew<ThreadClosure>("thread_closure");
+  closure->function = function;
+  closure->argument = argument;
+  const PlatThread thread = utPlatThreadStart(threadMain, closure, &closure->handle);
+  if (thread != 0) return thread;
+  freeClosure(closure);
+  return utFail(Err::os);
+}
+
+ZutThreadId Z_CALL ZutThreadSelf(void) {
+  ThreadBlock &block = utThreadBlock();
+  if (block.closure) return block.closure->handle;
+  return utThreadsOn() ? adopt(block) : 0;
+}
+
+int32_t Z_CALL ZutThreadEqual(ZutThreadId a, ZutThreadId b) { return a == b ? 1 : 0; }
+
+void Z_CALL ZutThreadExit(ZutWord code) {
+  utTsdRunDestructors();
+  utPlatThreadExit(code);
+}
+
+int32_t Z_CALL ZutThreadWait(ZutThreadId thread, ZutWord *code_out) {
+  ThreadClosure *closure = claimAdopted(thread);
+  ZutWord code = 0;
+  if (!utPlatThreadWait(thread, &code)) {
+    if (closure) offerAdopted(closure);
+    return utFail(Err::os);
+  }
+  utPlatThreadClose(thread);
+  if (closure) freeClosure(closure);
+  if (code_out) *code_out = code;
+  return 1;
+}
+
+int32_t Z_CALL ZutThreadDetach(ZutThreadId thread) {
+  if (!isAdopted(thread)) utPlatThreadClose(thread);
+  return 1;
+}
+
+ZutThreadId Z_CALL ZutThreadPosixGetInvalid(void) { return 0; }
+
+int32_t Z_CALL ZutEndImportThreadCheckerThread(void) {
+  {
+    const FastGuard guard(registry);
+    if (!checkerRuns) return utFail(Err::invalid);
+    checkerRuns = false;
+    utFastCondWake(checkerWake);
+  }
+  ZutSleep(Z_CHECKER_END);
+  return 1;
+}
+
+} // extern "C"

@@ -1,0 +1,119 @@
+// Own calendar arithmetic, the same on every platform; only the zone's offset comes from the
+// system. Offsets change on quarters of an hour, so one is asked for once per quarter: each entry
+// of `zones` holds a quarter and its zone in one word, read and written whole, without a lock.
+#include "time/calendar.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+const char *const utMonthNames[12] = {"January",   "February", "March",    "April",
+                                      "May",       "June",     "July",     "August",
+                                      "September", "October",  "November", "December"};
+const char *const utDayNames[7] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                   "Thursday", "Friday", "Saturday"};
+
+const char utDigitPairs[] = "00010203040506070809101112131415161718192021222324"
+                            "25262728293031323334353637383940414243444546474849"
+                            "50515253545556575859606162636465666768697071727374"
+                            "75767778798081828384858687888990919293949596979899";
+
+namespace {
+
+constexpr int64_t daySeconds = 86400;
+constexpr int64_t quarterSeconds = 900;
+constexpr uint32_t zoneCount = 256;
+
+// The quarter's number plus one in the upper half (0: empty), twice the offset plus the daylight
+// flag in the lower.
+constinit std::atomic<uint64_t> zones[zoneCount] = {};
+
+constexpr uint64_t pack(uint32_t tag, PlatZone zone) {
+  const uint32_t low = static_cast<uint32_t>(zone.offset) * 2 + (zone.daylight ? 1 : 0);
+  return static_cast<uint64_t>(tag) << 32 | low;
+}
+
+constexpr PlatZone unpack(uint64_t word) {
+  const auto low = static_cast<int32_t>(static_cast<uint32_t>(word));
+  return {low >> 1, (low & 1) != 0};
+}
+
+} // namespace
+
+// The year is taken to begin in March, so that the day of the leap year is its last; eras of 400
+// years are all alike.
+int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day) {
+  if (month <= 2) --year;
+  const int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const int64_t yearOfEra = year - era * 400;
+  const int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+  return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
+}
+
+// The inverse, in the same eras; 32 bits hold every day up to the year 9999.
+CivilTime utCivilTime(int64_t seconds) {
+  const auto days = static_cast<uint32_t>(seconds / daySeconds);
+  const uint32_t shifted = days + 719468;
+  const uint32_t era = shifted / 146097;
+  const uint32_t dayOfEra = shifted - era * 146097;
+  const uint32_t yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const uint32_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const uint32_t fromMarch = (5 * dayOfYear + 2) / 153;
+  const uint32_t month = fromMarch < 10 ? fromMarch + 3 : fromMarch - 9;
+  CivilTime civil;
+  civil.year = static_cast<int32_t>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+  civil.month = static_cast<int32_t>(month);
+  civil.day = static_cast<int32_t>(dayOfYear - (153 * fromMarch + 2) / 5 + 1);
+  civil.weekday = static_cast<int32_t>((days + 4) % 7);
+  civil.second = static_cast<int32_t>(seconds - static_cast<int64_t>(days) * daySeconds);
+  return civil;
+}
+
+PlatZone utZone(int64_t utc) {
+  utc = std::clamp(utc, int64_t{0}, utTimeEnd - 1); // beyond, not every system knows the zone
+  const auto tag = static_cast<uint32_t>(utc / quarterSeconds) + 1;
+  std::atomic<uint64_t> &entry = zones[tag % zoneCount];
+  const uint64_t word = entry.load(std::memory_order_relaxed);
+  if (word >> 32 == tag) return unpack(word);
+  const PlatZone zone = utPlatZone(utc);
+  entry.store(pack(tag, zone), std::memory_order_relaxed);
+  return zone;
+}
+
+int64_t utLocalMoment(int64_t local) {
+  // The offsets around the moment differ only near a change; the earlier offset is tried first.
+  const int32_t before = utZone(local - daySeconds).offset;
+  if (utZone(local - before).offset == before) return local - before;
+  const int32_t after = utZone(local + daySeconds).offset;
+  // In the hour that a change leaves out no moment fits; the clock is read as before the change.
+  return utZone(local - after).offset == after ? local - after : local - before;
+}
+
+int64_t utLocalMomentLike(int64_t local, int64_t now) {
+  const PlatZone like = utZone(now);
+  const int64_t moment = local - like.offset;
+  const PlatZone zone = utZone(moment);
+  // The same season: the zone's offset of that time holds, even where the zone itself has moved.
+  return zone.daylight == like.daylight ? local - zone.offset : moment;
+}
+
+int64_t utLocalClock(int64_t utc) {
+  if (utc < 0 || utc >= utTimeEnd) return -1;
+  const int64_t local = utc + utZone(utc).offset;
+  return local < utTimeEnd ? local : -1; // negative where a zone west of Greenwich is before 1970
+}
+
+bool utLocalText(int64_t utc, char *out) {
+  const int64_t local = utLocalClock(utc);
+  if (local < 0) return false;
+  const CivilTime civil = utCivilTime(local);
+  std::memcpy(out, "Www Mmm dd hh:mm:ss yyyy", utLocalTextSize);
+  std::memcpy(out, utDayNames[civil.weekday], 3);
+  std::memcpy(out + 4, utMonthNames[civil.month - 1], 3);
+  utTwoDigits(out + 8, civil.day);
+  utClockText(out + 11, civil.second);
+  utTwoDigits(out + 20, civil.year / 100);
+  utTwoDigits(out + 22, civil.year % 100);
+  return true;
+}

@@ -1,0 +1,297 @@
+// The list of loaded catalog files and the reading of one: read at a stroke, cut in place into
+// lines, each good one copied with its record into blocks that the file owns.
+//
+// The process mutex guards the list and the counts and is held while a file is read, as the bad
+// lines are reported: frames that may report hold no object with a destructor.
+
+#include "trace/catfile.h"
+
+#include "containers/hash.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/text.h"
+#include "core/util.h"
+#include "platform/platform_file.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+
+// Bytes taken from the front to the end; freed as a whole.
+struct CatBlock {
+  CatBlock *next;
+  int32_t used;
+  int32_t size;
+};
+
+namespace {
+
+using std::string_view;
+
+constexpr int32_t expectedMessages = 10000;
+constexpr size_t maxFileName = 255;
+constexpr size_t maxPiece = 1023; // longer lines are cut into pieces, each a line of its own
+constexpr int32_t blockSize = 32 * 1024;
+constexpr int32_t maxFileSize = 1 << 30;
+
+ZutDqNode *files = nullptr;
+
+// --- The list ---
+
+// Two names of one file: equal but for case, unless the system knows them as two.
+bool isSameFile(const char *a, const char *b) {
+  return utSame(a, b) || (utSameWord(a, b) && !utPlatFilesDiffer(a, b));
+}
+
+// The first file in the list that is taken, or null.
+template <class Take>
+ZutCatalogFile *findFile(Take take) {
+  if (!files) ZutDqOpen(&files);
+  for (ZutDqNode *node = files->right; node != files; node = node->right) {
+    auto *file = reinterpret_cast<ZutCatalogFile *>(node);
+    if (take(file)) return file;
+  }
+  return nullptr;
+}
+
+void freeFile(ZutCatalogFile *file) {
+  ZutHashDestroy(file->table, nullptr, 0);
+  while (CatBlock *block = file->blocks) {
+    file->blocks = block->next;
+    Z_FREE(block, "catalog_block");
+  }
+  Z_FREE(file->filename, "(catf->filename)");
+  Z_FREE(file, "catf");
+}
+
+// --- One line ---
+
+// Cuts a text as strtok does: delimiters before a field are skipped, runs of them are one.
+class Fields {
+public:
+  explicit Fields(string_view text) : rest_(text) {}
+  string_view next(char delimiter) {
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(delimiter), rest_.size()));
+    const string_view field = rest_.substr(0, rest_.find(delimiter));
+    rest_.remove_prefix(std::min(field.size() + 1, rest_.size()));
+    return field;
+  }
+
+private:
+  string_view rest_;
+};
+
+struct CatLine {
+  string_view whole;
+  string_view vendor, product, number, severity;
+};
+
+// What is wrong with a line: the format of the message that says so, or null.
+const char *parseLine(string_view whole, CatLine &line, ZutCatMsgKey &key) {
+  Fields fields(whole);
+  line.whole = whole;
+  line.vendor = fields.next('-');
+  line.product = fields.next('-');
+  line.number = fields.next('-');
+  line.severity = fields.next(' ');
+  if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %s";
+  // The number is read up to the delimiter behind it, which only a blank field would not stop.
+  key.id = std::all_of(line.number.begin(), line.number.end(), utIsSpace)
+               ? 0
+               : utParseInt(line.number.data());
+  if (key.id == 0) return "ORL-WL-00000-W Invalid ID %s: %s";
+  if (!ZutCatSeverityStrToVal(line.severity[0], &key.severity)) {
+    return "ORL-WL-00000-W Invalid severity %s: %s";
+  }
+  return nullptr;
+}
+
+char *takeBytes(ZutCatalogFile *file, int32_t count) {
+  CatBlock *block = file->blocks;
+  if (!block || block->size - block->used < count) {
+    const int32_t size = std::max<int32_t>(blockSize, count + sizeof(CatBlock));
+    block = static_cast<CatBlock *>(Z_MALLOC(size, "catalog_block"));
+    *block = {file->blocks, sizeof(CatBlock), size};
+    file->blocks = block;
+  }
+  block->used += count;
+  return reinterpret_cast<char *>(block) + block->used - count;
+}
+
+char *putText(char *&at, string_view text) {
+  char *start = at;
+  at = std::copy(text.begin(), text.end(), start);
+  *at++ = 0;
+  return start;
+}
+
+// The identifier's length is reckoned with one delimiter between the fields: more of them shift
+// what is taken for the identifier and the text. Kept.
+void keepLine(ZutCatalogFile *file, const CatLine &line, ZutCatMsgKey key) {
+  const size_t fields = line.vendor.size() + line.product.size();
+  const size_t id = fields + line.number.size() + line.severity.size() + 3;
+  constexpr size_t align = alignof(CatMessage);
+  const size_t texts = fields + 2 + id + 1 + line.whole.size() + 1;
+  const auto size = static_cast<int32_t>((sizeof(CatMessage) + texts + align - 1) / align * align);
+  char *start = takeBytes(file, size);
+  char *at = start + sizeof(CatMessage);
+  key.vendor = putText(at, line.vendor);
+  key.product = putText(at, line.product);
+  key.complete_id = putText(at, line.whole.substr(0, id));
+  key.complete_str = putText(at, line.whole);
+  key.display = key.complete_str + id;
+  while (utIsSpace(*key.display)) ++key.display;
+  auto *message = new (start) CatMessage{key, CatVerdict::unknown};
+
+  const int32_t before = ZutHashGetSize(file->table);
+  ZutHashInsert(file->table, key.id, reinterpret_cast<ZutWord>(message));
+  if (ZutHashGetSize(file->table) == before) file->blocks->used -= size; // a number seen before
+}
+
+void takeLine(ZutCatalogFile *file, string_view whole) {
+  if (whole.starts_with('#') || whole.starts_with('\n')) return;
+  CatLine line;
+  ZutCatMsgKey key{};
+  const char *problem = parseLine(whole, line, key);
+  if (!problem) keepLine(file, line, key);
+  else ZutOut(problem, file->filename, whole.data());
+}
+
+// --- The whole file ---
+
+struct Bytes {
+  char *data; // with room for one more
+  int32_t size;
+};
+
+// False when it cannot be read to its end.
+bool readStream(FILE *stream, Bytes &bytes) {
+  int32_t room = blockSize;
+  bytes = {static_cast<char *>(Z_MALLOC(room + 1, "catalog_text")), 0};
+  for (;;) {
+    const auto count = std::fread(bytes.data + bytes.size, 1, static_cast<size_t>(room - bytes.size),
+                                  stream);
+    bytes.size += static_cast<int32_t>(count);
+    if (bytes.size < room) return !std::ferror(stream);
+    if (room >= maxFileSize) return false;
+    room *= 2;
+    bytes.data = static_cast<char *>(Z_REALLOC(bytes.data, room + 1, "catalog_text"));
+  }
+}
+
+// Where the runtime does not do it, the carriage return before a line's end goes.
+void dropReturns(Bytes &bytes) {
+  char *end = bytes.data + bytes.size;
+  char *to = std::search(bytes.data, end, "\r\n", "\r\n" + 2);
+  for (char *from = to; from < end; ++from) {
+    if (*from != '\r' || from + 1 == end || from[1] != '\n') *to++ = *from;
+  }
+  bytes.size = static_cast<int32_t>(to - bytes.data);
+}
+
+// Each piece is terminated in place while it is looked at; a NUL in it ends it for the parser.
+void takeLines(ZutCatalogFile *file, const Bytes &bytes) {
+  char *end = bytes.data + bytes.size;
+  for (char *at = bytes.data; at < end;) {
+    const size_t most = std::min(static_cast<size_t>(end - at), maxPiece);
+    const auto *newline = static_cast<const char *>(std::memchr(at, '\n', most));
+    char *next = newline ? at + (newline - at) + 1 : at + most;
+    const char after = *next;
+    *next = 0;
+    takeLine(file, at);
+    *next = after;
+    at = next;
+  }
+}
+
+ZutCatalogFile *readFile(const char *filename) {
+  if (std::strlen(filename) > maxFileName) return nullptr;
+  auto *file = utNew<ZutCatalogFile>("catf");
+  file->table = ZutHashCreateInt(expectedMessages);
+  file->filename = utDup(filename, "(catf->filename)");
+  file->refcount = 1;
+  if (!ZutCatFileLoad(file)) {
+    freeFile(file);
+    return nullptr;
+  }
+  ZutDqRightInsert(&file->links, files->left);
+  return file;
+}
+
+void freeUnused(ZutCatalogFile *file) {
+  if (file->refcount <= 0 && file->pins == 0) freeFile(file);
+}
+
+} // namespace
+
+ZutCatalogFile *utCatFileShare(const char *filename) {
+  ZutProcessMutexLock();
+  ZutCatalogFile *file =
+      findFile([&](ZutCatalogFile *each) { return isSameFile(each->filename, filename); });
+  if (file) ++file->refcount;
+  else file = readFile(filename);
+  ZutProcessMutexUnlock();
+  return file;
+}
+
+void utCatFileRelease(ZutCatalogFile *file) {
+  const ProcessGuard guard;
+  if (--file->refcount > 0) return;
+  ZutDqDetach(files, &file->links);
+  freeUnused(file);
+}
+
+void utCatFilePin(ZutCatalogFile *file) {
+  const ProcessGuard guard;
+  ++file->pins;
+}
+
+void utCatFileUnpin(ZutCatalogFile *file) {
+  const ProcessGuard guard;
+  --file->pins;
+  freeUnused(file);
+}
+
+extern "C" {
+
+// A file that cannot be read leaves the process mutex held. Kept; the library's own catalogs share
+// their files by utCatFileShare, which does not.
+ZutCatalogFile *Z_CALL ZutCatFileCreate(const char *filename) {
+  if (!filename) return utFailNull(Err::nullPointer);
+  ZutProcessMutexLock();
+  ZutCatalogFile *file = utCatFileShare(filename);
+  if (file) ZutProcessMutexUnlock();
+  return file;
+}
+
+int32_t Z_CALL ZutCatFileDestroy(ZutCatalogFile *file) {
+  if (!file) return utFail(Err::nullPointer);
+  const ProcessGuard guard;
+  if (!findFile([&](ZutCatalogFile *each) { return each == file; })) return utFail(Err::notFound);
+  utCatFileRelease(file);
+  return 1;
+}
+
+int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file) {
+  if (!file || !file->table) return utFail(Err::nullPointer);
+  if (!file->filename) return 0;
+  if (!ZutFileExists(file->filename)) {
+    ZutVerbose("ORL-WL-00000-W : The file \"%s\" does not exist\n", file->filename);
+    return 0;
+  }
+  file->present = 1;
+  FILE *stream = ZutFOpen(file->filename, "rb");
+  Bytes bytes{};
+  const bool read = stream && readStream(stream, bytes);
+  if (stream) std::fclose(stream);
+  if (read) {
+    dropReturns(bytes);
+    takeLines(file, bytes);
+  } else {
+    ZutVerbose("ORL-WL-00000-W File %s exists, but unable to open.\n", file->filename);
+  }
+  Z_FREE(bytes.data, "catalog_text");
+  return read;
+}
+
+} // extern "C"

@@ -1,0 +1,36 @@
+// Catalog files: what was read from a file, shared by the catalogs that name it.
+#pragma once
+
+#include "zut.h"
+
+#include <atomic>
+
+// Whether a message's text may meet its arguments: told at the first printing.
+enum class CatVerdict : uint8_t { unknown, agrees, differs };
+
+// One message. Its texts follow it in the same block.
+struct CatMessage {
+  ZutCatMsgKey key;
+  std::atomic<CatVerdict> verdict;
+};
+
+struct CatBlock; // storage of messages, catfile.cpp
+
+// All under the process mutex, except that the table of a file that was read never changes.
+struct ZutCatalogFile {
+  ZutDqNode links;
+  ZutHashTable *table; // number to CatMessage
+  int32_t refcount;    // of those who share the file; at 0 it leaves the list
+  int32_t present;     // found to exist
+  char *filename;
+  int32_t pins; // of catalogs that still point at it: the memory stays
+  CatBlock *blocks;
+};
+
+// One reference: to a file in the list, or to one read now. Null when it cannot be read.
+ZutCatalogFile *utCatFileShare(const char *filename);
+// Gives the reference up.
+void utCatFileRelease(ZutCatalogFile *file);
+// Keep and let go the memory of a file, whoever gives it up meanwhile.
+void utCatFilePin(ZutCatalogFile *file);
+void utCatFileUnpin(ZutCatalogFile *file);

@@ -1,0 +1,308 @@
+// Catalogs: counted handles that point at a shared catalog file.
+//
+// A look-up takes no lock. While threads run it is counted in the catalog, and a file that the
+// catalog no longer points at is let go only when no look-up is under way; pointing at another
+// file happens under the process mutex. A catalog pins the files it points at: one whose reference
+// was given up (a null file name) can still be read from.
+
+#include "trace/utcat.h"
+
+#include "containers/hash.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/messages.h"
+#include "core/text.h"
+#include "core/util.h"
+#include "format/textformat.h"
+#include "trace/binding.h"
+#include "trace/catfile.h"
+
+#include <atomic>
+
+struct ZutCatalog {
+  std::atomic<ZutCatalogFile *> file; // null: none, or it could not be read
+  int32_t refcount;                   // under the resource lock of its address
+  std::atomic<uint32_t> flags;
+  std::atomic<int32_t> readers;       // look-ups under way
+  bool holds;                         // a reference to `file`; under the process mutex
+  ZutPstNode *retired;                // files that a look-up may still read; likewise
+};
+
+namespace {
+
+ZutWord wordOf(const void *pointer) { return reinterpret_cast<ZutWord>(pointer); }
+
+// --- Pointing at a file ---
+
+void retire(ZutCatalog &catalog, ZutCatalogFile *file) {
+  if (file) ZutPushPstNode(&catalog.retired, wordOf(file));
+  // A look-up that comes now reads the new pointer: both stores and loads are of one order.
+  if (catalog.readers.load() != 0) return;
+  while (catalog.retired) {
+    utCatFileUnpin(reinterpret_cast<ZutCatalogFile *>(ZutPopPstNode(&catalog.retired)));
+  }
+}
+
+void giveUp(ZutCatalog &catalog) {
+  if (catalog.holds) utCatFileRelease(catalog.file);
+  catalog.holds = false;
+}
+
+void pointAt(ZutCatalog &catalog, const char *filename) {
+  ZutCatalogFile *file = filename ? utCatFileShare(filename) : nullptr;
+  if (file) utCatFilePin(file);
+  catalog.holds = file != nullptr;
+  retire(catalog, catalog.file.exchange(file));
+}
+
+// --- Look-ups ---
+
+// Only while threads run: before, nobody can point the catalog elsewhere in between.
+class Reading {
+public:
+  explicit Reading(ZutCatalog &catalog) : catalog_(catalog), counted_(utThreadsOn()) {
+    if (counted_) catalog_.readers.fetch_add(1);
+  }
+  ~Reading() {
+    if (counted_) catalog_.readers.fetch_sub(1);
+  }
+  Reading(const Reading &) = delete;
+  Reading &operator=(const Reading &) = delete;
+
+private:
+  ZutCatalog &catalog_;
+  const bool counted_;
+};
+
+enum class Search { found, missing, noFile, absent };
+
+Search find(ZutCatalog &catalog, int32_t id, CatMessage *&message) {
+  const ZutCatalogFile *file = catalog.file.load();
+  if (!file) return Search::noFile;
+  if (!file->present) return Search::absent;
+  const ZutHashBucket *bucket = utHashFind(file->table, id);
+  if (!bucket) return Search::missing;
+  message = reinterpret_cast<CatMessage *>(bucket->value);
+  return Search::found;
+}
+
+// What a look-up that found nothing leaves behind. Prints, so nothing may be counted any more.
+int32_t fail(Search search, int32_t id) {
+  if (search == Search::noFile) return utFail(Err::nullPointer);
+  if (search == Search::missing) ZutOut("ORL-WL-00000-W String lookup failed for message id %d\n", id);
+  return 0;
+}
+
+const char *displayOf(const ZutCatalog &catalog, const ZutCatMsgKey &key) {
+  return catalog.flags & Z_CAT_FLAG_ID ? key.complete_str : key.display;
+}
+
+// --- The text against the arguments ---
+
+// Arguments of the library's own numbers are those of its table. For others only the caller knows
+// them: the conversions must at least be plain ones. The text is looked at from both its starts,
+// as a conversion may stand across the second.
+bool agrees(const ZutCatMsgKey &key) {
+  if (const Message *row = utMessageFind(key.id)) {
+    const MessageKinds kinds = utMessageKinds(row->text);
+    const std::string_view list{kinds.kind, static_cast<size_t>(kinds.count)};
+    return utFormatAgrees(key.complete_str, list) && utFormatAgrees(key.display, list);
+  }
+  return utFormatSafe(key.complete_str) && utFormatSafe(key.display);
+}
+
+bool takesArguments(CatMessage &message) {
+  CatVerdict verdict = message.verdict.load(std::memory_order_relaxed);
+  if (verdict == CatVerdict::unknown) {
+    verdict = agrees(message.key) ? CatVerdict::agrees : CatVerdict::differs;
+    message.verdict.store(verdict, std::memory_order_relaxed);
+  }
+  return verdict == CatVerdict::agrees;
+}
+
+// --- Options ---
+
+void Z_CALL filenameChanged(void *option, void *, ZutWord argument) {
+  if (!utLiveEnter(argument)) return;
+  auto *catalog = reinterpret_cast<ZutCatalog *>(argument);
+  const char *name = nullptr;
+  if (ZutOptionGetStr(static_cast<ZutOption *>(option), &name)) {
+    ZutCatFilenameSet(catalog, name);
+  } else if (utErrGet() == Err::unknown) {
+    ZutCatFilenameSet(catalog, nullptr);
+  }
+  utLiveLeave();
+}
+
+void Z_CALL flagsChanged(void *option, void *, ZutWord argument) {
+  if (!utLiveEnter(argument)) return;
+  auto *catalog = reinterpret_cast<ZutCatalog *>(argument);
+  const ZutStrList *list = nullptr;
+  if (ZutOptionGetEnumList(static_cast<ZutOption *>(option), &list)) {
+    uint32_t flags = 0;
+    for (; list; list = list->next) {
+      if (utSameWord(list->string, "id")) flags = Z_CAT_FLAG_ID;
+    }
+    catalog->flags = flags;
+  } else if (utErrGet() == Err::unknown) {
+    catalog->flags = 0;
+  }
+  utLiveLeave();
+}
+
+int32_t bind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) {
+  if (!catalog || !option_name) return utFail(Err::nullPointer);
+  ZutOption *option = ZutOptionLookup(option_name);
+  return option ? utBind(option, handler, catalog) : 0;
+}
+
+int32_t unbind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) {
+  if (!catalog || !option_name) return utFail(Err::nullPointer);
+  return utUnbind(option_name, handler, catalog);
+}
+
+// Adds to the count of references; gives what it is then.
+int32_t count(ZutCatalog *catalog, int32_t change) {
+  const ZutWord resource = wordOf(&catalog->refcount);
+  ZutResourceLock(resource);
+  const int32_t references = catalog->refcount += change;
+  ZutResourceUnlock(resource);
+  return references;
+}
+
+} // namespace
+
+bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatText &out) {
+  catalog.readers.fetch_add(1); // always: printing may come by a change of the file
+  CatMessage *message = nullptr;
+  const Search search = find(catalog, id, message);
+  if (search != Search::found) {
+    utCatTextEnd(catalog);
+    return fail(search, id);
+  }
+  out = {displayOf(catalog, message->key), message->key.severity, takesArguments(*message)};
+  return true;
+}
+
+void utCatTextEnd(ZutCatalog &catalog) { catalog.readers.fetch_sub(1); }
+
+extern "C" {
+
+ZutCatalog *Z_CALL ZutCatCreate(const char *filename) {
+  auto *catalog = utNew<ZutCatalog>("cat_return");
+  catalog->refcount = 1;
+  utLiveAdd(catalog);
+  ZutProcessMutexLock();
+  pointAt(*catalog, filename);
+  ZutProcessMutexUnlock();
+  return catalog;
+}
+
+int32_t Z_CALL ZutCatAddref(ZutCatalog *catalog) {
+  if (!catalog) return utFail(Err::nullPointer);
+  count(catalog, 1);
+  return 1;
+}
+
+int32_t Z_CALL ZutCatRelease(ZutCatalog *catalog) {
+  if (!catalog) return utFail(Err::nullPointer);
+  return count(catalog, -1) > 0 ? 1 : ZutCatDestroy(catalog);
+}
+
+int32_t Z_CALL ZutCatDestroy(ZutCatalog *catalog) {
+  if (!catalog) return utFail(Err::nullPointer);
+  const ProcessGuard guard;
+  utLiveRemove(catalog);
+  giveUp(*catalog);
+  catalog->readers = 0; // a printing that was left by a jump does not count
+  pointAt(*catalog, nullptr);
+  Z_FREE(catalog, "cat_return");
+  return 1;
+}
+
+int32_t Z_CALL ZutCatFlagSet(ZutCatalog *catalog, uint32_t bits) {
+  if (!catalog) return utFail(Err::nullPointer);
+  catalog->flags |= bits;
+  return 1;
+}
+
+int32_t Z_CALL ZutCatFlagClear(ZutCatalog *catalog, uint32_t bits) {
+  if (!catalog) return utFail(Err::nullPointer);
+  catalog->flags &= ~bits;
+  return 1;
+}
+
+int32_t Z_CALL ZutCatSeverityStrToVal(char letter, uint32_t *value) {
+  if (!value) return utFail(Err::nullPointer);
+  constexpr std::string_view letters = "anewivd";
+  const size_t place = letters.find(utLower(letter));
+  if (place == letters.npos) return 0;
+  *value = static_cast<uint32_t>(place);
+  return 1;
+}
+
+int32_t Z_CALL ZutCatLookup(ZutCatalog *catalog, int32_t id, ZutCatMsgKey **out) {
+  if (!catalog || !out) return utFail(Err::nullPointer);
+  CatMessage *message = nullptr;
+  Search search;
+  {
+    const Reading reading(*catalog);
+    search = find(*catalog, id, message);
+  }
+  if (search == Search::found || search == Search::missing) *out = message ? &message->key : nullptr;
+  return search == Search::found ? 1 : fail(search, id);
+}
+
+int32_t Z_CALL ZutCatGetDisplayStr(ZutCatalog *catalog, ZutCatMsgKey *key, const char **out) {
+  if (!catalog || !key || !out) return utFail(Err::nullPointer);
+  *out = displayOf(*catalog, *key);
+  return 1;
+}
+
+int32_t Z_CALL ZutCatGetStr(ZutCatalog *catalog, int32_t id, const char **out) {
+  if (!catalog || !out) return utFail(Err::nullPointer);
+  Search search;
+  {
+    const Reading reading(*catalog);
+    CatMessage *message = nullptr;
+    search = find(*catalog, id, message);
+    if (search == Search::found) *out = displayOf(*catalog, message->key);
+  }
+  return search == Search::found ? 1 : fail(search, id);
+}
+
+int32_t Z_CALL ZutCatFilenameSet(ZutCatalog *catalog, const char *filename) {
+  if (!catalog) return utFail(Err::nullPointer);
+  ZutProcessMutexLock();
+  giveUp(*catalog);
+  if (filename) pointAt(*catalog, filename);
+  ZutProcessMutexUnlock();
+  return 1;
+}
+
+int32_t Z_CALL ZutCatFilenameGet(ZutCatalog *catalog, const char **out) {
+  if (!catalog || !out) return utFail(Err::nullPointer);
+  const Reading reading(*catalog);
+  const ZutCatalogFile *file = catalog->file;
+  if (!file) return utFail(Err::nullPointer);
+  *out = file->filename;
+  return 1;
+}
+
+int32_t Z_CALL ZutCatFilenameOptionBind(ZutCatalog *catalog, const char *option_name) {
+  return bind(catalog, option_name, filenameChanged);
+}
+
+int32_t Z_CALL ZutCatFilenameOptionUnbind(ZutCatalog *catalog, const char *option_name) {
+  return unbind(catalog, option_name, filenameChanged);
+}
+
+int32_t Z_CALL ZutCatFlagsOptionBind(ZutCatalog *catalog, const char *option_name) {
+  return bind(catalog, option_name, flagsChanged);
+}
+
+int32_t Z_CALL ZutCatFlagsOptionUnbind(ZutCatalog *catalog, const char *option_name) {
+  return unbind(catalog, option_name, flagsChanged);
+}
+
+} // extern "C"

@@ -1,0 +1,416 @@
+// Trace objects: their making and settings, and the writing of a message.
+//
+// The process mutex guards files and prefixes and serialises all writing, so that lines of
+// different objects never interleave. Whether a message is admitted is told without it.
+//
+// A message is formatted before the mutex is taken, with room left in front for what the flags ask
+// for; then the line goes to the stream in one write.
+
+#include "trace/uttrace.h"
+
+#include "config/option.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/report.h"
+#include "core/text.h"
+#include "core/util.h"
+#include "file/filetable.h"
+#include "trace/binding.h"
+#include "trace/utcat.h"
+
+#include <cstdarg>
+#include <initializer_list>
+#include <string_view>
+
+namespace {
+
+using Trace = struct ZutTrace;
+using std::string_view;
+
+constexpr int32_t headRoom = 128;
+constexpr int32_t lineRoom = 1024;
+
+// Both told once, under the process mutex.
+bool openFailureTold = false;
+bool backupFailureTold = false;
+
+// --- Names of levels ---
+
+struct LevelName {
+  int32_t level;
+  const char *name;
+};
+constexpr LevelName levelNames[] = {
+    {Z_TRACE_LEVEL_DEFAULT, "default"}, {Z_TRACE_LEVEL_ALWAYS, "always"},
+    {Z_TRACE_LEVEL_NEVER, "never"},     {Z_TRACE_LEVEL_NEVER, "none"},
+    {Z_TRACE_LEVEL_ERROR, "error"},     {Z_TRACE_LEVEL_WARNING, "warning"},
+    {Z_TRACE_LEVEL_INFO, "info"},       {Z_TRACE_LEVEL_INFO_1, "info_1"},
+    {Z_TRACE_LEVEL_INFO_2, "info_2"},   {Z_TRACE_LEVEL_VERBOSE, "verbose"},
+    {Z_TRACE_LEVEL_VERBOSE_1, "verbose_1"}, {Z_TRACE_LEVEL_VERBOSE_2, "verbose_2"},
+    {Z_TRACE_LEVEL_DEBUG, "debug"},
+};
+
+// From "always" to "debug".
+constexpr string_view levelTags[] = {
+    "ALWAYS: ", "",          "ERROR: ",    "WARNING: ",  "INFO: ",  "INFO1: ",
+    "INFO2: ",  "VERBOSE: ", "VERBOSE1: ", "VERBOSE2: ", "DEBUG: ",
+};
+
+string_view levelTag(int32_t level) {
+  const bool known = level >= Z_TRACE_LEVEL_ALWAYS && level <= Z_TRACE_LEVEL_DEBUG;
+  return known ? levelTags[level - Z_TRACE_LEVEL_ALWAYS] : "UNKNOWN: ";
+}
+
+// --- Files ---
+
+bool isTableFile(const ZutFileNode *file) { return file->fname != nullptr; }
+
+ZutFileNode *standardFile(FILE *stream) {
+  auto *file = utNew<ZutFileNode>("new_file");
+  file->stream = stream;
+  return file;
+}
+
+ZutFileNode *replaceWithStandardOutput(const char *name) {
+  if (!openFailureTold) {
+    openFailureTold = true;
+    ZutOut("WARNING: Unable to open trace file <%s> switching to stdout.\n", name);
+  }
+  return standardFile(stdout);
+}
+
+// The mutex is held.
+ZutFileNode *openFile(const char *name) {
+  const bool append = *name == '@';
+  name += append;
+  if (utSame(name, "stdout")) return standardFile(stdout);
+  if (utSame(name, "stderr")) return standardFile(stderr);
+  FILE *stream = ZutOpenFile(name, append ? "a" : "w");
+  return stream ? utFileNodeOf(stream) : replaceWithStandardOutput(name);
+}
+
+void closeFile(ZutFileNode *file) {
+  if (isTableFile(file)) ZutCloseFile(file->stream);
+  else Z_FREE(file, "new_file");
+}
+
+// The new file is open before the old one is closed.
+void setFile(Trace &trace, ZutFileNode *file) {
+  if (ZutFileNode *old = trace.file.exchange(file)) closeFile(old);
+}
+
+// --- Rotation ---
+
+// Without the option backup_name there is no backup, and nothing is begun anew that has none.
+FileRotation tryRotation(const ZutFileNode &file) {
+  char *ending = utOptionDup("backup_name");
+  if (!ending) return FileRotation::kept;
+  Z_FREE(ending, "backup_name");
+  return utFileRotate(file.stream, file.fname, file.mode);
+}
+
+// The count begins again whatever comes of it, so that a backup that fails is tried again only
+// after as many bytes.
+void rotate(Trace &trace, ZutFileNode &file) {
+  file.bytes_written = 0;
+  switch (tryRotation(file)) {
+  case FileRotation::done:
+    backupFailureTold = false;
+    break;
+  case FileRotation::kept:
+    if (backupFailureTold) break;
+    backupFailureTold = true;
+    utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, file.fname);
+    break;
+  case FileRotation::failed:
+    setFile(trace, replaceWithStandardOutput(file.fname));
+    break;
+  }
+}
+
+void rotateFull(Trace &trace, ZutFileNode &file) {
+  const int32_t limit = utToInt32(utOptionNumber("trace_file_size", 0.0));
+  if (limit > 0 && file.bytes_written >= limit) rotate(trace, file);
+}
+
+// --- Writing ---
+
+// The message, with head room before it.
+struct Line {
+  char space[headRoom + lineRoom];
+  char *block; // in place of `space` for a long message
+  char *message;
+  size_t length;
+};
+
+void formatMessage(Line &line, const char *format, va_list args) {
+  va_list again;
+  va_copy(again, args);
+  line.block = nullptr;
+  line.message = line.space + headRoom;
+  int length = std::vsnprintf(line.message, lineRoom, format, args);
+  if (length >= lineRoom) {
+    line.block = static_cast<char *>(Z_MALLOC(headRoom + length + 1, "trace_line"));
+    line.message = line.block + headRoom;
+    length = std::vsnprintf(line.message, static_cast<size_t>(length) + 1, format, again);
+  }
+  line.length = length > 0 ? static_cast<size_t>(length) : 0;
+  va_end(again);
+}
+
+// Time, prefix and level tag, in parts.
+struct Head {
+  string_view parts[7];
+  int count = 0;
+  size_t length = 0;
+
+  void add(std::initializer_list<string_view> texts) {
+    for (string_view text : texts) {
+      parts[count++] = text;
+      length += text.size();
+    }
+  }
+};
+
+void makeHead(Head &head, const Trace &trace, int32_t level) {
+  const uint32_t flags = trace.flags.load(std::memory_order_relaxed);
+  if (flags & Z_TRACE_FLAG_TIMESTAMP) head.add({ZutTimeNumToStr(ZutGetWallTime()), ": "});
+  if (trace.prefix && flags & Z_TRACE_FLAG_PREFIX) head.add({"{", trace.prefix, "} "});
+  if (flags & Z_TRACE_FLAG_LEVEL) head.add({levelTag(level)});
+}
+
+void put(ZutFileNode &file, string_view text) {
+  const auto written = static_cast<int64_t>(std::fwrite(text.data(), 1, text.size(), file.stream));
+  const int64_t total = file.bytes_written + written;
+  file.bytes_written = total > INT32_MAX ? INT32_MAX : static_cast<int32_t>(total);
+}
+
+void putLine(ZutFileNode &file, const Head &head, const Line &line) {
+  const bool fits = head.length <= headRoom;
+  char *start = fits ? line.message - head.length : line.message;
+  char *at = start;
+  for (int i = 0; i < head.count; ++i) {
+    if (fits) at = std::copy(head.parts[i].begin(), head.parts[i].end(), at);
+    else put(file, head.parts[i]);
+  }
+  put(file, {start, static_cast<size_t>(line.message - start) + line.length});
+  ZutFlushFile(file.stream);
+}
+
+bool admits(const Trace &trace, int32_t level) {
+  return level <= trace.level.load(std::memory_order_relaxed) && level != Z_TRACE_LEVEL_NEVER &&
+         trace.file.load(std::memory_order_relaxed);
+}
+
+void write(Trace &trace, int32_t level, const char *format, va_list args) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
+  Line line;
+  formatMessage(line, format, args);
+  ZutProcessMutexLock();
+  ZutFileNode *file = trace.file;
+  if (file && isTableFile(file)) {
+    rotateFull(trace, *file);
+    file = trace.file;
+  }
+  if (file) {
+    Head head;
+    makeHead(head, trace, level);
+    putLine(*file, head, line);
+  }
+  ZutProcessMutexUnlock();
+  Z_FREE(line.block, "trace_line");
+  ZutErrNumRestoreTsd(&state, tsd);
+}
+
+Z_PRINTF(3, 4) void writeWith(Trace &trace, int32_t level, const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  write(trace, level, format, args);
+  va_end(args);
+}
+
+} // namespace
+
+extern "C" {
+
+Trace *Z_CALL ZutTraceCreate(const char *name, const char *file_name, uint32_t flags,
+                             const char *prefix) {
+  if (!name) return utFailNull(Err::nullPointer);
+  auto *trace = utNew<Trace>("trace_return");
+  trace->name = utDup(name, "(trace_return->name)");
+  trace->level = Z_TRACE_LEVEL_WARNING;
+  trace->flags = flags;
+  trace->refcount = 1;
+  utLiveAdd(trace);
+  ZutTraceFileSet(trace, file_name);
+  ZutTracePrefixSet(trace, prefix);
+  if (flags == 0) ZutTraceFlagsOptionBind(trace, "trace_flags");
+  return trace;
+}
+
+Trace *Z_CALL ZutTraceCreateWithCatalog(const char *name, const char *file_name, uint32_t flags,
+                                        const char *prefix) {
+  Trace *trace = ZutTraceCreate(name, file_name, flags, prefix);
+  if (!trace) return nullptr;
+  char *catalog_file = utOptionDup("catalog_file");
+  ZutCatalog *catalog = ZutCatCreate(catalog_file);
+  Z_FREE(catalog_file, "catalog_file");
+  ZutCatFilenameOptionBind(catalog, "catalog_file");
+  ZutCatFlagsOptionBind(catalog, "catalog_flags");
+  ZutTraceCatalogBind(catalog, trace);
+  ZutCatRelease(catalog);
+  return trace;
+}
+
+Trace *Z_CALL ZutTraceAddref(Trace *trace) {
+  trace->refcount.fetch_add(1, std::memory_order_relaxed);
+  return trace;
+}
+
+int32_t Z_CALL ZutTraceRelease(Trace **trace) {
+  if (!trace || !*trace) return utFail(Err::nullPointer);
+  return (*trace)->refcount.fetch_sub(1) > 1 ? 1 : ZutTraceDestroy(trace);
+}
+
+int32_t Z_CALL ZutTraceDestroy(Trace **trace) {
+  if (!trace || !*trace) return utFail(Err::nullPointer);
+  Trace *gone = *trace;
+  ZutTraceFlagsOptionUnbind(gone, "trace_flags");
+  if (gone->catalog) {
+    ZutCatFilenameOptionUnbind(gone->catalog, "catalog_file");
+    ZutCatFlagsOptionUnbind(gone->catalog, "catalog_flags");
+  }
+  utLiveRemove(gone);
+  ZutTraceCatalogUnbind(gone);
+  ZutTraceFileSet(gone, nullptr);
+  ZutTracePrefixSet(gone, nullptr);
+  Z_FREE(gone->name, "(*trace)->name");
+  Z_FREE(gone, "*trace");
+  *trace = nullptr;
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceCatalogBind(ZutCatalog *catalog, Trace *trace) {
+  trace->catalog = catalog;
+  ZutCatAddref(catalog);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceCatalogUnbind(Trace *trace) {
+  if (trace->catalog) ZutCatRelease(trace->catalog);
+  trace->catalog = nullptr;
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceLevelSet(Trace *trace, int32_t level) {
+  if (level < Z_TRACE_LEVEL_DEFAULT || level > Z_TRACE_LEVEL_DEBUG) return utFail(Err::invalid);
+  trace->level.store(level, std::memory_order_relaxed);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceLevelGet(Trace *trace, int32_t *out) {
+  *out = trace->level.load(std::memory_order_relaxed);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceFlagSet(Trace *trace, uint32_t bits) {
+  trace->flags.fetch_or(bits, std::memory_order_relaxed);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceFlagClear(Trace *trace, uint32_t bits) {
+  trace->flags.fetch_and(~bits, std::memory_order_relaxed);
+  return 1;
+}
+
+int32_t Z_CALL ZutTracePrefixSet(Trace *trace, const char *prefix) {
+  const ProcessGuard guard;
+  Z_FREE(trace->prefix, "(trace->prefix)");
+  trace->prefix = prefix && *prefix ? utDup(prefix, "(trace->prefix)") : nullptr;
+  return 1;
+}
+
+int32_t Z_CALL ZutTracePrefixGet(Trace *trace, const char **out) {
+  *out = trace->prefix;
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceFileSet(Trace *trace, const char *file_name) {
+  if (!trace) return utFail(Err::nullPointer);
+  ZutProcessMutexLock();
+  setFile(*trace, file_name ? openFile(file_name) : nullptr);
+  ZutProcessMutexUnlock();
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceLevelStrToVal(const char *text, int32_t *out) {
+  if (!text || !out) return utFail(Err::nullPointer);
+  for (const LevelName &row : levelNames) {
+    if (!utSameWord(text, row.name)) continue;
+    *out = row.level;
+    return 1;
+  }
+  return 0;
+}
+
+int32_t Z_CALL ZutTraceLevelValToStr(int32_t level, const char **out) {
+  if (!out) return utFail(Err::nullPointer);
+  if (level < Z_TRACE_LEVEL_NEVER) return utFail(Err::invalid);
+  for (const LevelName &row : levelNames) {
+    if (row.level != level) continue;
+    *out = row.name;
+    return 1;
+  }
+  return utFail(Err::invalid);
+}
+
+int32_t Z_CALL ZutTraceMapSeverityToTraceLevel(int32_t severity, int32_t *level) {
+  if (!level) return utFail(Err::nullPointer);
+  constexpr int32_t levels[] = {
+      Z_TRACE_LEVEL_ALWAYS, Z_TRACE_LEVEL_NEVER,   Z_TRACE_LEVEL_ERROR, Z_TRACE_LEVEL_WARNING,
+      Z_TRACE_LEVEL_INFO,   Z_TRACE_LEVEL_VERBOSE, Z_TRACE_LEVEL_DEBUG,
+  };
+  *level = severity >= 0 && severity < static_cast<int32_t>(std::size(levels)) ? levels[severity]
+                                                                               : 10000;
+  return 1;
+}
+
+int32_t Z_CALL ZutTrace(Trace *trace, int32_t level, const char *format, ...) {
+  if (!trace) return utFail(Err::nullPointer);
+  if (!admits(*trace, level)) return 1;
+  va_list args;
+  va_start(args, format);
+  write(*trace, level, format, args);
+  va_end(args);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceVa(Trace *trace, int32_t level, const char *format, va_list args) {
+  if (!trace) return utFail(Err::nullPointer);
+  if (admits(*trace, level)) write(*trace, level, format, args);
+  return 1;
+}
+
+int32_t Z_CALL ZutTraceCat(Trace *trace, int32_t level, int32_t number, ...) {
+  if (!trace) return utFail(Err::nullPointer);
+  CatText message;
+  if (!trace->catalog || !utCatTextBegin(*trace->catalog, number, message)) return 0;
+  if (level == Z_TRACE_LEVEL_DEFAULT) {
+    ZutTraceMapSeverityToTraceLevel(static_cast<int32_t>(message.severity), &level);
+  }
+  if (!admits(*trace, level)) {
+    // nothing to write
+  } else if (message.takesArguments) {
+    va_list args;
+    va_start(args, number);
+    write(*trace, level, message.text, args);
+    va_end(args);
+  } else {
+    writeWith(*trace, level, "%s", message.text);
+  }
+  utCatTextEnd(*trace->catalog);
+  return 1;
+}
+
+} // extern "C"

@@ -1,0 +1,18 @@
+// The trace object's record.
+#pragma once
+
+#include "zut.h"
+
+#include <atomic>
+
+// Level, flags and file may change while other threads write; prefix and file change under the
+// process mutex.
+struct ZutTrace {
+  char *name;
+  std::atomic<ZutFileNode *> file; // of the open-file table, or one of our own without a name
+  std::atomic<int32_t> level;
+  std::atomic<uint32_t> flags;
+  char *prefix;
+  std::atomic<int32_t> refcount;
+  ZutCatalog *catalog;
+};

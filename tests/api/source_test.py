@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""The library's sources keep to the rules of docs/design.md that a program can check."""
+import re
+import unittest
+from pathlib import PurePath
+
+from zutheader import SOURCE
+
+ROOT = SOURCE / "src"
+
+# Lowest first; a module may include its own floor and those below. Names are rooms, or modules of
+# a room that spans floors; modules of such a room that are not named stand on the room's own.
+FLOORS = [
+    {"platform"},
+    {"core", "thread"},
+    {"containers"},
+    {"callback", "file", "time", "format"},
+    {"config/lex", "config/lexscan", "config/option", "config/optvalue"},
+    {"trace"},
+    {"config", "core/utout", "core/report", "core/fatal", "core/debugfile", "core/dumpfile"},
+    {"net", "compress"},
+]
+# The doors: every floor may report, stop, allocate and read an option; the first option operation
+# makes the standard set.
+DOORS = {"core/report.h", "core/messages.h", "core/util.h", "core/memory.h", "config/option.h",
+         "config/stdopts.h"}
+
+SYSTEM_NAMES = re.compile(
+    r"#\s*include\s*<(windows\.h|winsock2\.h|ws2tcpip\.h|process\.h|io\.h|direct\.h|unistd\.h"
+    r"|pthread\.h|semaphore\.h|dirent\.h|dlfcn\.h|netdb\.h|fcntl\.h|poll\.h|pwd\.h|termios\.h"
+    r"|sys/\w+\.h|netinet/\w+\.h|arpa/inet\.h|linux/\w+\.h)>"
+    r"|\b(_WIN32|__WIN32__|__MINGW32__|__linux__|__unix__)\b")
+# What allocates behind the checked allocator's back, or needs exceptions.
+FOREIGN = re.compile(
+    r"#\s*include\s*<(string|vector|map|set|unordered_map|unordered_set|list|deque|queue|stack"
+    r"|functional|memory|iostream|fstream|sstream|ostream|istream|filesystem|regex|thread|mutex"
+    r"|shared_mutex|condition_variable|future|locale|format|any)>")
+WORDS = re.compile(r"\b(try|catch|throw|malloc|calloc|realloc|free|getenv|dynamic_cast"
+                   r"|sprintf|vsprintf|gets)\s*[({]")
+ALLOWED_WORDS = {"core/memory.cpp": {"malloc", "calloc", "realloc", "free", "getenv"},
+                 "core/env.cpp": {"getenv"}}
+
+
+def sources():
+    for path in sorted(ROOT.rglob("*")):
+        if path.suffix in (".cpp", ".h", ".def"):
+            yield PurePath(path.relative_to(ROOT)), path.read_text()
+
+
+def code(text):
+    """The text without comments and string literals."""
+    return re.sub(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', '""', text, flags=re.DOTALL)
+
+
+def floor(module):
+    """The floor of "room/file.h" or "room/file.cpp"."""
+    path = PurePath(module)
+    for name in (str(path.with_suffix("")), path.parts[0]):
+        for number, rooms in enumerate(FLOORS):
+            if name in rooms:
+                return number
+    raise AssertionError(f"{module} stands on no floor")
+
+
+class Sources(unittest.TestCase):
+    def test_floors(self):
+        upwards = []
+        for path, text in sources():
+            for included in re.findall(r'#include "([^"]+/[^"]+)"', text):
+                if included not in DOORS and floor(included) > floor(path):
+                    upwards.append(f"{path} includes {included}")
+        self.assertEqual(upwards, [])
+
+    def test_only_platform_knows_the_system(self):
+        found = [f"{path}: {match.group(0)}" for path, text in sources()
+                 if path.parts[0] != "platform" for match in SYSTEM_NAMES.finditer(text)]
+        self.assertEqual(found, [])
+
+    def test_memory_and_texts_go_through_the_checked_functions(self):
+        found = []
+        for path, text in sources():
+            if path.parts[0] == "platform":
+                continue
+            found += [f"{path}: {match.group(0)}" for match in FOREIGN.finditer(text)]
+            allowed = ALLOWED_WORDS.get(str(path), set())
+            found += [f"{path}: {word}" for word in WORDS.findall(code(text))
+                      if word not in allowed]
+        self.assertEqual(found, [])
+
+
+if __name__ == "__main__":
+    unittest.main()

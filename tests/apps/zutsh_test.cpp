@@ -1,0 +1,93 @@
+// The shell, from its command line to its exit code.
+#include "support/child.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
+}
+
+class Shell : public testing::Test {
+protected:
+  Result run(const std::vector<std::string> &arguments, const std::string &input = "",
+             Environment more = {}) {
+    more.emplace_back("HOME", dir.path().string());
+    more.emplace_back("VNTIMESTAMPOUTPUTSUPPRESS", "1");
+    return runProgram("zutsh", arguments, more, input);
+  }
+  TempDir dir;
+};
+
+TEST_F(Shell, RunsTextsAsTyped) {
+  const Result set = run({"-c", "setopt trace_level info"});
+  EXPECT_EQ(set.out, "Option trace_level set to info.\n");
+  EXPECT_EQ(set.err, "");
+  EXPECT_EQ(set.code, 0);
+  EXPECT_EQ(run({"-c", "setopt socket_connect_timeout"}).out, "socket_connect_timeout 5\n");
+  EXPECT_EQ(run({"-c", "alias ls"}).out, "sh dir\n");
+  EXPECT_TRUE(fs::is_empty(dir.path())) << "no debug file";
+}
+
+TEST_F(Shell, TellsFailuresByItsExitCode) {
+  const Result piped = run({"-n"}, "nosuch\necho on\n");
+  EXPECT_TRUE(contains(piped.out, "Unknown command <nosuch>."));
+  EXPECT_TRUE(contains(piped.out, "on\n"));
+  EXPECT_EQ(piped.code, 1);
+  EXPECT_EQ(run({"-n"}, "echo fine\n").code, 0);
+  EXPECT_EQ(run({"-n"}, "nosuch\nquit force\n").code, 1);
+  EXPECT_EQ(run({"-n"}, "quit force\nnosuch\n").code, 0);
+  EXPECT_EQ(run({"-n", "-f", "missing.cm"}).code, 1);
+  EXPECT_EQ(run({"-n", "-c", "_abort"}).code, 2);
+}
+
+TEST_F(Shell, NamesFileAndLineOfFailures) {
+  writeFile("inner.cm", "echo in\nsetopt nosuch 1\n");
+  writeFile("outer.cm", "echo out\n\nsource inner.cm\n17\necho after\n");
+  const Result result = run({"-f", "outer.cm"});
+  EXPECT_EQ(result.err, "inner.cm:2: command failed: setopt\nouter.cm:4: command failed: \n");
+  EXPECT_TRUE(contains(result.out, "out\nin\n"));
+  EXPECT_TRUE(contains(result.out, "after\n"));
+  EXPECT_EQ(result.code, 1);
+  const Result stopped = run({"-ef", "outer.cm", "-c", "echo never"});
+  EXPECT_TRUE(contains(stopped.out, "Unknown option <nosuch>"));
+  EXPECT_FALSE(contains(stopped.out, "after") || contains(stopped.out, "never"));
+  EXPECT_EQ(run({"-ne"}, "nosuch\necho never\n").out.find("never"), std::string::npos);
+}
+
+TEST_F(Shell, RunsJobsInOrderAndStaysWhenAsked) {
+  writeFile("a.cm", "echo file\n");
+  EXPECT_EQ(run({"-n", "-c", "echo one", "-f", "a.cm", "-c", "echo two"}, "echo no\n").out,
+            "one\nfile\ntwo\n");
+  EXPECT_EQ(run({"-in", "-c", "echo one"}, "echo two\n").out, "one\nType 'help' for help.\ntwo\n");
+}
+
+TEST_F(Shell, ReadsItsStartupFilesUnlessTold) {
+  writeFile("zutsh.cm", "alias hi echo there\n");
+  const fs::path home = dir.path() / "home";
+  fs::create_directory(home);
+  const Environment elsewhere = {{"HOME", home.string()}};
+  EXPECT_EQ(runProgram("zutsh", {"-c", "hi"}, elsewhere).out, "there\n");
+  EXPECT_EQ(runProgram("zutsh", {"-nc", "hi"}, elsewhere).code, 1);
+  EXPECT_EQ(run({"-d", "mine.dbg", "-c", ""}).code, 0);
+  EXPECT_TRUE(fs::exists("mine.dbg"));
+  EXPECT_EQ(run({"-c", "_debug_set other.dbg"}).out, "Debugging file set to other.dbg\n");
+  EXPECT_TRUE(fs::exists("other.dbg"));
+}
+
+TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
+  const Result usage = run({"-x"});
+  EXPECT_EQ(usage.code, 64);
+  EXPECT_TRUE(contains(usage.err, "cannot understand -x\nusage: zutsh"));
+  EXPECT_EQ(run({"-c"}).code, 64);
+  EXPECT_EQ(run({"file"}).code, 64);
+  EXPECT_EQ(run({"--help"}).code, 0);
+  EXPECT_TRUE(contains(run({"--version"}).out, "zutsh "));
+  const Result bare = run({"-c", "nosuch"}, "", {{"VNHOME", (dir.path() / "none").string()}});
+  EXPECT_TRUE(contains(bare.err, "cannot read the message catalog"));
+  EXPECT_TRUE(contains(bare.err, "orl_wl.cat"));
+  EXPECT_EQ(bare.code, 1);
+}
+
+} // namespace

@@ -1,0 +1,458 @@
+#include "support/child.h"
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+namespace {
+
+int32_t nextNumber = 5000;
+
+ZutCbType *newType(int32_t globalFlag = Z_CB_GLOBALS_OK) {
+  ZutCbType *type = ZutCbTypeCreate(++nextNumber, nullptr);
+  ZutCbTypeSetGlobFlag(type, globalFlag);
+  return type;
+}
+
+// An event that writes down who was called, and may do something on the way.
+struct Event {
+  ZutCbCallData data = {};
+  std::string log;
+  std::function<void(ZutCb *, char)> then;
+};
+
+void Z_CALL note(void *, void *data, ZutWord argument) {
+  auto &event = *static_cast<Event *>(data);
+  event.log += static_cast<char>(argument);
+  if (event.then) event.then(event.data.cb, static_cast<char>(argument));
+}
+
+void Z_CALL count(void *, void *, ZutWord argument) {
+  ++*reinterpret_cast<std::atomic<int> *>(argument);
+}
+
+ZutCb *add(ZutCbList *list, char name, int16_t priority = 0) {
+  ZutCb *cb = ZutCbListCbCreate(list, note, name);
+  ZutCbSetPriority(cb, priority);
+  return cb;
+}
+
+std::string fire(ZutCbList *list, std::function<void(ZutCb *, char)> then = {}) {
+  Event event;
+  event.then = std::move(then);
+  EXPECT_EQ(ZutCbListCall(list, nullptr, &event), 1);
+  return event.log;
+}
+
+std::string fireType(ZutCbType *type, void *owner) {
+  Event event;
+  EXPECT_EQ(ZutCbTypeCall(type, owner, &event), 1);
+  return event.log;
+}
+
+ZutCb *find(ZutCbList *list, char name) { return ZutCbListCbLookup(list, note, name); }
+
+} // namespace
+
+TEST(Callback, PriorityThenAge) {
+  ZutCbList *list = ZutCbListCreate(newType(), nullptr);
+  add(list, 'a', 0), add(list, 'b', 5), add(list, 'c', 5), add(list, 'd', -1);
+  add(list, 'e', INT16_MAX), add(list, 'f', INT16_MIN);
+  EXPECT_EQ(fire(list), "ebcadf");
+  ZutCbSetPriority(find(list, 'b'), 0);
+  ZutCbSetPriority(find(list, 'a'), 0); // no change: stays before b
+  EXPECT_EQ(fire(list), "ecabdf");
+  ZutCb *c = find(list, 'c');
+  EXPECT_EQ(ZutCbListRemoveCb(list, c), 1);
+  EXPECT_EQ(ZutCbListRemoveCb(list, c), 0);
+  ZutCbSetPriority(c, -1);
+  EXPECT_EQ(ZutCbListInsertCb(list, c), 1);
+  EXPECT_EQ(ZutCbListInsertCb(list, c), 0);
+  EXPECT_EQ(ZutErrNumGet(), 32);
+  EXPECT_EQ(fire(list), "eabdcf");
+  EXPECT_EQ(ZutCbListCbCreate(list, note, 'c'), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(find(list, 'x'), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_EQ(ZutCbListDestroy(list), 1);
+}
+
+TEST(Callback, CallsBearEveryChangeOfTheirList) {
+  // a to e with priorities 4 to 0; the change is made while b is called
+  const struct {
+    const char *what;
+    std::function<void(ZutCbList *, ZutCb *)> change;
+    const char *called;
+  } cases[] = {
+      {"destroy itself", [](ZutCbList *, ZutCb *self) { ZutCbDestroy(self); }, "abcde"},
+      {"destroy the next", [](ZutCbList *l, ZutCb *) { ZutCbDestroy(find(l, 'c')); }, "abde"},
+      {"destroy the next two",
+       [](ZutCbList *l, ZutCb *) { ZutCbDestroy(find(l, 'c')), ZutCbDestroy(find(l, 'd')); },
+       "abe"},
+      {"destroy everything else",
+       [](ZutCbList *l, ZutCb *) {
+         for (char name : {'a', 'c', 'd', 'e'}) ZutCbDestroy(find(l, name));
+       },
+       "ab"},
+      {"add at the end", [](ZutCbList *l, ZutCb *) { add(l, 'z', -1); }, "abcdez"},
+      {"add before the next", [](ZutCbList *l, ZutCb *) { add(l, 'z', 3); }, "abcde"},
+      {"the next to the front",
+       [](ZutCbList *l, ZutCb *) { ZutCbSetPriority(find(l, 'c'), 9); }, "abde"},
+      {"itself to the end", [](ZutCbList *, ZutCb *self) { ZutCbSetPriority(self, -1); },
+       "abcdeb"},
+      {"remove and put back",
+       [](ZutCbList *l, ZutCb *) {
+         ZutCb *d = find(l, 'd');
+         ZutCbListRemoveCb(l, d), ZutCbSetPriority(d, 0), ZutCbListInsertCb(l, d);
+       },
+       "abced"},
+      {"call the list", [](ZutCbList *l, ZutCb *) { EXPECT_EQ(fire(l), "abcde"); }, "abcde"},
+      {"destroy it in an inner call",
+       [](ZutCbList *l, ZutCb *) {
+         fire(l, [](ZutCb *cb, char name) { if (name == 'c') ZutCbDestroy(cb); });
+       },
+       "abde"},
+  };
+  for (const auto &c : cases) {
+    ZutCbList *list = ZutCbListCreate(newType(), nullptr);
+    for (char name = 'a'; name <= 'e'; ++name) add(list, name, static_cast<int16_t>('e' - name));
+    bool done = false;
+    EXPECT_EQ(fire(list,
+                   [&](ZutCb *self, char name) {
+                     if (name == 'b' && !std::exchange(done, true)) c.change(list, self);
+                   }),
+              c.called)
+        << c.what;
+    EXPECT_EQ(ZutCbListDestroy(list), 1);
+  }
+}
+
+TEST(Callback, ADoomedListGoesWithItsLastCall) {
+  ZutCbType *type = newType(Z_CB_NO_GLOBALS);
+  int owner = 0;
+  for (char name : {'a', 'b', 'c'}) ZutCbTypeCbCreate(type, &owner, note, name);
+  ZutCbList *list = nullptr;
+  EXPECT_EQ(ZutCbTypeGetCbList(type, &owner, &list), 1);
+  EXPECT_EQ(ZutCbListIsActive(list), 0);
+  EXPECT_EQ(fire(list,
+                 [&](ZutCb *, char name) {
+                   EXPECT_EQ(ZutCbListIsActive(list), 1);
+                   if (name != 'b') return;
+                   EXPECT_EQ(ZutCbListDestroy(list), 0);
+                   EXPECT_EQ(ZutErrNumGet(), 32);
+                   EXPECT_EQ(fire(list), "a"); // an inner call stops at once, destroys nothing
+                 }),
+            "ab");
+  EXPECT_EQ(ZutCbTypeGetCbList(type, &owner, &list), 0);
+  EXPECT_EQ(ZutCbObjClear(type, &owner), 0);
+  ZutCbTypeCbCreate(type, &owner, note, 'n');
+  EXPECT_EQ(fireType(type, &owner), "n");
+  EXPECT_EQ(ZutCbObjClear(type, &owner), 1);
+  EXPECT_EQ(fireType(type, &owner), "");
+
+  ZutCbList *global = ZutCbListCreate(type, nullptr); // stays, and calls one an event
+  add(global, 'a'), add(global, 'b');
+  fire(global, [&](ZutCb *, char) { ZutCbListDestroy(global); });
+  EXPECT_EQ(fire(global), "a");
+  EXPECT_EQ(ZutCbListDestroy(global), 1);
+}
+
+TEST(Callback, FlagsChooseAndMergeLists) {
+  ZutCbType *type = newType();
+  int owner = 0;
+  ZutCbSetPriority(ZutCbTypeCbCreate(type, &owner, note, 'a'), 3);
+  ZutCbSetPriority(ZutCbTypeCbCreate(type, &owner, note, 'd'), 1);
+  EXPECT_EQ(fireType(type, &owner), "ad");
+  ZutCb *b = ZutCbCreateGlobal(type, note, 'b');
+  ZutCbSetPriority(b, 3);
+  ZutCbSetPriority(ZutCbTypeCbCreate(type, nullptr, note, 'c'), 2);
+  EXPECT_EQ(fireType(type, &owner), "abcd");
+  EXPECT_EQ(fireType(type, &type), "bc");
+  Event event; // dooming the owner's list ends a merge, once its own were through it goes on
+  event.then = [&](ZutCb *, char name) { if (name == 'b') ZutCbObjClear(type, &owner); };
+  ZutCbTypeCall(type, &owner, &event);
+  EXPECT_EQ(event.log, "ab");
+  ZutCbSetPriority(ZutCbTypeCbCreate(type, &owner, note, 'a'), 5);
+  event.log = "";
+  ZutCbTypeCall(type, &owner, &event);
+  EXPECT_EQ(event.log, "abc");
+  ZutCbTypeCbCreate(type, &owner, note, 'a');
+  ZutCbTypeSetGlobFlag(type, Z_CB_GLOBAL_ONLY);
+  EXPECT_EQ(fireType(type, &owner), "bc");
+  ZutCbTypeSetGlobFlag(type, Z_CB_NO_GLOBALS);
+  EXPECT_EQ(fireType(type, &owner), "a");
+  EXPECT_EQ(ZutCbCreateGlobal(type, note, 'x'), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 15);
+  Capture capture;
+  ZutCbTypeSetGlobFlag(type, 77);
+  EXPECT_EQ(fireType(type, &owner), "");
+  EXPECT_NE(capture.text().find("5008"), std::string::npos);
+  EXPECT_EQ(ZutCbTypeSetLocalFlag(type, 2), 0);
+  EXPECT_EQ(ZutCbTypeSetLocalFlag(type, Z_CB_DIRECT), 1);
+  ZutCbList *list;
+  EXPECT_EQ(ZutCbTypeGetCbList(type, &owner, &list), 0);
+  EXPECT_EQ(ZutCbTypeCbLookup(type, &owner, note, 'a'), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 15);
+  EXPECT_EQ(ZutCbTypeCbListCreate(type, &owner), nullptr);
+  EXPECT_NE(capture.text().find("5006"), std::string::npos);
+  EXPECT_NE(capture.text().find("5007"), std::string::npos);
+}
+
+TEST(Callback, TypesByNumberAndName) {
+  const int32_t number = ++nextNumber;
+  ZutCbType *type = ZutCbTypeCreate(number, "Sunrise");
+  EXPECT_EQ(ZutCbTypeCreate(number, "other"), nullptr);
+  EXPECT_EQ(ZutCbTypeLookup("sunRISE"), type);
+  EXPECT_EQ(ZutCbTypeLookup("sunset"), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 18);
+  EXPECT_EQ(ZutCbTypeNumLookup(number), type);
+  EXPECT_EQ(ZutCbTypeNumLookup(-12345), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  Event event;
+  int owner = 0;
+  ZutCbTypeCbCreate(type, &owner, note, 'a');
+  EXPECT_EQ(ZutCbTypeNumCbCall(number, &owner, &event), 1);
+  EXPECT_EQ(ZutCbTypeNumCbCall(-12345, &owner, &event), 1);
+  EXPECT_EQ(event.log, "a");
+  EXPECT_EQ(ZutCbTypeNumCbDestroy(number, &owner, note, 'a'), 1);
+  EXPECT_EQ(ZutCbTypeNumCbDestroy(number, &owner, note, 'a'), 0);
+  EXPECT_EQ(ZutCbTypeNumObjClear(number, &owner), 1);
+  EXPECT_EQ(ZutCbTypeNumObjClear(-12345, &owner), 0);
+  Capture capture;
+  ZutLobeDeclare(++nextNumber, 3);
+  ZutCbType *lobeless = ZutCbTypeCreate(nextNumber, nullptr);
+  EXPECT_NE(capture.text().find("5005"), std::string::npos);
+  EXPECT_EQ(ZutCbTypeCbCreate(lobeless, &owner, note, 'a'), nullptr);
+  EXPECT_EQ(ZutCbTypeCall(lobeless, &owner, &event), 1);
+}
+
+TEST(Callback, ChangeFunctionsAreTold) {
+  ZutCbList *list = ZutCbListCreate(newType(), nullptr);
+  ZutCb *a = add(list, 'a');
+  add(list, 'b');
+  std::string kinds;
+  const auto tell = [](ZutCb *cb, ZutCbChangeData *data, ZutWord text) {
+    ZutWord now;
+    EXPECT_EQ(ZutCbGetArgument(data->cb, &now), 1); // after the change
+    EXPECT_EQ(data->cb, cb);
+    *reinterpret_cast<std::string *>(text) +=
+        std::to_string(data->kind) + static_cast<char>(now) + " ";
+  };
+  EXPECT_EQ(ZutCbSetChangeFunction(a, tell, reinterpret_cast<ZutWord>(&kinds)), 1);
+  EXPECT_EQ(ZutCbSetArgument(a, 'b'), 0); // b's pair
+  EXPECT_EQ(ZutCbSetArgument(a, 'a'), 0); // its own
+  EXPECT_EQ(ZutCbSetArgument(a, 'c'), 1);
+  EXPECT_EQ(ZutCbSetFunction(a, count), 1);
+  EXPECT_EQ(ZutCbSetPriority(a, 0), 1);
+  EXPECT_EQ(ZutCbSetPriority(a, -3), 1);
+  ZutCbFunc function;
+  int16_t priority;
+  EXPECT_TRUE(ZutCbGetFunction(a, &function) && function == count);
+  EXPECT_TRUE(ZutCbGetPriority(a, &priority) && priority == -3);
+  ZutCbDestroy(a);
+  EXPECT_EQ(kinds, "2c 1c 4c 3c ");
+  ZutCb *b = find(list, 'b');
+  ZutCbSetChangeFunction(b, tell, reinterpret_cast<ZutWord>(&kinds));
+  ZutCbListDestroy(list);
+  EXPECT_EQ(kinds, "2c 1c 4c 3c 3b ");
+
+  ZutCbType *type = newType(); // a change function that destroys the list it stands in
+  int owner = 0;
+  ZutCb *c = ZutCbTypeCbCreate(type, &owner, note, 'c');
+  const auto clear = [](ZutCb *, ZutCbChangeData *data, ZutWord number) {
+    ZutCbList *home = nullptr;
+    void *who = nullptr;
+    EXPECT_TRUE(ZutCbGetList(data->cb, &home) && ZutCbListGetOwner(home, &who));
+    ZutCbTypeNumObjClear(static_cast<int32_t>(number), who);
+  };
+  ZutCbSetChangeFunction(c, clear, nextNumber);
+  EXPECT_EQ(ZutCbSetArgument(c, 'd'), 1);
+  EXPECT_EQ(fireType(type, &owner), "");
+}
+
+TEST(Callback, TraversalStopsAndEndsWithoutErrorNumber) {
+  ZutCbList *list = ZutCbListCreate(newType(), nullptr);
+  add(list, 'a'), add(list, 'b');
+  const auto stop = [](ZutCbList *, ZutCb *cb, ZutWord at) {
+    ZutWord name;
+    ZutCbGetArgument(cb, &name);
+    return static_cast<int32_t>(name == at ? name : 0);
+  };
+  EXPECT_EQ(ZutCbListTraverse(list, stop, 'b'), 'b');
+  ZutErrNumSet(0);
+  EXPECT_EQ(ZutCbListTraverse(list, stop, 'x'), 0);
+  EXPECT_EQ(ZutErrNumGet(), 0);
+  ZutCbListDestroy(list);
+}
+
+TEST(Callback, ThresholdsAreStoredAndSayZero) {
+  Capture capture;
+  ZutCbList *list = ZutCbListCreate(newType(), nullptr);
+  uint16_t out = 0;
+  EXPECT_EQ(ZutCbListSetStartThresh(list, 40000), 0);
+  EXPECT_EQ(ZutCbListGetStartThresh(list, &out), 0);
+  EXPECT_EQ(out, 40000);
+  EXPECT_EQ(ZutCbListSetCurrentThresh(list, 7), 0);
+  EXPECT_EQ(ZutCbListGetCurrentThresh(list, &out), 0);
+  EXPECT_EQ(out, 7);
+  for (const char *number : {"5001", "5002", "5003", "5004"})
+    EXPECT_NE(capture.text().find(number), std::string::npos);
+  ZutCbListDestroy(list);
+}
+
+TEST(Callback, Dumps) {
+  Capture capture;
+  ZutCbType *type = ZutCbTypeCreate(++nextNumber, "dumped");
+  int owner = 0;
+  ZutCb *cb = ZutCbTypeCbCreate(type, &owner, note, 'a');
+  ZutCbList *list;
+  ZutCbGetList(cb, &list);
+  ZutCbSetPriority(cb, -2);
+  char expected[512];
+  const auto number = [](const void *p) {
+    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p));
+  };
+  std::snprintf(expected, sizeof expected,
+                "Cb List Dump of %lx Owner: %lx, Type: %d\nCurrent List has 1 entries:\n"
+                "Cb dump of %lx Func: %lx, arg: 61\n\tList: %lx, pri: -2 Owner: %lx, "
+                "Type Num: %d\n\nStart thresh 0, current thresh: 0 ",
+                number(list), number(&owner), nextNumber, number(cb),
+                number(reinterpret_cast<void *>(note)), number(list), number(&owner), nextNumber);
+  ZutCbPrintList(list, ZutOut);
+  EXPECT_EQ(capture.take(), expected);
+  std::snprintf(expected, sizeof expected,
+                "Callback Type Dump at %lx, Type Number: %d\nCallback type name: dumped\n"
+                "Global flag: globals_ok indirect\n",
+                number(type), nextNumber);
+  ZutCbPrintType(type, ZutOut);
+  EXPECT_EQ(capture.take(), expected);
+  ZutCbObjClear(type, &owner);
+}
+
+CHILD(quit) {
+  const bool none = !ZutQuitCbLookup(note, 'q');
+  ZutOut("%d%d ", none, static_cast<int>(ZutErrNumGet()));
+  ZutCb *cb = ZutQuitCbCreate(note, 'q');
+  int32_t flag = -1;
+  ZutCbTypeGetGlobFlag(ZutCbTypeLookup("quit"), &flag);
+  Event event;
+  ZutCbTypeNumCbCall(Z_CB_TYPE_QUIT, nullptr, &event);
+  ZutOut("%d %d %s\n", ZutQuitCbLookup(note, 'q') == cb, static_cast<int>(flag),
+         event.log.c_str());
+}
+
+TEST(Callback, QuitCallbacks) { EXPECT_EQ(runChild("quit").out, "18 1 0 q\n"); }
+
+// --- From here on with threads ---
+
+TEST(CallbackThreads, FireAddDestroyAndClear) {
+  ZutInitThreads();
+  ZutCbType *type = newType();
+  int owner = 0;
+  std::atomic<int> calls{0};
+  std::atomic<int> ticks[4] = {};
+  ZutCbCreateGlobal(type, count, reinterpret_cast<ZutWord>(&calls));
+  const auto toggle = [](void *object, void *data, ZutWord) { // changes the lists that call it
+    ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
+    ZutCbType *of;
+    ZutCbGetCbType(cb, &of);
+    ZutCbTypeCbCreate(of, object, note, 0);
+    ZutCbDestroy(cb);
+  };
+  const auto work = [&](int self) {
+    for (int i = 0; i < 400; ++i) {
+      Event event;
+      ZutCb *mine = ZutCbTypeCbCreate(type, nullptr, count, reinterpret_cast<ZutWord>(&ticks[self]));
+      ZutCbSetPriority(mine, static_cast<int16_t>(i % 7));
+      ZutCbTypeCall(type, &owner, &event);
+      if (i % 4 == self) ZutCbTypeCbCreate(type, &owner, toggle, self);
+      if (i % 50 == 0) ZutCbObjClear(type, &owner);
+      ZutCbDestroy(mine);
+    }
+  };
+  std::thread threads[3];
+  for (int i = 0; i < 3; ++i) threads[i] = std::thread(work, i);
+  work(3);
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(calls, 4 * 400);
+  for (std::atomic<int> &tick : ticks) EXPECT_GE(tick, 400);
+  ZutCbList *global;
+  ZutCbTypeGetCbList(type, nullptr, &global);
+  EXPECT_EQ(ZutCbListIsActive(global), 0);
+  ZutCbObjClear(type, &owner);
+}
+
+// Two threads inside a merge of the same two lists; each changes the list that it was called by.
+TEST(CallbackThreads, ChangesInsideMergesDoNotWaitInARing) {
+  ZutInitThreads();
+  ZutCbType *type = newType();
+  int owner = 0;
+  std::atomic<int> inside{0};
+  const auto meet = [](void *object, void *data, ZutWord argument) {
+    auto &arrived = *reinterpret_cast<std::atomic<int> *>(argument);
+    const int self = arrived++;
+    if (self > 1) return;
+    while (arrived < 2) std::this_thread::yield();
+    ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
+    ZutCbType *of;
+    ZutCbGetCbType(cb, &of);
+    ZutCb *added = ZutCbTypeCbCreate(of, self ? object : nullptr, note, 'x');
+    EXPECT_EQ(ZutCbDestroy(added), 1);
+  };
+  for (int round = 0; round < 20; ++round) {
+    ZutCbTypeCbCreate(type, &owner, note, 'l');
+    ZutCbCreateGlobal(type, meet, reinterpret_cast<ZutWord>(&inside));
+    ZutCbCreateGlobal(type, note, 'g');
+    inside = 0;
+    Event events[2];
+    std::thread other([&] { ZutCbTypeCall(type, &owner, &events[1]); });
+    ZutCbTypeCall(type, &owner, &events[0]);
+    other.join();
+    EXPECT_EQ(events[0].log, "lg");
+    EXPECT_EQ(events[1].log, "lg");
+  }
+  ZutCbObjClear(type, &owner);
+}
+
+TEST(CallbackThreads, AChangeWaitsForOtherThreadsCalls) {
+  ZutInitThreads();
+  ZutCbType *type = newType();
+  std::atomic<int> step{0};
+  const auto linger = [](void *, void *, ZutWord argument) {
+    auto &now = *reinterpret_cast<std::atomic<int> *>(argument);
+    now = 1;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(now.exchange(2), 1); // nothing was destroyed meanwhile
+  };
+  ZutCb *cb = ZutCbCreateGlobal(type, linger, reinterpret_cast<ZutWord>(&step));
+  std::thread caller([&] {
+    Event event;
+    ZutCbTypeCall(type, nullptr, &event);
+  });
+  while (!step) std::this_thread::yield();
+  ZutCbDestroy(cb);
+  EXPECT_EQ(step.exchange(3), 2);
+  caller.join();
+}
+
+// More lists at once than a thread's block has places for.
+TEST(CallbackThreads, CallsNestThroughManyLists) {
+  ZutInitThreads();
+  ZutCbType *type = newType(Z_CB_NO_GLOBALS);
+  const auto deeper = [](void *owner, void *data, ZutWord number) {
+    auto *next = static_cast<int *>(owner) + 1;
+    ZutCbTypeNumCbCall(static_cast<int32_t>(number), next, data);
+    ZutCbTypeNumCbDestroy(static_cast<int32_t>(number), next, note, 'n');
+    ZutCbTypeNumObjClear(static_cast<int32_t>(number), next);
+  };
+  int owners[30];
+  for (int &owner : owners) {
+    ZutCbTypeCbCreate(type, &owner, deeper, nextNumber);
+    ZutCbTypeCbCreate(type, &owner, note, 'n');
+  }
+  Event event;
+  ZutCbTypeCall(type, owners, &event);
+  EXPECT_EQ(event.log, std::string(30, 'n'));
+  EXPECT_EQ(fireType(type, &owners[1]), "");
+  ZutCbObjClear(type, owners);
+}

@@ -1,0 +1,266 @@
+// The built-in commands and their help.
+#include "support/child.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char *names[] = {"_abort",
+                                 "_alarm",
+                                 "_debug_on",
+                                 "_debug_off",
+                                 "_debug_set",
+                                 "_print_sbrk",
+                                 "_set_fd_limit",
+                                 "_set_frame_count",
+                                 "_set_time",
+                                 "_sigint",
+                                 "_sleep",
+                                 "_putenv",
+                                 "alias",
+                                 "cd",
+                                 "echo",
+                                 "edit",
+                                 "help",
+                                 "helpopt",
+                                 "history",
+                                 "quit",
+                                 "setopt",
+                                 "setnopt",
+                                 "sh",
+                                 "source",
+                                 "stats",
+                                 "unalias",
+                                 "unsetopt",
+                                 "createopt"};
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
+}
+
+class BuiltIns : public testing::Test {
+protected:
+  void SetUp() override {
+    ZutInitThreads();
+    ZutOutInit();
+    ZutPerrorSetEnable(1);
+    ZutCommandSetFailures(0);
+  }
+  // What a person who types the text sees.
+  std::string type(const std::string &text) {
+    ZutCommandParseTypedStr(text.c_str());
+    return capture.take();
+  }
+  // The same; the text must fail once, with this in what is printed.
+  testing::AssertionResult fails(const std::string &text, const std::string &with) {
+    const int32_t before = ZutCommandGetFailures();
+    const std::string out = type(text);
+    const int32_t times = ZutCommandGetFailures() - before;
+    if (times == 1 && contains(out, with)) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << times << " failures, printed: " << out;
+  }
+  Capture capture;
+};
+
+TEST_F(BuiltIns, EveryCommandAndOptionHasItsHelp) {
+  for (const char *name : names) {
+    ASSERT_NE(ZutCommandLookup(name), nullptr) << name;
+    ZutCommandHelpPrint(name);
+    const std::string help = capture.take();
+    EXPECT_EQ(help.rfind(name, 0), 0u) << name;
+    EXPECT_TRUE(contains(help, "\nExample: ")) << name;
+  }
+  int32_t count = 0;
+  ZutOption **options = ZutOptionSort(&count);
+  EXPECT_GE(count, 119);
+  for (int32_t i = 0; i < count; ++i) {
+    const std::string name = ZutOptionGetName(options[i]);
+    const std::string help = type("helpopt " + name);
+    EXPECT_EQ(help.rfind(name + " ", 0), 0u) << name;
+    EXPECT_TRUE(contains(help, "\nExample: setopt " + name)) << name;
+  }
+  ZutFree(options);
+}
+
+TEST_F(BuiltIns, ListingsLeaveOutWhatIsHidden) {
+  const std::string commands = type("help");
+  EXPECT_LT(commands.find("\nalias "), commands.find("\nunsetopt "));
+  for (const char *name : {"createopt", "_sigint"}) EXPECT_FALSE(contains(commands, name)) << name;
+  EXPECT_FALSE(contains(commands, "Usage: ")) << "one line each";
+  EXPECT_TRUE(contains(type("helpopt"), "\nsocket_connect_timeout "));
+  EXPECT_TRUE(fails("help nosuch", "Unknown command <nosuch>"));
+  EXPECT_TRUE(fails("helpopt nosuch", "Unknown option <nosuch>"));
+}
+
+TEST_F(BuiltIns, HelpComesFromTheProcessTypeFirst) {
+  TempDir dir;
+  fs::create_directories("help/commands");
+  writeFile("help/commands/builtins.hlp", "echo \"first\" \"second\" setopt \"open");
+  writeFile("help/commands/common.hlp", "Echo \"no\" setopt \"common\" \"more\"");
+  ZutInit("builtins");
+  ZutPutenv(("VNHOME=" + dir.path().string()).c_str());
+  EXPECT_EQ(type("help echo"), "first\nsecond\n");
+  const std::string setopt = type("help setopt");
+  EXPECT_TRUE(contains(setopt, "cannot be read to its end: an error near line 1"));
+  EXPECT_TRUE(contains(setopt, "common\nmore\n"));
+  EXPECT_TRUE(contains(type("help quit"), "There is no help for <quit>"));
+  ZutPutenv("VNHOME=");
+}
+
+TEST_F(BuiltIns, EchoKeepsWordsApart) {
+  EXPECT_EQ(type("echo   a  b/* c */d,\"x  \\\"y\" -1.5 ;echo;echo //"), "a b d,x  \"y -1.5\n\n\n");
+}
+
+TEST_F(BuiltIns, AliasShowsListsAndRemoves) {
+  EXPECT_EQ(type("alias ls"), "sh dir\n");
+  EXPECT_EQ(type("alias exit"), "quit force\n");
+  EXPECT_EQ(type("Alias Zed  echo   \"a;b\" // c"), "Alias zed installed\n");
+  EXPECT_EQ(type("alias zed; zed d"), "echo \"a;b\"\na;b d\n");
+  const std::string all = type("alias");
+  EXPECT_LT(all.find("exit\tquit force\n"), all.find("ls\tsh dir\n"));
+  EXPECT_TRUE(contains(all, "zed\techo \"a;b\"\n"));
+  EXPECT_EQ(type("unalias ZED"), "Unalias command executed for alias zed\n");
+  EXPECT_TRUE(fails("unalias zed", "There is no alias named <zed>"));
+  EXPECT_TRUE(fails("alias zed", "There is no alias named <zed>"));
+}
+
+TEST_F(BuiltIns, DiagnosticsStayWithinTheirRanges) {
+  EXPECT_EQ(type("_debug_on 255"), "Debugging flag 255 turned on\n");
+  EXPECT_EQ(ZutGetDebugFlags()[255], 1);
+  EXPECT_EQ(type("_debug_off 255.9"), "Debugging flag 255 turned off\n");
+  EXPECT_EQ(ZutGetDebugFlags()[255], 0);
+  for (const char *number : {"256", "1e30"})
+    EXPECT_TRUE(fails(std::string("_debug_on ") + number, "is outside 0 to 255"));
+  EXPECT_TRUE(fails("_debug_on -1", "Usage: _debug_on NUMBER"));
+
+  EXPECT_TRUE(contains(type("_set_frame_count 41"), "Frame count set to 41."));
+  EXPECT_TRUE(contains(type("_set_frame_count"), "Frame count: 41."));
+  EXPECT_TRUE(contains(type("_set_time 86400"), "Current time set to 86400."));
+  EXPECT_TRUE(contains(type("_set_time"), "Current time: 86400."));
+  type("stats; _set_frame_count 51");
+  const std::string stats = type("stats");
+  EXPECT_TRUE(contains(stats, "Frame count: 51."));
+  EXPECT_TRUE(contains(stats, "Frames since the last stats command: 10."));
+  EXPECT_TRUE(contains(stats, "CPU time used: "));
+  EXPECT_TRUE(fails("_alarm 5", "not available"));
+  EXPECT_TRUE(fails("_set_fd_limit 5", "limit of open files"));
+  EXPECT_EQ(type("_sleep 0; _putenv \"ZUT_BUILTINS=1 2\""), "");
+  const char *value = nullptr;
+  EXPECT_TRUE(ZutGetenv("ZUT_BUILTINS", &value) && value && std::string(value) == "1 2");
+  EXPECT_TRUE(fails("_putenv nothing", "could not be set: <nothing>"));
+}
+
+TEST_F(BuiltIns, SigintWorksTheCounter) {
+  ZutInterruptReset();
+  EXPECT_EQ(type("_sigint; _sigint INCR"),
+            "Incrementing interrupt counter.\nIncrementing interrupt counter.\n");
+  EXPECT_EQ(type("_sigint get"), "Interrupt counter is 2\n");
+  EXPECT_TRUE(fails("_sigint reset now", "Unexpected text <now>"));
+  EXPECT_EQ(ZutInterruptGet(), 0);
+  EXPECT_TRUE(fails("_sigint 1; _sigint", "Expected: <identifier>"));
+  EXPECT_TRUE(fails("_sigint nothing", "Unknown word <nothing>"));
+  EXPECT_EQ(ZutInterruptGet(), 0);
+}
+
+TEST_F(BuiltIns, OptionsAreSetAndShown) {
+  EXPECT_EQ(type("setopt Prompt \"a> \"; setopt prompt"),
+            "Option prompt set to \"a> \".\nprompt \"a> \"\n");
+  EXPECT_EQ(type("setopt prompt unknown"), "Option prompt set to UNKNOWN.\n");
+  EXPECT_EQ(type("setopt application two; setopt project vantrel"),
+            "Option project set to two.\nOption project set to vantrel.\n");
+  EXPECT_TRUE(contains(type("setopt"), "\nsocket_connect_timeout 5\n"));
+  EXPECT_TRUE(fails("setopt nosuch 1 2", "Unknown option <nosuch>"));
+  EXPECT_TRUE(fails("setopt nosuch", "Unknown option <nosuch>"));
+  EXPECT_TRUE(fails("setopt verbose false maybe", "after the value of option <verbose>: <maybe>"));
+  EXPECT_TRUE(fails("setopt verbose 1", "Usage: setopt"));
+  EXPECT_TRUE(fails("setopt verbose maybe", "<maybe> is not a boolean value"));
+  EXPECT_TRUE(fails("setopt trace_level loud", "Legal values:"));
+  EXPECT_TRUE(fails("setopt verbose unknown", "Option <verbose> is required"));
+  EXPECT_TRUE(fails("setopt frame_interval -1", "must not be negative"));
+  ZutOption *prompt = ZutOptionLookup("prompt");
+  ZutOptionSetReadOnly(prompt, 1);
+  EXPECT_TRUE(fails("setopt prompt x", "Option <prompt> is read only"));
+  ZutOptionSetReadOnly(prompt, 0);
+  ZutOptionSetVerifyFunc(
+      prompt, [](ZutOption *, void *, ZutWord) { return 0; }, 0);
+  EXPECT_TRUE(fails("setopt prompt x", "The value of option <prompt> was refused"));
+  ZutOptionSetVerifyFunc(prompt, nullptr, 0);
+  EXPECT_EQ(type("setopt prompt x; unsetopt prompt"),
+            "Option prompt set to \"x\".\nOption prompt unset\n");
+  EXPECT_TRUE(fails("unsetopt verbose", "it must keep a value"));
+  EXPECT_TRUE(fails("unsetopt project", "it must keep one of its values"));
+  EXPECT_TRUE(fails("unsetopt nosuch", "Unknown option <nosuch>"));
+
+  EXPECT_EQ(
+      type("setnopt side frame_interval 2; setnopt side frame_interval; setopt frame_interval"),
+      "Option side/frame_interval set to 2.\nside/frame_interval 2\nframe_interval 0\n");
+  EXPECT_TRUE(contains(type("setnopt side"), "side/project vantrel\n"));
+  EXPECT_TRUE(fails("setnopt side nosuch 1", "Unknown option <nosuch>"));
+
+  EXPECT_EQ(type("createopt color enum red, blue; setopt color blue"),
+            "Option color created.\nOption color set to blue.\n");
+  EXPECT_TRUE(fails("createopt COLOR string", "An option named <color> exists already"));
+  EXPECT_TRUE(fails("createopt shade hue 1", "Option <shade> could not be created"));
+  EXPECT_EQ(ZutOptionLookup("shade"), nullptr);
+}
+
+TEST_F(BuiltIns, SystemCommandsReachTheSystem) {
+  TempDir dir;
+  fs::create_directory("a b");
+  EXPECT_TRUE(contains(type("cd \"a b\""), "Current directory changed to a b\n"));
+  EXPECT_EQ(fs::current_path().filename(), "a b");
+  EXPECT_EQ(type("sh  echo   one /* x */ two>out.txt"),
+            "sh command executing with string: echo one two>out.txt\n");
+  EXPECT_TRUE(contains(readFile("out.txt"), "one two"));
+  EXPECT_EQ(type("sh \"echo \\\"three;\\\" > out.txt\""),
+            "sh command executing with string: echo \"three;\" > out.txt\n");
+  EXPECT_TRUE(contains(readFile("out.txt"), "three;"));
+  EXPECT_TRUE(fails("sh exit 3", "exit 3"));
+  EXPECT_EQ(type("setopt editor _cat; edit out.txt").find("Option editor set"), 0u);
+  EXPECT_TRUE(fails("edit gone.txt", "Cannot open the file <gone.txt>"));
+  EXPECT_TRUE(fails("source", "needs the name of a file"));
+  EXPECT_TRUE(fails("cd \"no/where\"", "no/where: "));
+  ZutPutenv(("HOME=" + dir.path().string()).c_str());
+  type("cd");
+  EXPECT_TRUE(fs::equivalent(fs::current_path(), dir.path()));
+  ZutPutenv("HOME=");
+  EXPECT_TRUE(fails("cd", "HOME is not set"));
+}
+
+TEST_F(BuiltIns, HistoryNumbersLinesByTheirPlace) {
+  for (const char *line : {"one", " ", "two", "three", "four", "five"})
+    ZutCommandRecordString(line);
+  EXPECT_EQ(type("history 2"), "   4: four\n   5: five\n");
+  EXPECT_EQ(type("history 99"), type("history"));
+  EXPECT_EQ(type("history 0"), "");
+}
+
+// --- Ends, in processes of their own ---
+
+CHILD(quit) {
+  ZutOutInit();
+  ZutQuitCbCreate([](void *, void *, ZutWord) { ZutOut("callback\n"); }, 0);
+  ZutAtExit([] { std::printf("handler\n"); });
+  ZutCommandMainLoop();
+  std::exit(9);
+}
+
+TEST(Ends, QuitAsksUnlessForced) {
+  const Result asked = runChild("quit", {}, "quit FORCE\nquit\nno\nquit\nyes\n");
+  EXPECT_EQ(asked.code, 0);
+  EXPECT_TRUE(contains(asked.out, "Unknown word <FORCE>"));
+  EXPECT_TRUE(contains(asked.out, "Really quit? Really quit? callback\n"
+                                  "This process is now exiting.\nhandler\n"));
+  EXPECT_EQ(runChild("quit", {}, "exit\n").code, 0);
+  EXPECT_EQ(runChild("quit", {}, "quit\n").code, 9) << "the end of the input is no";
+}
+
+TEST(Ends, AbortLeavesAtOnce) {
+  const Result plain = runChild("quit", {}, "_abort\n");
+  EXPECT_EQ(plain.code, 2);
+  EXPECT_TRUE(contains(plain.out, "Aborting process\n"));
+  EXPECT_FALSE(contains(plain.out, "handler"));
+  EXPECT_TRUE(runChild("quit", {{"VN_ABORT_NATIVE", "1"}}, "_abort\n").aborted());
+}
+
+} // namespace

@@ -1,0 +1,394 @@
+// The lexer: tokens from strings and streams, accept operations, errors and what they leave behind.
+#include "support/child.h"
+
+#include <csetjmp>
+#include <cstdarg>
+#include <cstring>
+#include <future>
+#include <random>
+#include <thread>
+
+namespace {
+
+// A jump runs no destructor and may lose locals: what a parse finds is kept outside of it.
+std::string seen;  // what the parse noted
+std::string error; // the message of the error that ended it
+int32_t errorLine;
+jmp_buf recover;
+
+void Z_CALL keepError(ZutLexer *lexer, const char *format, va_list args, void *argument) {
+  char text[1000];
+  vsnprintf(text, sizeof text, format, args);
+  error = text;
+  errorLine = lexer->line;
+  ZutLexDestroy(lexer);
+  longjmp(*static_cast<jmp_buf *>(argument), Z_LEX_JUMP);
+}
+
+using Body = void (*)(ZutLexer *);
+
+// Notes every token: its kind's name, and its text where the kind does not tell it.
+void noteTokens(ZutLexer *lexer) {
+  while (lexer->token != Z_LEX_END) {
+    char name[64];
+    ZutLexTokenToString(lexer->token, name);
+    if (lexer->token == Z_LEX_NUMBER) strcpy(name, "<number>");
+    seen += name;
+    if (strlen(name) > 2) seen.append("[").append(lexer->text).append("]");
+    seen += ' ';
+    ZutLexAccept(lexer, lexer->token);
+  }
+}
+
+// Runs `body` on a text; its notes, or the error's message.
+std::string parse(const char *text, Body body = noteTokens, int32_t option = Z_LEX_OPT_END) {
+  seen.clear();
+  error.clear();
+  if (setjmp(recover) == 0) {
+    ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_STRING, text, Z_LEX_OPT_ERROR_FUNC, keepError,
+                                   Z_LEX_OPT_ERROR_ARG, &recover, option, Z_LEX_OPT_END);
+    body(lexer);
+    ZutLexDestroy(lexer);
+  }
+  return error.empty() ? seen : error;
+}
+
+std::string parseStream(const std::string &bytes) {
+  FILE *stream = fopen("stream.txt", "w+b");
+  fwrite(bytes.data(), 1, bytes.size(), stream);
+  rewind(stream);
+  seen.clear();
+  error.clear();
+  if (setjmp(recover) == 0) {
+    ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_STREAM, stream, Z_LEX_OPT_ERROR_FUNC, keepError,
+                                   Z_LEX_OPT_ERROR_ARG, &recover, Z_LEX_OPT_END);
+    noteTokens(lexer);
+    ZutLexDestroy(lexer);
+  }
+  fclose(stream);
+  return error.empty() ? seen : error;
+}
+
+const std::string name63(63, 'n');
+
+TEST(LexTokens, fromText) {
+  const struct {
+    const char *text, *tokens;
+  } cases[] = {
+      {"", ""},
+      {"+++= ---= **= //\n/= <<=<> >>= ::= = ( ) [ ] { } . , ; ! $ ^ @ # % & ~ | \\",
+       "++ += -- -= * *= /= < <= <> > >= : := = ( ) [ ] { } . , ; ! $ ^ @ # % & ~ | \\ "},
+      {"x/*c*/y(*d*)z // e", "<identifier>[x] <identifier>[y] <identifier>[z] "},
+      {"/* (* ** * / // */ a (* /* *) b /**/", "<identifier>[a] <identifier>[b] "},
+      {"_a%1 B", "<identifier>[_a%1] <identifier>[B] "},
+      {"a?b?c a?b a?b?c?", "<pattern>[a?b?c] <error>[a?b] <error>[a?b?c?] "},
+      {"1 1.5 2. 1.5e3 1e-3 2E+1", "<number>[1] <number>[1.5] <number>[2.] <number>[1.5e3] "
+                                   "<number>[1e-3] <number>[2E+1] "},
+      {"2e 3e+x", "<number>[2] <identifier>[e] <number>[3] <identifier>[e] + <identifier>[x] "},
+      {R"("a\"b\\c\td\ne\q" "")", "<string constant>[a\"b\\c\td\ne\\q] <string constant>[] "},
+      {"\"a\\\nb\\\r\nc\"", "<string constant>[abc] "},
+      {"\xff \x80'`", "<error>[\xff] <error>[\x80] <error>['] <error>[`] "},
+  };
+  for (const auto &row : cases) EXPECT_EQ(parse(row.text), row.tokens) << row.text;
+  EXPECT_EQ(parse(name63.c_str()), "<identifier>[" + name63 + "] ");
+}
+
+TEST(LexTokens, whiteSpaceOnRequest) {
+  EXPECT_EQ(parse("a := b/*c*/\n", noteTokens, Z_LEX_OPT_SPACES),
+            "<identifier>[a] <white space>[ ] := <white space>[ ] <identifier>[b] "
+            "<white space>[/*c*/] <white space>[\n] ");
+  const auto switching = [](ZutLexer *lexer) {
+    ZutLexAcceptId(lexer);
+    lexer->return_spaces = 1;
+    ZutLexAcceptId(lexer);
+    EXPECT_EQ(lexer->token, Z_LEX_SPACE);
+    lexer->return_spaces = 0;
+    ZutLexGobbleWhitespace(lexer);
+    ZutLexAcceptId(lexer);
+    seen = lexer->text;
+  };
+  EXPECT_EQ(parse("echo a b c", switching), "c");
+}
+
+// Every token lies across the end of the buffer once.
+TEST(LexTokens, sameFromStreamWhereverTheBufferEnds) {
+  TempDir directory;
+  const std::string text =
+      "setopt name \"a \\\"string\\\" \\\n more\" /* a\n * comment */ := 12.5e+10 <> "
+      "p?q?r (* ** *) 7e x // line\n -= " + name63 + " \xff end";
+  const std::string expected = parse(text.c_str());
+  for (size_t shift = 512 - text.size() - 4; shift <= 516; ++shift) {
+    ASSERT_EQ(parseStream(std::string(shift, ' ') + text), expected) << shift;
+  }
+  EXPECT_EQ(parseStream(std::string("a\0b", 3)), "<identifier>[a] <error>[] <identifier>[b] ");
+  EXPECT_EQ(parseStream(std::string(3000, '7')),
+            "<number>[" + std::string(3000, '7') + "] ");
+  EXPECT_EQ(parseStream(std::string(511, ' ') + "\"x"), "ERROR: Found EOF in string constant x");
+}
+
+TEST(LexErrors, haveTheirTexts) {
+  const Body acceptA = [](ZutLexer *lexer) { ZutLexAccept(lexer, Z_LEX_ASSIGN); };
+  const Body acceptBool = [](ZutLexer *lexer) { ZutLexAcceptBool(lexer); };
+  const struct {
+    const char *text;
+    Body body;
+    const char *message;
+    int32_t line = 1;
+  } cases[] = {
+      {"\n/* a\n/* b", noteTokens,
+       "ERROR: Start Of Nested Comment\nComment began on line 2, nesting occured on line 3", 3},
+      {"(*)(*", noteTokens,
+       "ERROR: Start Of Nested Comment\nComment began on line 1, nesting occured on line 1"},
+      {"\n(* a\n\n", noteTokens,
+       "ERROR: No Closing Comment *) Found\nFor Comment Started on Line Number 2\n", 2},
+      {"\"ab\nc\"", noteTokens, "ERROR: Found newline in string constant ab"},
+      {"\"ab\\", noteTokens, "ERROR: Found EOF in string constant ab\\"},
+      {"a??b", noteTokens, "ERROR: Pattern <a??b> Has Two Adjacent Question Marks\n"},
+      {"b", acceptA, "ERROR: Expected: :=,  Found: <identifier> <b>"},
+      {"", acceptA, "ERROR: Expected: :=,  Found: <end of file> <>"},
+      {"5", [](ZutLexer *lexer) { ZutLexAcceptId(lexer); },
+       "ERROR: Expected: <identifier>,  Found: <unsigned numeric constant> <5>"},
+      {"5", [](ZutLexer *lexer) { ZutLexAcceptPattern(lexer); },
+       "ERROR: Expected: <pattern>,  Found: <unsigned numeric constant> <5>"},
+      {"yes", acceptBool, "ERROR: Expected: boolean constant,  Found: <identifier> <yes>"},
+      {"2.5", [](ZutLexer *lexer) { ZutLexAcceptUnsignedInt(lexer); },
+       "ERROR: Expected: unsigned integer,  Found: signed real <2.5>"},
+      {"-2.5", [](ZutLexer *lexer) { ZutLexAcceptSignedInt(lexer); },
+       "ERROR: Expected: signed integer,  Found: signed real <-2.5>"},
+      {" ;", [](ZutLexer *lexer) { ZutLexAcceptFileName(lexer); },
+       "ERROR: Expected: flexible string,  Found: ; <;>\n"},
+      {"5", [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
+       "ERROR: Expected: slot name,  Found: <unsigned numeric constant> <5>"},
+      {"ab", [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
+       "ERROR: slot name <ab> does not contain any dots"},
+      {"a .b", [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
+       "ERROR: slot name <a> does not contain any dots"},
+      {".a.", [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
+       "ERROR: slot name <.a.> cannot end with a dot"},
+      {".a", [](ZutLexer *lexer) { ZutLexAcceptSlotOrAlias(lexer); },
+       "ERROR: slot name <.a> cannot start with a dot"},
+      {"{0123456-0-0-0-0}", [](ZutLexer *lexer) { ZutLexAcceptGuidStr(lexer); },
+       "ERROR: Malformed GUID string\n"},
+      {"{0123456g-0-0-0-0}", [](ZutLexer *lexer) { ZutLexAcceptGuidStr(lexer); },
+       "ERROR: Bad digit '103' in octet string constant\n"},
+  };
+  for (const auto &row : cases) {
+    EXPECT_EQ(parse(row.text, row.body), row.message);
+    EXPECT_EQ(errorLine, row.line) << row.message;
+  }
+  EXPECT_EQ(parse((name63 + "n").c_str()),
+            "ERROR: utLexIdOrPattern\nIdentifier Too Long\n<" + name63 + "n>\n");
+}
+
+TEST(LexAccept, keepsValues) {
+  const Body body = [](ZutLexer *lexer) {
+    EXPECT_EQ(ZutLexAcceptBool(lexer), 1);
+    EXPECT_EQ(ZutLexAcceptBool(lexer), 0);
+    ZutLexAcceptSignedReal(lexer);
+    EXPECT_EQ(lexer->number_value, -2.5);
+    ZutLexAcceptUnsignedInt(lexer);
+    EXPECT_EQ(lexer->number_value, 2.0);
+    ZutLexAcceptPattern(lexer);
+    EXPECT_STREQ(lexer->id_value, "p?q?r");
+    ZutLexAccept(lexer, Z_LEX_STRING);
+    EXPECT_EQ(std::string(lexer->string_value.str), std::string(1000, 's'));
+    ZutLexAcceptSlot(lexer);
+    EXPECT_STREQ(lexer->string_value.str, "a.B");
+    ZutLexAcceptGuidStr(lexer);
+    EXPECT_STREQ(lexer->string_value.str, "{01234567-89ab-cdef-0000-0123456789AB}");
+    ZutLexSkipToEoln(lexer);
+    ZutLexAcceptId(lexer);
+    seen = lexer->id_value;
+  };
+  const std::string text = "TRUE false -2.5 2.0 P?q?r \"" + std::string(1000, 's') + "\" a.B c "
+                           "{01234567-89ab-cdef-0000-0123456789AB} dropped \"too\n LAST";
+  const std::string slotEnds = std::string(text).replace(text.find(" c "), 3, " ");
+  EXPECT_EQ(parse(slotEnds.c_str(), body), "last");
+  EXPECT_EQ(parse("Word", [](ZutLexer *lexer) {
+    ZutLexAcceptId(lexer);
+    seen = lexer->id_value;
+  }, Z_LEX_OPT_KEEP_CASE), "Word");
+}
+
+TEST(LexAccept, fileNames) {
+  ZutPutenv("LEX_TEST_DIR=/some/where");
+  const Body body = [](ZutLexer *lexer) {
+    ZutLexAcceptFileName(lexer);
+    seen = std::string(lexer->string_value.str) + "|" + lexer->text;
+  };
+  const struct {
+    const char *text, *result;
+  } cases[] = {
+      {"dir/a.cm next", "dir/a.cm|next"},
+      {"C:\\Dir\\x-1.2.tmp;", "C:\\Dir\\x-1.2.tmp|;"},
+      {"@log/*c*/x", "@log|x"},
+      {"a,b", "a|,"},
+      {"\"a b\" c", "a b|c"},
+      {"$LEX_TEST_DIR/f", "/some/where/f|"},
+      {"$LEX_TEST_NONE/$ LEX_TEST_DIR", "$LEX_TEST_NONE/$|LEX_TEST_DIR"},
+      {"net//share", "net|"},
+  };
+  for (const auto &row : cases) {
+    EXPECT_EQ(parse(row.text, body), row.result);
+    EXPECT_EQ(parse(row.text, body, Z_LEX_OPT_SPACES), row.result);
+  }
+}
+
+TEST(LexCreate, laterStringWinsOthersAreIgnored) {
+  TempDir directory;
+  writeFile("first.txt", "first");
+  ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_FILE_NAME, "first.txt", Z_LEX_OPT_FILE_NAME, "none.txt",
+                                 Z_LEX_OPT_STREAM, stdin, Z_LEX_OPT_END);
+  EXPECT_STREQ(lexer->text, "first");
+  ZutLexDestroy(lexer);
+  lexer = ZutLexCreate(Z_LEX_OPT_FILE_NAME, "none.txt", Z_LEX_OPT_STRING, "a", Z_LEX_OPT_STRING,
+                       "b", 77);
+  EXPECT_STREQ(lexer->text, "b");
+  ZutLexDestroy(lexer);
+  EXPECT_EQ(ZutLexCreate(Z_LEX_OPT_STRING, nullptr, Z_LEX_OPT_END), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 3);
+  lexer = ZutLexCreate(Z_LEX_OPT_END);
+  EXPECT_EQ(lexer->token, Z_LEX_END);
+  ZutLexDestroy(lexer);
+}
+
+TEST(LexCreate, positionCountsBytesNotRead) {
+  TempDir directory;
+  writeFile("bytes.txt", "ab cd\r\n" + std::string(1000, '+'));
+  ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_FILE_NAME, "bytes.txt", Z_LEX_OPT_END);
+  EXPECT_EQ(ZutLexGetCurrentPositionInFile(lexer), 3); // the current character counts as read
+  ZutLexAcceptId(lexer);
+  EXPECT_EQ(ZutLexGetCurrentPositionInFile(lexer), 6);
+  ZutLexSkipToEoln(lexer);
+  EXPECT_EQ(lexer->line, 2);
+  EXPECT_EQ(ZutLexGetCurrentPositionInFile(lexer), 10);
+  ZutLexDestroy(lexer);
+}
+
+TEST(LexWords, areKindsOfTheirOwn) {
+  EXPECT_EQ(ZutLexAddReservedWord(nullptr, 1), 0);
+  EXPECT_EQ(ZutErrNumGet(), 3);
+  EXPECT_EQ(ZutLexAddReservedWord("LexAlias", 0), 0);
+  EXPECT_EQ(ZutErrNumGet(), 4);
+  EXPECT_EQ(ZutLexAddReservedWord("LexAlias", 901), 1);
+  EXPECT_EQ(ZutLexAddReservedWord("lexalias", 902), 0);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(parse("LEXALIAS lexalia", [](ZutLexer *lexer) {
+    EXPECT_EQ(lexer->token, 901);
+    ZutLexAcceptId(lexer);
+    EXPECT_STREQ(lexer->id_value, "lexalias");
+    ZutLexAccept(lexer, 901);
+  }), "ERROR: Expected: lexalias,  Found: <identifier> <lexalia>");
+  char name[64];
+  EXPECT_STREQ(ZutLexTokenToString(-44, name), "<UNKNOWN TOKEN -44>");
+  EXPECT_STREQ(ZutLexTokenToString(903, name), "<UNKNOWN TOKEN 903>");
+  Capture capture;
+  EXPECT_EQ(ZutLexPrintReservedWords(ZutOut), 1);
+  EXPECT_EQ(capture.text(), "Name lexalias, value 901\n");
+}
+
+void Z_CALL noteToken(void *, void *data, ZutWord argument) {
+  const auto *token = static_cast<ZutLexTokenData *>(data);
+  seen += static_cast<char>(argument) + std::string(token->text) + "|";
+}
+
+TEST(LexCallbacks, tellOfAcceptedAndSkippedTokens) {
+  ZutCb *all = ZutLexTokenCbCreate(nullptr, noteToken, 'g');
+  EXPECT_EQ(ZutLexTokenCbLookup(nullptr, noteToken, 'g'), all);
+  EXPECT_EQ(parse("a /*c*/ b", [](ZutLexer *lexer) {
+    EXPECT_EQ(ZutLexTokenCbLookup(lexer, noteToken, 'l'), nullptr);
+    EXPECT_EQ(ZutErrNumGet(), 8);
+    ZutLexTokenCbCreate(lexer, noteToken, 'l');
+    ZutLexAcceptId(lexer);
+  }), "la|ga|l |g |l/*c*/|g/*c*/|l |g |");
+  ZutCbDestroy(all);
+  EXPECT_EQ(parse("a b", [](ZutLexer *lexer) { ZutLexAcceptId(lexer); }), "");
+}
+
+CHILD(defaultError) {
+  writeFile("bad.txt", "a\n\"b");
+  ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_FILE_NAME, "bad.txt", Z_LEX_OPT_END);
+  ZutLexAcceptId(lexer);
+}
+CHILD(missingFile) {
+  ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_FILE_NAME, "none.txt", Z_LEX_OPT_END);
+  printf("%s:%d\n", lexer->file_name, lexer->token);
+}
+
+TEST(LexErrors, areFatalWithoutAnErrorFunction) {
+  TempDir directory;
+  const Environment goOn = {{"VN_FATAL_ERROR_CONTINUE", "1"}};
+  const std::string broken = runChild("defaultError", goOn).out;
+  EXPECT_NE(broken.find("ERROR: Found EOF in string constant b"), std::string::npos);
+  EXPECT_NE(broken.find("Lexer Error at line 2 of file bad.txt"), std::string::npos) << broken;
+  const std::string missing = runChild("missingFile", goOn).out;
+  EXPECT_NE(missing.find("ZutLexCreate: cannot open file <none.txt> for reading."),
+            std::string::npos);
+  EXPECT_TRUE(missing.ends_with("none.txt:-42\n")) << missing;
+}
+
+void Z_CALL noteAndReturn(ZutLexer *, const char *, va_list, void *argument) {
+  ++*static_cast<int *>(argument);
+}
+
+// The lexer is destroyed under the operation that failed: the sanitizers would see a late access.
+TEST(LexErrors, aFunctionThatReturnsLosesTheLexer) {
+  int errors = 0;
+  const auto open = [&errors](const char *text) {
+    return ZutLexCreate(Z_LEX_OPT_STRING, text, Z_LEX_OPT_ERROR_FUNC, noteAndReturn,
+                        Z_LEX_OPT_ERROR_ARG, &errors, Z_LEX_OPT_END);
+  };
+  EXPECT_EQ(open("/* "), nullptr);
+  ZutLexAcceptGuidStr(open("{0"));
+  ZutLexAcceptFileName(open("a/\"b"));
+  ZutLexAcceptSlot(open("a.b (*"));
+  ZutLexAcceptSignedInt(open("- 2.5"));
+  ZutLexAccept(open("a 1"), Z_LEX_END);
+  EXPECT_EQ(errors, 6);
+}
+
+// Ten thousand texts, made of pieces that meet in bad ways and of plain noise.
+TEST(LexErrors, leaveNothingBehind) {
+  constexpr const char *pieces[] = {"a", "setopt ", "\"", "\\", "/*", "*/", "(*", "*)", "//", "\n",
+                                    "?", "??", "1.e", "1e+", "{", "$", "$HOME", ".", ";", "\xff",
+                                    "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", " "};
+  constexpr Body bodies[] = {noteTokens,
+                             [](ZutLexer *lexer) { ZutLexAcceptFileName(lexer); },
+                             [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
+                             [](ZutLexer *lexer) { ZutLexAcceptGuidStr(lexer); },
+                             [](ZutLexer *lexer) { ZutLexAcceptSignedInt(lexer); }};
+  ZutInitThreads();
+  std::mt19937 random(4711);
+  static int failures;
+  for (int round = 0; round < 10000; ++round) {
+    std::string text;
+    for (auto count = random() % 12; count > 0; --count) {
+      text += random() % 4 ? pieces[random() % std::size(pieces)]
+                           : std::string(1, static_cast<char>(random()));
+    }
+    jmp_buf quiet;
+    if (setjmp(quiet) == 0) {
+      ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_STRING, text.c_str(), Z_LEX_OPT_ERROR_FUNC,
+                                     ZutLexQuietLongjmpErrorFunc, Z_LEX_OPT_ERROR_ARG, &quiet,
+                                     round % 2 ? Z_LEX_OPT_SPACES : Z_LEX_OPT_END, Z_LEX_OPT_END);
+      bodies[round % std::size(bodies)](lexer);
+      ZutLexDestroy(lexer);
+    } else {
+      ++failures;
+    }
+  }
+  EXPECT_GT(failures, 1000);
+  EXPECT_LT(failures, 9000);
+  // A process mutex still held would keep another thread out.
+  std::promise<void> done;
+  std::thread other([&done] {
+    ZutProcessMutexLock();
+    ZutProcessMutexUnlock();
+    done.set_value();
+  });
+  const auto state = done.get_future().wait_for(std::chrono::seconds(10));
+  ASSERT_EQ(state, std::future_status::ready);
+  other.join();
+}
+
+} // namespace

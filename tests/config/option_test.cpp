@@ -1,0 +1,354 @@
+// Options: types, setting with checks and callbacks, life time of values, use from several threads.
+#include "support/child.h"
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+namespace {
+
+// A fresh option, destroyed with the object.
+struct Fresh {
+  explicit Fresh(int32_t type, const char *name = "fresh") : option(ZutOptionCreate(name, type)) {}
+  ~Fresh() { ZutOptionDestroy(option); }
+  operator ZutOption *() const { return option; }
+  ZutOption *option;
+};
+
+std::string seen; // what callbacks noted
+
+std::string textOf(ZutOption *option) {
+  const char *text = nullptr;
+  return ZutOptionGetStr(option, &text) ? text : "error " + std::to_string(ZutErrNumGet());
+}
+
+std::string join(const ZutStrList *list) {
+  std::string text;
+  for (; list; list = list->next) text += std::string(list->string) + ".";
+  return text;
+}
+
+void Z_CALL noteText(void *, void *data, ZutWord argument) {
+  const void *value = static_cast<ZutOptionChangeData *>(data)->value;
+  seen += static_cast<char>(argument);
+  seen += value ? std::string(static_cast<const char *>(value)) + ";" : "unknown;";
+}
+
+TEST(Options, namesIgnoreCaseAndOldNamesWork) {
+  Fresh option(Z_OPTION_STR, "Option_TEST");
+  EXPECT_STREQ(ZutOptionGetName(option), "option_test");
+  EXPECT_EQ(ZutOptionLookup("OPTION_test"), option);
+  EXPECT_EQ(ZutOptionCreate("option_Test", Z_OPTION_NUM), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(ZutOptionCreate("Application", Z_OPTION_NUM), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(ZutOptionCreate("other", 7), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+  EXPECT_EQ(ZutOptionLookup("no such option"), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_STREQ(ZutOptionGetName(ZutOptionLookup("APPLICATION")), "project");
+  EXPECT_STREQ(ZutOptionGetName(ZutOptionLookup("DataGroups")), "subjects");
+  EXPECT_STREQ(ZutOptionGetName(ZutOptionLookup("unique_datagroup")), "unique_subject");
+}
+
+// Each typed getter and setter against an option of each type.
+TEST(Options, typesAreChecked) {
+  const ZutStrList list{nullptr, const_cast<char *>("a")};
+  for (int32_t type = Z_OPTION_BOOL; type <= Z_OPTION_STR_LIST; ++type) {
+    Fresh option(type);
+    for (int32_t asked = Z_OPTION_BOOL; asked <= Z_OPTION_STR_LIST; ++asked) {
+      int32_t flag = -1;
+      double number = -1;
+      const char *text = nullptr;
+      const ZutStrList *out = nullptr;
+      const auto get = [&] {
+        switch (asked) {
+        case Z_OPTION_BOOL: return ZutOptionGetBool(option, &flag);
+        case Z_OPTION_ENUM: return ZutOptionGetEnum(option, &text);
+        case Z_OPTION_NUM: return ZutOptionGetNum(option, &number);
+        case Z_OPTION_STR: return ZutOptionGetStr(option, &text);
+        case Z_OPTION_ENUM_LIST: return ZutOptionGetEnumList(option, &out);
+        default: return ZutOptionGetStrList(option, &out);
+        }
+      };
+      const auto set = [&] {
+        switch (asked) {
+        case Z_OPTION_BOOL: return ZutOptionSetBool(option, 1);
+        case Z_OPTION_ENUM: return ZutOptionSetEnum(option, "Word");
+        case Z_OPTION_NUM: return ZutOptionSetNum(option, 2.5);
+        case Z_OPTION_STR: return ZutOptionSetStr(option, "Text");
+        case Z_OPTION_ENUM_LIST: return ZutOptionSetEnumList(option, &list);
+        default: return ZutOptionSetStrList(option, &list);
+        }
+      };
+      if (asked == Z_OPTION_NUM_LIST) continue;
+      EXPECT_EQ(get(), 0);
+      EXPECT_EQ(ZutErrNumGet(), asked == type ? 12 : 14) << type << asked;
+      EXPECT_EQ(set(), asked == type);
+      if (asked != type) {
+        EXPECT_EQ(ZutErrNumGet(), 14);
+        continue;
+      }
+      EXPECT_EQ(get(), 1);
+      EXPECT_TRUE(flag == 1 || number == 2.5 || (text && (text[0] == 'W' || text[0] == 'T')) ||
+                  join(out) == "a.");
+      EXPECT_EQ(ZutOptionSetUnknown(option), 1);
+    }
+  }
+  EXPECT_EQ(ZutOptionSetEnum(ZutOptionLookup("unique_subject"), "plain"), 1);
+  EXPECT_EQ(ZutOptionSetEnumList(ZutOptionLookup("subjects"), &list), 1);
+}
+
+TEST(Options, refuseValuesOutsideTheirRange) {
+  Fresh flag(Z_OPTION_BOOL);
+  EXPECT_EQ(ZutOptionSetBool(flag, 2), 0);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+  EXPECT_EQ(ZutOptionSetReadOnly(flag, 2), 0);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+  Fresh word(Z_OPTION_ENUM, "word");
+  ZutOptionLegValAdd(word, "One");
+  EXPECT_EQ(ZutOptionSetEnum(word, "two"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+  EXPECT_EQ(ZutOptionSetEnum(word, "ONE"), 1);
+  EXPECT_STREQ(static_cast<const char *>(ZutOptionGetValue("word")), "ONE");
+  ZutOptionSetRequired(word, 1);
+  EXPECT_EQ(ZutOptionUnset("word"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 13);
+}
+
+int32_t Z_CALL checkText(ZutOption *option, void *value, ZutWord argument) {
+  char *text = static_cast<char *>(value);
+  seen += textOf(option) + ">" + text + ";";
+  if (*text == '!') return 0;
+  if (*text == '?') return ZutErrNumSet(static_cast<int32_t>(argument)), 0;
+  *text = static_cast<char>(toupper(*text)); // the copy is the option's: it may be put right
+  return 1;
+}
+
+TEST(Options, verifyBeforeTheValueChanges) {
+  Fresh option(Z_OPTION_STR);
+  ZutOptionSetStr(option, "old");
+  ZutOptionSetVerifyFunc(option, checkText, 19);
+  ZutOptionChangeCbCreate(option, noteText, 'c');
+  seen.clear();
+  EXPECT_EQ(ZutOptionSetStr(option, "!a much longer text than the one before"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 17);
+  EXPECT_EQ(ZutOptionSetStr(option, "?"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 19);
+  EXPECT_EQ(textOf(option), "old");
+  EXPECT_EQ(ZutOptionSetStr(option, "new"), 1);
+  EXPECT_EQ(textOf(option), "New");
+  EXPECT_EQ(seen, "old>!a much longer text than the one before;old>?;old>new;cNew;");
+}
+
+TEST(Options, readOnlyRefusesEverySet) {
+  Fresh option(Z_OPTION_STR);
+  ZutOptionSetStr(option, "kept");
+  ZutOptionSetReadOnly(option, 1);
+  ZutOptionChangeCbCreate(option, noteText, 'c');
+  seen.clear();
+  for (const int32_t result :
+       {ZutOptionSetStr(option, "x"), ZutOptionSetUnknown(option), ZutOptionUnset("fresh"),
+        static_cast<int32_t>(ZutOptionSet("fresh", "x") != nullptr)}) {
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ZutErrNumGet(), 28);
+  }
+  EXPECT_EQ(seen, "");
+  EXPECT_EQ(textOf(option), "kept");
+}
+
+TEST(Options, tellOwnCallbacksBeforeGlobalOnes) {
+  Fresh option(Z_OPTION_STR), other(Z_OPTION_STR, "other");
+  ZutCb *global = ZutOptionChangeCbCreate(nullptr, noteText, 'g');
+  ZutCb *own = ZutOptionChangeCbCreate(option, noteText, 'o');
+  EXPECT_EQ(ZutOptionChangeCbLookup(option, noteText, 'o'), own);
+  seen.clear();
+  ZutOptionSetStr(option, "a");
+  ZutOptionSetUnknown(option);
+  ZutOptionSetStr(other, "b");
+  EXPECT_EQ(seen, "oa;ga;ounknown;gunknown;gb;");
+  ZutCbDestroy(global);
+}
+
+// Sets the option anew while the first set still has callbacks to call.
+void Z_CALL setAgain(void *owner, void *data, ZutWord) {
+  auto *option = static_cast<ZutOption *>(owner);
+  const char *value = static_cast<const char *>(static_cast<ZutOptionChangeData *>(data)->value);
+  if (std::string(value).size() > 3) return;
+  ZutOptionSetStr(option, (std::string(value) + "++").c_str());
+  seen += std::string(value) + "-";
+}
+
+void Z_CALL destroyIt(void *owner, void *, ZutWord) {
+  ZutOptionDestroy(static_cast<ZutOption *>(owner));
+}
+
+TEST(Options, valuesOutliveTheCallbacksThatWereToldOfThem) {
+  Fresh option(Z_OPTION_STR);
+  ZutOptionSetStr(option, "before");
+  ZutOptionChangeCbCreate(option, setAgain, 0);
+  ZutOptionChangeCbCreate(option, noteText, 'n');
+  seen.clear();
+  ZutOptionSetStr(option, "x");
+  EXPECT_EQ(seen, "nx++++;x++-nx++;x-nx;");
+  EXPECT_EQ(textOf(option), "x++++");
+  ZutOptionSetStr(option, textOf(option).c_str());
+  const char *own = nullptr;
+  ZutOptionGetStr(option, &own);
+  ZutOptionSetStr(option, own); // its own text
+  EXPECT_EQ(textOf(option), "x++++");
+
+  ZutOption *doomed = ZutOptionCreate("doomed", Z_OPTION_STR);
+  ZutOptionChangeCbCreate(doomed, destroyIt, 0);
+  EXPECT_EQ(ZutOptionSetStr(doomed, "last"), 1);
+  EXPECT_EQ(ZutOptionLookup("doomed"), nullptr);
+}
+
+TEST(Options, listsAreCopied) {
+  char word[] = "one";
+  ZutStrList second{nullptr, const_cast<char *>("two")}, first{&second, word};
+  Fresh option(Z_OPTION_STR_LIST);
+  EXPECT_EQ(ZutOptionSetStrList(option, &first), 1);
+  word[0] = 'X';
+  first.next = nullptr;
+  const ZutStrList *list = nullptr;
+  ZutOptionGetStrList(option, &list);
+  EXPECT_EQ(join(list), "one.two.");
+  EXPECT_EQ(ZutOptionSetStrList(option, list->next), 1); // a part of itself
+  ZutOptionGetStrList(option, &list);
+  EXPECT_EQ(join(list), "two.");
+}
+
+TEST(Options, byName) {
+  Fresh number(Z_OPTION_NUM), list(Z_OPTION_NUM_LIST, "list");
+  const double value = 4.5;
+  EXPECT_EQ(*static_cast<double *>(ZutOptionSet("FRESH", &value)), 4.5);
+  EXPECT_EQ(ZutOptionSetNumValue("fresh", 6.0), 1);
+  EXPECT_EQ(ZutOptionGetNumValue("fresh"), 6.0);
+  EXPECT_EQ(ZutOptionGetNumValue("prompt"), 0.0);
+  EXPECT_EQ(ZutOptionGetNumValue("no such option"), 0.0);
+  EXPECT_EQ(ZutOptionSet("list", &value), nullptr);
+  EXPECT_EQ(ZutOptionSetNumValue("list", 1.0), 0);
+  EXPECT_EQ(ZutOptionGetValue("list"), nullptr);
+  EXPECT_STREQ(ZutOptionTypeToStr(5), "numeric list");
+  EXPECT_STREQ(ZutOptionTypeToStr(7), "bad type");
+}
+
+TEST(Options, copyCallbacksFollowTheValue) {
+  Fresh flag(Z_OPTION_BOOL), number(Z_OPTION_NUM, "number");
+  int32_t flagCopy = 5, numberCopy = 5;
+  ZutOptionChangeCbCreate(flag, ZutCbOptionCopyBool, reinterpret_cast<ZutWord>(&flagCopy));
+  ZutOptionChangeCbCreate(number, ZutCbOptionCopyInt4, reinterpret_cast<ZutWord>(&numberCopy));
+  ZutOptionSetBool(flag, 1);
+  EXPECT_EQ(flagCopy, 1);
+  const struct {
+    double value;
+    int32_t copy;
+  } cases[] = {{-7.9, -7}, {1e30, INT32_MAX}, {-1e30, INT32_MIN}, {NAN, 0}};
+  for (const auto &row : cases) {
+    ZutOptionSetNum(number, row.value);
+    EXPECT_EQ(numberCopy, row.copy);
+  }
+  ZutOptionSetUnknown(flag);
+  EXPECT_EQ(flagCopy, 0);
+}
+
+TEST(OptionChecks, numbers) {
+  Fresh option(Z_OPTION_NUM);
+  const struct {
+    double value;
+    bool nonNeg, int2;
+  } cases[] = {{0.0, true, true},        {-0.5, false, false},  {-1.0, false, true},
+               {32767.0, true, true},    {32768.0, true, false}, {-32768.0, false, true},
+               {-32769.0, false, false}, {0.25, true, false},    {NAN, false, false},
+               {1e300, true, false}};
+  for (const auto &row : cases) {
+    ZutOptionSetVerifyFunc(option, ZutOptionVerifyNonNeg, 0);
+    EXPECT_EQ(ZutOptionSetNum(option, row.value), row.nonNeg) << row.value;
+    if (!row.nonNeg) {
+      EXPECT_EQ(ZutErrNumGet(), 4);
+    }
+    ZutOptionSetVerifyFunc(option, ZutOptionVerifyInt2, 0);
+    EXPECT_EQ(ZutOptionSetNum(option, row.value), row.int2) << row.value;
+    if (!row.int2) {
+      EXPECT_EQ(ZutErrNumGet(), 7);
+    }
+  }
+  EXPECT_EQ(ZutOptionSetUnknown(option), 1);
+}
+
+TEST(OptionChecks, logFiles) {
+  TempDir directory;
+  writeFile("b.log", "first;");
+  Fresh option(Z_OPTION_STR);
+  ZutOptionSetVerifyFunc(option, ZutOptionVerifyLogFile, 0);
+  EXPECT_EQ(ZutOptionSetStr(option, "a.log"), 1);
+  EXPECT_NE(ZutLookupFile("a.log"), nullptr);
+  EXPECT_EQ(ZutOptionSetStr(option, "none/c.log"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 17);
+  EXPECT_NE(ZutLookupFile("a.log"), nullptr);
+  EXPECT_EQ(ZutOptionSetStr(option, "@b.log"), 1);
+  EXPECT_EQ(ZutLookupFile("a.log"), nullptr);
+  fputs("second", ZutLookupFile("b.log"));
+  EXPECT_EQ(ZutOptionSetUnknown(option), 1);
+  EXPECT_EQ(ZutLookupFile("b.log"), nullptr);
+  EXPECT_EQ(readFile("b.log"), "first;second");
+}
+
+TEST(OptionTable, sortsAndTraverses) {
+  int32_t count = 0, found = 0;
+  ZutOption **sorted = ZutOptionSort(&count);
+  ASSERT_GT(count, 100);
+  for (int32_t i = 1; i < count; ++i) {
+    EXPECT_LT(ZutStrCmpi(ZutOptionGetName(sorted[i - 1]), ZutOptionGetName(sorted[i])), 0);
+  }
+  ZutFree(sorted);
+  const auto visit = [](const char *name, ZutOption *option, ZutWord argument) -> int32_t {
+    EXPECT_STREQ(name, ZutOptionGetName(option));
+    return ++*reinterpret_cast<int32_t *>(argument) == 50 ? 7 : 0;
+  };
+  EXPECT_EQ(ZutOptionTraverse(visit, reinterpret_cast<ZutWord>(&found)), 7);
+  EXPECT_EQ(found, 50);
+  EXPECT_EQ(ZutOptionTraverse(visit, reinterpret_cast<ZutWord>(&found)), 0);
+  EXPECT_EQ(ZutErrNumGet(), 18);
+  EXPECT_EQ(found, 50 + count);
+}
+
+// The first use from many threads at once: each sees the whole standard set.
+CHILD(firstUse) {
+  ZutInitThreads();
+  std::atomic<int> good{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&good] {
+      good += ZutOptionGetNumValue("socket_connect_timeout") == 5.0 &&
+              ZutOptionLookup("srv_subj_names_min_msgs");
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  exit(good);
+}
+
+TEST(OptionTable, isWholeForEveryThread) { EXPECT_EQ(runChild("firstUse").code, 8); }
+
+TEST(OptionTable, changesInSeveralThreads) {
+  ZutInitThreads();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([i] {
+      const std::string name = "thread_" + std::to_string(i);
+      for (int round = 0; round < 200; ++round) {
+        ZutOption *option = ZutOptionCreate(name.c_str(), Z_OPTION_STR);
+        EXPECT_EQ(ZutOptionLookup(name.c_str()), option);
+        ZutOptionSetStr(option, name.c_str());
+        EXPECT_EQ(ZutOptionValToStr(option), "\"" + name + "\"");
+        EXPECT_STREQ(ZutRealToStr(i + 0.5), (std::to_string(i) + ".5").c_str());
+        if (round % 50 == 0) ZutOptionSetStr(ZutOptionLookup("real_number_format"), "%g");
+        EXPECT_EQ(ZutOptionDestroy(option), 1);
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+}
+
+} // namespace

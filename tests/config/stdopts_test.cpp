@@ -1,0 +1,168 @@
+// The standard options: defaults, environment, checks, callbacks.
+#include "support/child.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string valueOf(const char *name) {
+  ZutOption *option = ZutOptionLookup(name);
+  return option ? ZutOptionValToStr(option) : "(none)";
+}
+
+struct Values {
+  const char *name;
+  const char *expected;
+};
+
+// Runs in a process whose environment is set.
+void printValues() {
+  ZutInit("stdopts");
+  for (const char *name :
+       {"default_protocols", "_conn_init_timeout", "_socket_linger", "_socket_linger_time",
+        "_socket_tcp_keepalive", "_socket_tcp_nodelay", "group_names", "monitor_ident", "verbose"})
+    std::printf("%s %s\n", name, valueOf(name).c_str());
+  std::printf("%s\n", valueOf("unique_subject").c_str());
+}
+
+CHILD(values) { printValues(); }
+
+TEST(StandardOptions, StartWithTheirDefaults) {
+  const Values rows[] = {{"socket_connect_timeout", "5"},
+                         {"time_format", "UNKNOWN"},
+                         {"trace_level", "UNKNOWN"},
+                         {"trace_file", "\"stdout\""},
+                         {"enable_control_msgs", "echo, quit"},
+                         {"cache_group_names", "\"/cache_group\""},
+                         {"cache_lb_mode", "Z_IPC_LB_ROUND_ROBIN"},
+                         {"compression_args", "\"\""},
+                         {"compression_name", "\"zlib\""},
+                         {"_conn_write_scaling", "0.5"},
+                         {"_max_session_loop_timeout", "-1"},
+                         {"monitor_scope", "\"/*\""},
+                         {"real_number_format", "\"%g\""},
+                         {"srv_client_names_min_msgs", "FALSE"},
+                         {"subjects", "UNKNOWN"}};
+  for (const Values &row : rows) EXPECT_EQ(valueOf(row.name), row.expected) << row.name;
+  int32_t flag = 0;
+  ZutOptionGetProtected(ZutOptionLookup("proxy_password"), &flag);
+  EXPECT_EQ(flag, 1);
+  ZutOptionGetRequired(ZutOptionLookup("time_format"), &flag);
+  EXPECT_EQ(flag, 1);
+  ZutOptionGetRequired(ZutOptionLookup("prompt"), &flag);
+  EXPECT_EQ(flag, 0);
+}
+
+// Required options have a value, time_format and trace_level excepted, and all values are ones
+// that their own checks admit.
+TEST(StandardOptions, DefaultsPassTheirOwnChecks) {
+  int32_t count = 0;
+  ZutOption **options = ZutOptionSort(&count);
+  for (int32_t i = 0; i < count; ++i) {
+    const std::string name = ZutOptionGetName(options[i]);
+    int32_t known = 0, required = 0;
+    ZutOptionGetKnown(options[i], &known);
+    ZutOptionGetRequired(options[i], &required);
+    const bool mayLack = name == "time_format" || name.find("trace_level") != std::string::npos;
+    EXPECT_TRUE(known || !required || mayLack) << name;
+    if (!known) continue;
+    const std::string set = "setopt " + name + " " + ZutOptionValToStr(options[i]);
+    ZutCommandParseStr(set.c_str());
+    EXPECT_EQ(ZutCommandGetFailures(), 0) << set;
+    ZutCommandSetFailures(0);
+  }
+  ZutFree(options);
+}
+
+TEST(StandardOptions, ChecksRefuseWithAMessage) {
+  ZutOutInit();
+  Capture capture;
+  struct Check {
+    const char *name, *good, *bad, *message;
+  };
+  const Check rows[] = {
+      {"default_class_name", "pump_7", "7 pumps", "must be an identifier: <7 pumps>"},
+      {"default_attr_name", "a", "", "must be an identifier: <>"},
+      {"default_subject_prefix", "/plant", "plant", "must begin with a slash: <plant>"},
+      {"default_subject_prefix", "/plant", "/pl*nt", "must not contain * or ...: </pl*nt>"},
+      {"monitor_scope", "/a/...", "a/*", "must begin with a slash"},
+      {"monitor_scope", "/*", "/a..b", "must contain * or ...: </a..b>"},
+      {"unique_subject", "_me..", "_m...e", "must not contain"},
+      {"real_number_format", "%8.3f", "%d", "Wrong conversion character <d>"}};
+  for (const Check &row : rows) {
+    ZutOption *option = ZutOptionLookup(row.name);
+    EXPECT_EQ(ZutOptionSetStr(option, row.good), 1) << row.name;
+    const std::string kept = valueOf(row.name);
+    EXPECT_EQ(ZutOptionSetStr(option, row.bad), 0) << row.name;
+    EXPECT_EQ(ZutErrNumGet(), 7);
+    EXPECT_NE(capture.take().find(row.message), std::string::npos) << row.message;
+    EXPECT_EQ(valueOf(row.name), kept);
+  }
+  EXPECT_EQ(ZutOptionSetUnknown(ZutOptionLookup("default_subject_prefix")), 1);
+  EXPECT_EQ(ZutOptionSetNum(ZutOptionLookup("default_msg_priority"), 32768.0), 0);
+  EXPECT_EQ(ZutOptionSetNum(ZutOptionLookup("frame_interval"), -0.5), 0);
+  ZutOptionSetStr(ZutOptionLookup("real_number_format"), "%g");
+}
+
+TEST(StandardOptions, TimeFormatIsTheCurrentConverter) {
+  ZutOutInit();
+  Capture capture;
+  ZutOption *option = ZutOptionLookup("time_format");
+  EXPECT_EQ(ZutOptionSetEnum(option, "numeric"), 1);
+  EXPECT_STREQ(ZutTimeNumToStr(12.0), "12");
+  EXPECT_EQ(ZutOptionSetEnum(option, "sundial"), 0);
+  EXPECT_NE(capture.take().find("There is no time format named <sundial>"), std::string::npos);
+  EXPECT_STREQ(ZutTimeNumToStr(12.0), "12");
+  EXPECT_EQ(ZutOptionSetEnum(option, "hms"), 1);
+}
+
+TEST(StandardOptions, ChangesReachWhoDependsOnThem) {
+  ZutOption *verbose = ZutOptionLookup("verbose");
+  ZutOptionSetBool(verbose, 1);
+  EXPECT_EQ(valueOf("trace_level"), "info");
+  ZutCommandParseStr("setopt trace_level debug");
+  ZutOptionSetBool(verbose, 1);
+  EXPECT_EQ(valueOf("trace_level"), "debug") << "never lowered";
+  ZutOptionSetBool(verbose, 0);
+  ZutCommandParseStr("setopt trace_level info");
+
+  ZutOption *file = ZutOptionLookup("auth_data_file");
+  ZutOptionSetStr(file, "a.dat");
+  EXPECT_EQ(valueOf("_auth_data_file"), "\"a.dat\"");
+  ZutOptionSetUnknown(file);
+  EXPECT_EQ(valueOf("_auth_data_file"), "UNKNOWN");
+}
+
+TEST(StandardOptions, TheEnvironmentOverridesDefaults) {
+  TempDir dir;
+  fs::create_directories("data/standard");
+  writeFile("data/standard/httpopts.cm",
+            "setopt group_names \"a\", \"b\"\ncreateopt verbose string x");
+  writeFile("data/standard/eoptions.cm", "setopt group_names \"c\"");
+  const Environment plain = {{"VNHOME", (dir.path() / "none").string()},
+                             {"VNDEBUGFILENAME", "stderr"},
+                             {"VN_FORCE_NODE_NAME", "host.domain.org"}};
+  Result result = runChild("values", plain);
+  EXPECT_EQ(result.out.substr(0, result.out.rfind('_')),
+            "default_protocols tcp\n_conn_init_timeout 30\n_socket_linger TRUE\n"
+            "_socket_linger_time 10\n_socket_tcp_keepalive UNKNOWN\n_socket_tcp_nodelay TRUE\n"
+            "group_names \"vantrel\"\nmonitor_ident \"stdopts\"\nverbose FALSE\n"
+            "\"_host.domain.org");
+  Environment set = plain;
+  set[0].second = (dir.path() / "data").string();
+  for (const auto &[name, value] : Environment{{"VN_DEFAULT_PROTOCOLS", "local, tcp"},
+                                               {"VN_CONN_INIT_TIMEOUT", "2.5"},
+                                               {"VN_SOCKET_LINGER", "Unknown"},
+                                               {"VN_SOCKET_LINGER_TIME", "7"},
+                                               {"VN_SOCKET_TCP_KEEPALIVE", "1"},
+                                               {"VN_SOCKET_TCP_NODELAY", "0"},
+                                               {"VN_FORCE_SHORT_NODE_NAME", "1"}})
+    set.emplace_back(name, value);
+  result = runChild("values", set);
+  EXPECT_EQ(result.out.substr(0, result.out.rfind('_')),
+            "default_protocols local, tcp\n_conn_init_timeout 2.5\n_socket_linger UNKNOWN\n"
+            "_socket_linger_time 7\n_socket_tcp_keepalive TRUE\n_socket_tcp_nodelay FALSE\n"
+            "group_names \"c\"\nmonitor_ident \"stdopts\"\nverbose \"x\"\n\"_host");
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+#include "support/child.h"
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+ZutWord word(const void *pointer) { return reinterpret_cast<ZutWord>(pointer); }
+
+} // namespace
+
+CHILD(fresh) {
+  const bool none = !ZutLobeLookup(1) && !ZutLobeTable();
+  ZutOut("%d %d\n", none, static_cast<int>(ZutErrNumGet()));
+}
+
+TEST(Lobe, NothingBeforeTheFirst) { EXPECT_EQ(runChild("fresh").out, "1 0\n"); }
+
+TEST(Lobe, DeclaringAgainGivesTheSameLobe) {
+  ZutLobe *lobe = ZutLobeDeclare(1001, 4);
+  EXPECT_EQ(ZutLobeLookup(1001), lobe);
+  EXPECT_EQ(ZutHashLookup(ZutLobeTable(), 1001), word(lobe));
+  Capture capture;
+  EXPECT_EQ(ZutLobeDeclare(1001, 4), lobe);
+  EXPECT_EQ(capture.text(), "");
+  EXPECT_EQ(ZutLobeDeclare(1001, 8), lobe);
+  EXPECT_NE(capture.text().find("5410"), std::string::npos);
+  EXPECT_EQ(ZutLobeGetSize(lobe), 4);
+  EXPECT_EQ(ZutLobeDeclare(1002, -2), nullptr);
+  EXPECT_EQ(ZutLobeLookup(1002), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+}
+
+TEST(Lobe, ValuesArePrivateCopiesOfTheirSize) {
+  int a = 0, b = 0;
+  for (int32_t size : {1, 4, 7, 24}) {
+    ZutLobe *lobe = ZutLobeDeclare(1100 + size, size);
+    char value[25] = "abcdefghijklmnopqrstuvwx";
+    char out[26];
+    std::memset(out, '?', sizeof out);
+    EXPECT_EQ(ZutLobeSet(&a, lobe, value), 1);
+    void *block = ZutLobeFindValue(&a, lobe);
+    value[0] = 'z';
+    EXPECT_EQ(ZutLobeSet(&a, lobe, value), 1);
+    EXPECT_EQ(ZutLobeFindValue(&a, lobe), block); // same place
+    EXPECT_EQ(ZutLobeGet(&a, lobe, out), 1);
+    EXPECT_EQ(std::memcmp(out, value, size), 0);
+    EXPECT_EQ(out[size], '?');
+    EXPECT_EQ(ZutLobeGet(&b, lobe, out), 0);
+    EXPECT_EQ(ZutLobeCheckSet(&a, lobe, "other"), 0);
+    EXPECT_EQ(ZutLobeDelete(&a, lobe), 0);
+    EXPECT_EQ(ZutLobeDelete(&a, lobe), 0);
+    EXPECT_EQ(ZutLobeFindValue(&a, lobe), nullptr);
+  }
+}
+
+TEST(Lobe, TextsClearAndTraverse) {
+  ZutLobe *texts = ZutLobeStringDeclare(1201);
+  ZutLobe *numbers = ZutLobeDeclare(1202, sizeof(int));
+  int a = 1, b = 2;
+  char out[32];
+  EXPECT_EQ(ZutLobeCheckSet(&a, texts, "short"), 1);
+  EXPECT_EQ(ZutLobeSet(&a, texts, "quite a bit longer"), 1);
+  EXPECT_EQ(ZutLobeSet(&a, texts, static_cast<char *>(ZutLobeFindValue(&a, texts)) + 6), 1);
+  EXPECT_EQ(ZutLobeGet(&a, texts, out), 1);
+  EXPECT_STREQ(out, "a bit longer");
+  ZutLobeSet(&b, texts, "b");
+  ZutLobeSet(&a, numbers, &a);
+  ZutLobeClear(&a);
+  EXPECT_EQ(ZutLobeGet(&a, texts, out), 0);
+  EXPECT_EQ(ZutLobeGet(&a, numbers, out), 0);
+  const auto visit = [](ZutWord object, void *value, ZutWord argument) {
+    EXPECT_STREQ(static_cast<char *>(value), "b");
+    return static_cast<int32_t>(object == argument);
+  };
+  EXPECT_EQ(ZutLobeTraverse(texts, visit, word(&b)), 1);
+  EXPECT_EQ(ZutLobeTraverse(texts, visit, 0), 0);
+  EXPECT_EQ(ZutErrNumGet(), 18);
+  ZutLobeClear(nullptr);
+  EXPECT_EQ(ZutLobeGet(&b, texts, out), 1);
+  ZutLobeClear(&b);
+}
+
+TEST(Lobe, TwoThreadsShareLobes) {
+  ZutInitThreads();
+  const auto work = [](int base) {
+    for (int i = 0; i < 2000; ++i) {
+      ZutLobe *lobe = ZutLobeDeclare(1300 + i % 10, sizeof(int));
+      const void *object = reinterpret_cast<void *>(static_cast<intptr_t>(16 * (base + i % 50)));
+      int value = 0;
+      ZutLobeSet(object, lobe, &i);
+      EXPECT_EQ(ZutLobeGet(object, lobe, &value), 1);
+      EXPECT_EQ(value, i);
+      if (i % 3 == 0) ZutLobeDelete(object, lobe);
+      if (i % 50 == 0) ZutLobeClear(object);
+    }
+  };
+  std::thread other(work, 1000);
+  work(1);
+  other.join();
+}

@@ -1,0 +1,250 @@
+#include "support/child.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <regex>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+int32_t Z_CALL printTwice(const char *format, va_list args) {
+  ZutOut("again ");
+  return std::vprintf(format, args);
+}
+
+bool matches(const std::string &text, const char *pattern) {
+  return std::regex_match(text, std::regex(pattern));
+}
+
+} // namespace
+
+// --- Routing ---
+
+TEST(Output, KeepsTheErrorState) {
+  const Capture output;
+  ZutErrNumSet(8);
+  errno = ENOENT;
+  EXPECT_EQ(ZutOut("%s %d\n", "one", 1), 1);
+  ZutWarning("two\n");
+  ZutOutStr(9, "three\n");
+  EXPECT_EQ(ZutOutCat(2, 99999), 0);
+  ZutOutCat(9, 5065, "four");
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(output.text(), "one 1\nWARNING: two\nthree\n"
+                           "ORL-WL-00000-W String lookup failed for message id 99999\n"
+                           "ORL-WL-05065-I Unknown command <four>.\n");
+}
+
+TEST(Output, FunctionThatPrintsComesToAnEnd) {
+  testing::internal::CaptureStdout();
+  ZutSetOutputFunc(printTwice);
+  ZutOut("end\n");
+  ZutSetOutputFunc(nullptr);
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "again again again again again again again again end\n");
+  EXPECT_NE(ZutGetOutputFunc(), nullptr);
+  ZutSetOutputFunc(nullptr);
+}
+
+CHILD(levels) {
+  ZutOutStr(3, "shown\n");
+  ZutOutStr(4, "not shown\n");
+  ZutOutStr(-1, "always\n");
+  ZutOutStrDefault("default\n");
+  ZutOutCat(Z_TRACE_LEVEL_DEFAULT, 5065, "info");
+  ZutOutCat(4, 5065, "too high");
+  for (const char *line :
+       {"setopt trace_level warning", "nosuch", "setopt trace_level info", "nosuch"}) {
+    ZutCommandParseStr(line);
+  }
+  ZutCommandParseStr("setopt trace_flags level");
+  ZutOutCat(2, 5065, "tagged");
+  ZutOut("plain\n");
+}
+
+TEST(Output, Levels) {
+  const Result result = runChild("levels", {{"VNTIMESTAMPOUTPUTSUPPRESS", "1"}});
+  EXPECT_EQ(result.out, "shown\nalways\ndefault\nORL-WL-05065-I Unknown command <info>.\n"
+                        "ORL-WL-05065-I Unknown command <nosuch>.\n"
+                        "WARNING: ORL-WL-05065-I Unknown command <tagged>.\nplain\n");
+  const Result bare = runChild("levels", {{"VNTRACEPREFIXSUPPRESS", "1"}, {"VNHOME", "-"}});
+  EXPECT_TRUE(matches(bare.out, "(\\d\\d:\\d\\d:\\d\\d: \\w+\n){3}"
+                                "(\\d\\d:\\d\\d:\\d\\d: Unknown command <\\w+>.\n){2}"
+                                "WARNING: Unknown command <tagged>.\nplain\n"))
+      << bare.out;
+}
+
+CHILD(stamped) {
+  ZutOut("out\n");
+  ZutOutStrDefault("by level\n");
+  const Capture output;
+  ZutOut("captured\n");
+  const auto print = [](const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    ZutVOut(format, args);
+    va_end(args);
+  };
+  print("bare %s\n", "text");
+  if (!matches(output.text(), "\\w{3} \\w{3} [ \\d]\\d [\\d:]{8} \\d{4}: captured\nbare text\n")) {
+    ZutFatalError("%s", output.text().c_str());
+  }
+}
+
+TEST(Output, TimeStamps) {
+  const Result result = runChild("stamped", {{"VNTIMESTAMPOUTPUT", "1"}});
+  // The last is the time for the captured bare text, which goes to the default trace object.
+  EXPECT_TRUE(matches(result.out, "[\\d:]{8}: out\n[\\d:]{8}: by level\n"
+                                  "[\\d:]{8}: \\w{3} \\w{3} [ \\d]\\d [\\d:]{8} \\d{4}: "))
+      << result.out << result.err;
+}
+
+CHILD(together) {
+  ZutInitThreads();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int k = 0; k < 20; ++k) ZutOutCat(1, 5065, "x"), ZutOut("y\n");
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+}
+
+TEST(Output, ThreadsThatBeginTogether) {
+  const Result result = runChild("together", {{"VNTIMESTAMPOUTPUTSUPPRESS", "1"}});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 160);
+  EXPECT_TRUE(matches(result.out, "((ORL-WL-05065-I Unknown command <x>.|y)\n)*"));
+}
+
+CHILD(verbose) {
+  ZutVerbose("silent\n");
+  ZutCommandParseStr("setopt verbose true");
+  ZutDebugOpen("verbose");
+  ZutVerbose("said %d\n", 2);
+}
+
+TEST(Output, Verbose) {
+  const TempDir directory;
+  const Result result = runChild("verbose");
+  EXPECT_EQ(result.out, "said 2\n");
+  EXPECT_EQ(readFile("verbose.dbg"), "said 2\n");
+}
+
+// --- Debug stream ---
+
+CHILD(debug) {
+  EXPECT_EQ(ZutDebugFileName(), nullptr);
+  EXPECT_EQ(ZutDebugRename("early"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  ZutDebugOpen("prog");
+  ZutDebugOpen("second");
+  EXPECT_STREQ(ZutDebugFileName(), "prog.dbg");
+  ZutDebug("line %d\n", 1);
+  EXPECT_EQ(ZutDebugRename("prog.dbg"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(ZutDebugRename("new.dbg"), 1);
+  ZutDebug("line 2\n");
+  ZutDebugClose();
+  ZutDebugReopen();
+  ZutDebug("line 3\n");
+  EXPECT_EQ(readFile("new.dbg"), "line 1\nline 2\nline 3\n");
+  EXPECT_FALSE(fs::exists("prog.dbg"));
+  EXPECT_EQ(ZutDebugRename("no/such/directory"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 1);
+  EXPECT_STREQ(ZutDebugFileName(), "new.dbg");
+  EXPECT_EQ(ZutDebugRename("stderr"), 1);
+  EXPECT_EQ(ZutDebugFilePtr(), stderr);
+  EXPECT_EQ(ZutDebugRename("stderr"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(ZutDebugRename("file"), 1);
+  ZutOutDebug("both\n");
+  EXPECT_EQ(readFile("file"), "both\n");
+  std::exit(testing::Test::HasFailure());
+}
+
+TEST(Debug, FileAndNames) {
+  const TempDir directory;
+  const Result result = runChild("debug");
+  EXPECT_EQ(result.code, 0) << result.out;
+  EXPECT_EQ(result.out, "both\n");
+}
+
+CHILD(debugName) {
+  ZutDebugOpen("Long.DBG");
+  std::printf("%s", ZutDebugFileName());
+}
+
+TEST(Debug, ChosenName) {
+  const TempDir directory;
+  EXPECT_EQ(runChild("debugName").out, "Long.DBG");
+  EXPECT_EQ(runChild("debugName", {{"VNDEBUGFILENAME", "trace.log"}}).out, "trace.log");
+  EXPECT_EQ(runChild("debugName", {{"VNDEBUGFILENAME", "STDERR"}}).out, "stderr");
+  const std::string endless(3000, 'x');
+  const Result refused = runChild("debugName", {{"VNDEBUGFILENAME", endless}});
+  EXPECT_NE(refused.out.find("Cannot open the debug file <" + endless), std::string::npos);
+  EXPECT_EQ(refused.out.substr(refused.out.rfind('\n') + 1), "stderr");
+}
+
+CHILD(warning) { ZutWarning("%s\n", "careful"); }
+
+TEST(Debug, WarningMayAbort) {
+  EXPECT_EQ(runChild("warning").out, "WARNING: careful\n");
+  EXPECT_TRUE(runChild("warning", {{"VN_WARNING_ABORT", "1"}}).aborted());
+}
+
+// --- Dump file ---
+
+TEST(Dump, OpenCloseRemove) {
+  const TempDir directory;
+  const char *name = nullptr;
+  EXPECT_EQ(ZutDumpGetName(&name), 0);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_EQ(ZutDumpClose(), 0);
+  EXPECT_EQ(ZutDumpView(), 0);
+  ASSERT_NE(ZutDumpOpen(), nullptr);
+  EXPECT_EQ(ZutDumpOpen(), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 6);
+  EXPECT_EQ(ZutDumpOut("%s\n", "one"), 1);
+  EXPECT_EQ(ZutDumpRemove(), 0);
+  EXPECT_EQ(ZutDumpClose(), 1);
+  ASSERT_EQ(ZutDumpGetName(&name), 1);
+  ASSERT_NE(ZutDumpOpenAppend(), nullptr);
+  ZutDumpOut("two\n");
+  ZutDumpClose();
+  EXPECT_EQ(readFile(name), "one\ntwo\n");
+#ifndef _WIN32
+  writeFile("victim", "precious");
+  fs::remove(name);
+  fs::create_symlink("victim", name);
+  ZutDumpOut("three\n");
+  ZutDumpClose();
+  EXPECT_EQ(readFile("victim"), "precious");
+  EXPECT_EQ(readFile(name), "three\n");
+#endif
+  EXPECT_EQ(ZutDumpRemove(), 1);
+  EXPECT_EQ(ZutDumpRemove(), 0);
+  EXPECT_EQ(ZutErrNumGet(), 1);
+  fs::create_directory(name);
+  const Capture output;
+  EXPECT_EQ(ZutDumpOut("four\n"), 1);
+  EXPECT_EQ(output.text(), "ORL-WL-05088-W The dump file cannot be opened; its text goes to the "
+                           "output.\nfour\n");
+}
+
+TEST(ProcInfo, CpuUsage) {
+  double value = -1.0;
+  EXPECT_EQ(ZutProcInfo(1, &value), 0);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+  EXPECT_EQ(ZutProcInfo(0, &value), 1);
+  EXPECT_EQ(value, 0.0);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+  while (std::chrono::steady_clock::now() < end) {}
+  EXPECT_EQ(ZutProcInfo(0, &value), 1);
+  EXPECT_GT(value, 0.0);
+  EXPECT_LE(value, 100.0);
+}

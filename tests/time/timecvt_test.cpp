@@ -1,0 +1,251 @@
+#include "support/child.h"
+
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <random>
+#include <thread>
+
+namespace {
+
+constexpr double march15 = 321978235.25;  // 1980-03-15 14:23:55.25
+constexpr double december5 = 344822400.0; // 1980-12-05 00:00:00
+
+std::string toText(const char *converter, double time) {
+  const char *text = "";
+  const int32_t result = ZutTimeCvtNumToStr(ZutTimeCvtLookup(converter), time, &text);
+  return (result ? "" : "failed: ") + std::string(text);
+}
+
+// -1 when the text is refused.
+double toTime(const char *converter, const std::string &text) {
+  double time = 0;
+  return ZutTimeCvtStrToNum(ZutTimeCvtLookup(converter), text.c_str(), &time) ? time : -1;
+}
+
+// What is printed while a text is refused.
+std::string complaint(const char *converter, const std::string &text) {
+  const Capture capture;
+  EXPECT_EQ(toTime(converter, text), -1) << text;
+  return capture.text();
+}
+
+// The rest of the test runs in a child in that zone.
+void inZone(const char *zone, const char *child, const Environment &more = {}) {
+  Environment environment = {{"TZ", zone}};
+  environment.insert(environment.end(), more.begin(), more.end());
+  const Result result = runChild(child, environment);
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out + result.err, ""); // where failed expectations of the child are reported
+}
+
+} // namespace
+
+TEST(TimeText, EveryBuiltInForm) { inZone("UTC0", "forms", {{"VNFULLFORMAT", "-"}}); }
+CHILD(forms) {
+  EXPECT_EQ(toText("full", march15), "Sat Mar 15 14:23:55.250 1980");
+  EXPECT_EQ(toText("hms", march15), "14:23:55");
+  EXPECT_EQ(toText("http", march15), "Sat, 15 Mar 1980 14:23:55 GMT");
+  EXPECT_EQ(toText("smtp", march15), "Saturday, 15-Mar-80 14:23:55 GMT");
+  EXPECT_EQ(toText("asctime", march15), "Sat Mar  15 14:23:55 1980");
+  EXPECT_EQ(toText("asctime", december5), "Fri Dec 05 00:00:00 1980");
+  EXPECT_EQ(toText("asctime", 2 * 86400), "Sat Jan  3 00:00:00 1970");
+  EXPECT_EQ(toText("full", december5), "Fri Dec 05 00:00:00.000 1980");
+  EXPECT_EQ(toText("http", 253402300799.0), "Fri, 31 Dec 9999 23:59:59 GMT");
+  for (const double none : {-1.0, 253402300800.0, 1e300, std::nan("")}) {
+    for (const char *name : {"full", "hms", "http", "smtp", "asctime"}) {
+      EXPECT_EQ(toText(name, none), "failed: error") << name << none;
+    }
+    EXPECT_STREQ(ZutTimeNumToStr(none), "<UNKNOWN>");
+  }
+}
+
+TEST(TimeText, DatesAgreeWithTheRuntime) {
+  std::mt19937 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    const std::time_t time = random() & 0x7fffffff;
+    char expected[40];
+    std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", std::gmtime(&time));
+    ASSERT_EQ(toText("http", static_cast<double>(time)), expected);
+    std::strftime(expected, sizeof expected, "%H:%M:%S", std::localtime(&time));
+    ASSERT_EQ(toText("hms", static_cast<double>(time)), expected) << time;
+  }
+}
+
+TEST(TimeText, FormatOfTheFractionIsCutAndChecked) {
+  const std::pair<const char *, const char *> rows[] = {
+      {"%.1f", "Sat Mar 15 14:23:55.2 1980"},
+      {"%.60f", "Sat Mar 15 14:23:55.25000000000000 1980"},
+      {"%n%s%s%s", ""},
+      {"x", "Sat Mar 15 14:23:55 1980"},
+  };
+  for (const auto &[format, expected] : rows) {
+    const Result result = runChild("fraction", {{"TZ", "UTC0"}, {"VNFULLFORMAT", format}});
+    EXPECT_EQ(result.code, 0) << format;
+    EXPECT_LT(result.out.size(), 40u);
+    if (*expected) {
+      EXPECT_EQ(result.out, expected);
+    }
+  }
+}
+CHILD(fraction) { std::printf("%s", toText("full", march15).c_str()); }
+
+TEST(TimeParse, ReadsWhatItPrints) { inZone("UTC0", "roundTrip", {{"VNFULLFORMAT", "-"}}); }
+CHILD(roundTrip) {
+  std::mt19937 random(3);
+  for (int i = 0; i < 2000; ++i) {
+    const double time = random() % 1609459200u; // up to 2020
+    for (const char *name : {"full", "http", "asctime"}) {
+      ASSERT_EQ(toTime(name, toText(name, time)), time) << name;
+    }
+    const double lastCentury = time / 2; // of two digits of the year
+    ASSERT_EQ(toTime("smtp", toText("smtp", lastCentury)), std::floor(lastCentury));
+    ZutSetCurrentTime(time + 0.5);
+    ASSERT_EQ(toTime("hms", toText("hms", time)), time);
+  }
+  EXPECT_EQ(toTime("full", "x March 15 14:23:55.25 1980"), march15);
+  EXPECT_EQ(toTime("http", "Sat,15 Mar 80 14:23:55.9 any"), std::floor(march15));
+  EXPECT_EQ(toTime("http", " w (*c*) , 15/*c*/mAR 1980 14 : 23:5.5e1 GMT // c"),
+            std::floor(march15));
+  EXPECT_EQ(toTime("smtp", "w, 31-Feb-2019 0:0:0 z"), toTime("smtp", "w, 3-Mar-2019 0:0:0 z"));
+  ZutSetCurrentTime(86400.0);
+  EXPECT_EQ(toTime("hms", "01:00:59.5"), 86400 + 3659.5);
+  EXPECT_EQ(toTime("numeric", " +1.5e3 and more"), 1500);
+  EXPECT_EQ(toText("numeric", 12.5).substr(0, 4), "12.5");
+  for (const char *wrong : {"", "x", "+-1", "1e999", "inf", "nan"}) {
+    EXPECT_EQ(toTime("numeric", wrong), -1) << wrong;
+  }
+}
+
+// Whole hours, so that the same moment is told from its neighbours of another season.
+TEST(TimeParse, LocalTimeFollowsTheZone) { inZone("EST5EDT", "zone"); }
+CHILD(zone) {
+  const double january = 1326639600.0; // 2012-01-15 10:00 local
+  const double july = 1342360800.0;    // 2012-07-15 10:00 local
+  ASSERT_EQ(toText("hms", january), "10:00:00");
+  ASSERT_EQ(toText("hms", july), "10:00:00");
+  // "full" reads a time as its own season shows it, whatever the season now.
+  for (const double now : {january, july}) {
+    ZutSetCurrentTime(now);
+    EXPECT_EQ(toTime("full", toText("full", january)), january);
+    EXPECT_EQ(toTime("full", toText("full", july)), july);
+  }
+  // The others carry the season of the current time with them.
+  ZutSetCurrentTime(january);
+  EXPECT_EQ(toTime("http", "w, 15 Jul 2012 10:00:00 GMT"), july + 3600);
+  ZutSetCurrentTime(july);
+  EXPECT_EQ(toTime("http", "w, 15 Jul 2012 10:00:00 GMT"), july);
+  EXPECT_EQ(toTime("asctime", "w Jan 15 10:00:00 2012"), january - 3600);
+  EXPECT_EQ(toTime("hms", "10:00:00"), july);
+}
+
+TEST(TimeParse, BadTextsAreRefusedByName) {
+  const struct {
+    const char *converter, *text, *message;
+  } rows[] = {
+      {"hms", "1.5:0:0", "hour must be an integer: <1.5>"},
+      {"hms", "24:00:00", "hour must be below 24: <24>"},
+      {"hms", "9:0.5:0", "minute must be an integer: <0.5>"},
+      {"hms", "9:60:0", "minute must be below 60: <60>"},
+      {"hms", "9:0:60.5", "60.5 is not a valid second"},
+      {"hms", "9:0:0 x", "extra tokens after second"},
+      {"hms", "9:0", "not a time: <9:0>"},
+      {"hms", "", "not a time: <>"},
+      {"hms", "9:0:\"0\"", "not a time"},
+      {"http", "w, 1.5 Jan 1990 0:0:0 z", "day must be an integer: <1.5>"},
+      {"http", "w, 32 Jan 1990 0:0:0 z", "day must be from 1 to 31: <32>"},
+      {"http", "w, 1 January 1990 0:0:0 z", "no month named <January>"},
+      {"http", "w, 1 Jan 2021 0:0:0 z", "<2021>"},
+      {"http", "w, 1 Jan 69 0:0:0 z", "<69>"},
+      {"smtp", "w, 1-Jan-90.5 0:0:0 z", "year must be an integer: <90.5>"},
+      {"http", "w, 1 Jan 1990 2.5:0:0 z", "hour must be an integer: <2.5>"},
+      {"http", "w, 1 Jan 1990 24:0:0 z", "hour must be below 24: <24>"},
+      {"http", "w, 1 Jan 1990 0:1.5:0 z", "minute must be an integer: <1.5>"},
+      {"http", "w, 1 Jan 1990 0:60:0 z", "minute must be below 60: <60>"},
+      {"http", "w, 1 Jan 1990 0:0:60 z", "second must be below 60: <60>"},
+      {"http", "w, 1 Jan 1990 0:0:0 z 5", "after the date: <5>"},
+      {"http", "w, 1 Jan 1990 0:0:0", "not a time"},
+      {"http", "w?, 1 Jan 1990 0:0:0 z", "not a time"},
+      {"http", "w, 1 Jan 1990 0:0:0 z /* open", "after the date"},
+      {"http", "w, 1 Jan 1990 0 /* /* */ */:0:0 z", "not a time"},
+      {"asctime", "w Foo 1 0:0:0 1990", "no month named <Foo>"},
+      {"asctime", "w Jan 32 0:0:0 1990", "day must be from 1 to 31: <32>"},
+      {"asctime", "w Jan 1 0:0:60 1990", "second must be below 60: <60>"},
+      {"full", "w Jan 1 0:0:0 1969", "<1969>"},
+      {"full", "w Jan 0 0:0:0 1990", "day must be from 1 to 31: <0>"},
+      {"full", "w Jan 1 0:0:0 1990 x", "after the time: <x>"},
+  };
+  for (const auto &row : rows) {
+    EXPECT_NE(complaint(row.converter, row.text).find(row.message), std::string::npos)
+        << row.text << ": " << complaint(row.converter, row.text);
+  }
+  const std::string longWord(64, 'w');
+  EXPECT_EQ(toTime("asctime", longWord.substr(1) + " Jan 1 0:0:0 1990"),
+            toTime("asctime", "w Jan 1 0:0:0 1990"));
+  EXPECT_NE(complaint("asctime", longWord + " Jan 1 0:0:0 1990").find("not a time"),
+            std::string::npos);
+  EXPECT_GE(toTime("asctime", "w Jan 1 9999999999:0:0 1990"), 0); // hours are not checked here
+}
+
+static int32_t Z_CALL longText(double, const char **text) {
+  *text = "a text of more than forty characters, longer than any built-in one";
+  return 1;
+}
+static int32_t Z_CALL anyTime(const char *, double *time) {
+  *time = 77;
+  return 1;
+}
+static int destroyed = 0;
+static void Z_CALL onDestroy() { ++destroyed; }
+
+static int32_t Z_CALL listNames(const char *name, ZutTimeCvt *converter, ZutWord argument) {
+  EXPECT_EQ(converter, ZutTimeCvtLookup(name));
+  *reinterpret_cast<std::string *>(argument) += std::string(name) + " ";
+  return 0;
+}
+
+TEST(TimeConverters, RegistryIgnoresCaseAndTheCurrentOneMakesEveryText) {
+  EXPECT_EQ(ZutTimeCvtCreate("HTTP", longText, anyTime, nullptr), nullptr);
+  ZutTimeCvt *mine = ZutTimeCvtCreate("MiNe", longText, anyTime, onDestroy);
+  ASSERT_NE(mine, nullptr);
+  EXPECT_EQ(ZutTimeCvtLookup("mINE"), mine);
+  EXPECT_EQ(ZutTimeCvtLookup("none"), nullptr);
+  std::string names;
+  EXPECT_EQ(ZutTimeCvtTraverse(listNames, reinterpret_cast<ZutWord>(&names)), 0);
+  EXPECT_EQ(ZutErrNumGet(), 18);
+  EXPECT_NE(names.find("mine "), std::string::npos);
+  EXPECT_EQ(std::count(names.begin(), names.end(), ' '), 7);
+
+  char text[100];
+  double time = 0;
+  ZutTimeCvtSetCurrent(mine);
+  EXPECT_EQ(std::string(ZutTimeToString(0.0, text)).substr(0, 6), "a text");
+  EXPECT_EQ(ZutTimeStrToNum("x", &time), 1);
+  EXPECT_EQ(time, 77);
+  EXPECT_EQ(ZutTimeCvtDestroy(mine), 1);
+  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(std::strlen(ZutTimeNumToStr(0.0)), 8u); // back to hms
+  EXPECT_EQ(ZutTimeCvtDestroy(ZutTimeCvtLookup("asctime")), 1);
+  EXPECT_EQ(ZutTimeCvtLookup("asctime"), nullptr);
+}
+
+TEST(TimeConverters, ThreadsKeepTheirOwnTexts) { inZone("UTC0", "threads"); }
+CHILD(threads) {
+  ZutInitThreads();
+  const auto work = [](int hour) {
+    const std::string expected = "0" + std::to_string(hour) + ":00:00";
+    for (int i = 0; i < 3000; ++i) {
+      ZutSetCurrentTime(i);
+      ASSERT_EQ(ZutTimeNumToStr(hour * 3600.0 + i * 86400.0), expected);
+      double time;
+      ASSERT_EQ(ZutTimeStrToNum("00:00:01", &time), 1);
+      const ZutTimePair test = {i, hour};
+      ZutSetTestWallTimeStruct(&test);
+      ASSERT_GE(ZutGetWallTime(), 0.0);
+      if (i % 100 == 0) ZutTimeCvtSetCurrent(ZutTimeCvtLookup("hms"));
+    }
+  };
+  std::thread other(work, 5);
+  work(3);
+  other.join();
+}

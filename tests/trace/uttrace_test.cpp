@@ -1,0 +1,288 @@
+#include "support/child.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Trace = struct ZutTrace *;
+
+// In a directory of its own, with the clock standing still and times as plain seconds.
+class TraceTest : public testing::Test {
+protected:
+  TraceTest() {
+    const ZutTimePair time = {86400, 0};
+    ZutSetTestWallTimeStruct(&time);
+    ZutTimeCvtSetCurrent(ZutTimeCvtLookup("numeric"));
+  }
+  ~TraceTest() override {
+    if (trace) ZutTraceDestroy(&trace);
+    const ZutTimePair none = {-1, 0};
+    ZutSetTestWallTimeStruct(&none);
+    ZutTimeCvtSetCurrent(ZutTimeCvtLookup("hms"));
+    ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 0.0);
+  }
+  void create(const char *file, uint32_t flags = Z_TRACE_FLAG_PREFIX, const char *prefix = nullptr) {
+    if (trace) ZutTraceDestroy(&trace);
+    trace = ZutTraceCreate("test", file, flags, prefix);
+  }
+  static void rotateAt(double size) {
+    ZutOptionSetNum(ZutOptionLookup("trace_file_size"), size);
+  }
+
+  TempDir directory;
+  Trace trace = nullptr;
+};
+
+std::multiset<std::string> linesOf(const std::string &text) {
+  std::multiset<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+} // namespace
+
+TEST_F(TraceTest, LevelsAndTags) {
+  const struct {
+    int32_t level;
+    const char *tag;
+  } rows[] = {{-3, "UNKNOWN"}, {-2, "UNKNOWN"}, {-1, "ALWAYS"}, {1, "ERROR"},
+              {2, "WARNING"},  {3, "INFO"},     {4, "INFO1"},   {5, "INFO2"},
+              {6, "VERBOSE"},  {7, "VERBOSE1"}, {8, "VERBOSE2"}, {9, "DEBUG"}};
+  for (int32_t admitted = -2; admitted <= 9; ++admitted) {
+    create("levels", Z_TRACE_FLAG_LEVEL);
+    ZutTraceLevelSet(trace, admitted);
+    std::string expected;
+    for (const auto &[level, tag] : rows) {
+      if (level <= admitted) expected += std::string(tag) + ": x\n";
+      ZutTrace(trace, level, "x\n");
+    }
+    ZutTrace(trace, 0, "never\n");
+    EXPECT_EQ(readFile("levels"), expected) << admitted;
+  }
+  for (int32_t level : {-3, 10}) {
+    EXPECT_EQ(ZutTraceLevelSet(trace, level), 0);
+    EXPECT_EQ(ZutErrNumGet(), 7);
+  }
+  const char *word = nullptr;
+  int32_t level = 0;
+  for (int32_t each = 0; each <= 9; ++each) {
+    EXPECT_EQ(ZutTraceLevelValToStr(each, &word), 1);
+    EXPECT_EQ(ZutTraceLevelStrToVal(word, &level), 1);
+    EXPECT_EQ(level, each);
+  }
+  EXPECT_EQ(ZutTraceLevelValToStr(-1, &word), 0);
+  EXPECT_EQ(ZutTraceLevelStrToVal("NONE", &level), 1);
+  EXPECT_EQ(level, 0);
+  EXPECT_EQ(ZutTraceLevelStrToVal("loud", &level), 0);
+}
+
+TEST_F(TraceTest, LineParts) {
+  create("line", 7, "x");
+  ZutTraceLevelSet(trace, 9);
+  ZutTrace(trace, 4, "%s %d\n", "text", 1);
+  EXPECT_EQ(readFile("line"), "86400: {x} INFO1: text 1\n");
+
+  const std::string prefix(500, 'p'), text(5000, 't');
+  for (const std::string &part : {std::string(96, 'p'), std::string(130, 'p'), prefix}) {
+    ZutTracePrefixSet(trace, part.c_str());
+    ZutTraceFileSet(trace, "long");
+    ZutTrace(trace, 4, "%s\n", text.c_str());
+    EXPECT_EQ(readFile("long"), "86400: {" + part + "} INFO1: " + text + "\n");
+    ZutTraceFileSet(trace, nullptr);
+    ZutTrace(trace, 4, "to nowhere\n");
+  }
+  ZutTracePrefixSet(trace, "");
+  ZutTraceFlagClear(trace, Z_TRACE_FLAG_LEVEL | Z_TRACE_FLAG_TIMESTAMP);
+  ZutTraceFileSet(trace, "bare");
+  ZutErrNumSet(9);
+  ZutTrace(trace, 1, "bare");
+  EXPECT_EQ(readFile("bare"), "bare");
+  EXPECT_EQ(ZutErrNumGet(), 9);
+}
+
+TEST_F(TraceTest, FileNames) {
+  writeFile("log", "before\n");
+  create("@log");
+  ZutTrace(trace, 1, "after\n");
+  EXPECT_EQ(readFile("log"), "before\nafter\n");
+  create("log");
+  ZutTrace(trace, 1, "anew\n");
+  EXPECT_EQ(readFile("log"), "anew\n");
+  EXPECT_EQ(readFile("log~"), "before\nafter\n");
+  EXPECT_EQ(ZutTraceFileSet(nullptr, "log"), 0);
+}
+
+CHILD(unopenable) {
+  Trace trace = ZutTraceCreate("t", "no/such/directory", Z_TRACE_FLAG_PREFIX, nullptr);
+  ZutTraceFileSet(trace, "no/such/either");
+  ZutTrace(trace, 1, "text\n");
+  ZutTraceRelease(&trace);
+  std::printf("%d\n", trace == nullptr);
+}
+
+TEST_F(TraceTest, UnopenableFileGivesStandardOutput) {
+  EXPECT_EQ(runChild("unopenable").out, "WARNING: Unable to open trace file <no/such/directory> "
+                                        "switching to stdout.\ntext\n1\n");
+}
+
+TEST_F(TraceTest, RotatesBeforeTheLineThatFindsItFull) {
+  rotateAt(10.0);
+  create("log");
+  for (const char *line : {"1234567\n", "89\n", "third\n"}) ZutTrace(trace, 1, "%s", line);
+  EXPECT_EQ(readFile("log~"), "1234567\n89\n");
+  EXPECT_EQ(readFile("log"), "third\n");
+  // Another object on the same file goes on in the new one.
+  Trace other = ZutTraceCreate("other", "log", Z_TRACE_FLAG_PREFIX, nullptr);
+  ZutTrace(trace, 1, "fourth\n");
+  ZutTrace(other, 1, "fifth\n");
+  ZutTrace(trace, 1, "sixth\n");
+  EXPECT_EQ(readFile("log~"), "third\nfourth\n");
+  EXPECT_EQ(readFile("log"), "fifth\nsixth\n");
+  ZutTraceDestroy(&other);
+}
+
+TEST_F(TraceTest, WithoutBackupNothingIsLost) {
+  const Capture output;
+  ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 6.0);
+  const auto fill = [&] {
+    create("log");
+    for (int i = 0; i < 6; ++i) ZutTrace(trace, 1, "%d234\n", i);
+    return readFile("log");
+  };
+  fs::create_directories("log~/full");
+  EXPECT_EQ(fill(), "0234\n1234\n2234\n3234\n4234\n5234\n");
+  EXPECT_EQ(output.text(), "ORL-WL-05097-W The file <log> could not be backed up.\n");
+  fs::remove_all("log~");
+  ZutTrace(trace, 1, "after\n");
+  EXPECT_EQ(readFile("log"), "after\n") << "tried again";
+  EXPECT_EQ(readFile("log~").size(), 30u);
+
+  ZutOption *ending = ZutOptionLookup("backup_name");
+  ZutOptionSetUnknown(ending);
+  fs::remove("log~");
+  EXPECT_EQ(fill(), "0234\n1234\n2234\n3234\n4234\n5234\n");
+  ZutOptionSetStr(ending, "~");
+}
+
+CHILD(rotating) {
+  ZutInitThreads();
+  ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 60000.0);
+  Trace trace = ZutTraceCreate("t", "log", Z_TRACE_FLAG_PREFIX | Z_TRACE_FLAG_LEVEL, nullptr);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([=] {
+      for (int k = 0; k < 1000; ++k) ZutTrace(trace, 1, "thread %d line %d.....\n", i, k);
+    });
+  }
+  for (int i = 0; i < 200; ++i) { // settings may change meanwhile
+    ZutTraceLevelSet(trace, 1 + i % 9);
+    ZutTraceFlagSet(trace, 8u);
+    ZutTracePrefixSet(trace, i % 2 ? "" : "p");
+  }
+  ZutTracePrefixSet(trace, nullptr);
+  for (std::thread &thread : threads) thread.join();
+  ZutTraceDestroy(&trace);
+}
+
+TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
+  const Result result = runChild("rotating");
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_FALSE(readFile("log~").empty());
+  std::multiset<std::string> expected, lines;
+  for (int i = 0; i < 4000; ++i) {
+    expected.insert("ERROR: thread " + std::to_string(i / 1000) + " line " +
+                    std::to_string(i % 1000) + ".....");
+  }
+  for (std::string line : linesOf(readFile("log~") + readFile("log"))) {
+    if (line.starts_with("{p} ")) line.erase(0, 4);
+    lines.insert(line);
+  }
+  EXPECT_EQ(lines, expected);
+}
+
+TEST_F(TraceTest, OptionsDriveTheDefaultObject) {
+  for (const char *line : {"setopt trace_flags level", "setopt trace_file X"}) {
+    ZutCommandParseStr(line);
+  }
+  ZutOutStr(1, "first\n");
+  fs::rename("X", "X.1"); // as an outside rotator does
+  ZutCommandParseStr("setopt trace_file stdout; setopt trace_file @X");
+  ZutOutStr(1, "second\n");
+  ZutCommandParseStr("setopt trace_level error");
+  ZutOutStr(2, "refused\n");
+  ZutCommandParseStr("setopt trace_file stdout; setopt trace_level info");
+  ZutCommandParseStr("setopt trace_flags prefix");
+  EXPECT_EQ(readFile("X.1"), "ERROR: first\n");
+  EXPECT_EQ(readFile("X"), "ERROR: second\n");
+}
+
+TEST_F(TraceTest, OwnOptions) {
+  create("own");
+  ZutOption *level = ZutTraceLevelDefaultOptionCreate(trace);
+  ASSERT_NE(level, nullptr);
+  EXPECT_STREQ(ZutOptionGetName(level), "trace_level_test");
+  EXPECT_EQ(ZutOptionSetEnum(level, "always"), 0);
+  EXPECT_EQ(ZutOptionSetEnum(level, "verbose"), 1);
+  int32_t value = 0;
+  ZutTraceLevelGet(trace, &value);
+  EXPECT_EQ(value, 6);
+  ZutOption *file = ZutTraceFileDefaultOptionCreate(trace);
+  ZutOptionSetStr(file, "second");
+  ZutOption *flags = ZutTraceFlagsDefaultOptionCreate(trace);
+  char word[] = "level";
+  const ZutStrList list = {nullptr, word};
+  ZutOptionSetEnumList(flags, &list);
+  ZutTrace(trace, 6, "untagged\n");
+  EXPECT_EQ(readFile("second"), "untagged\n");
+  EXPECT_EQ(ZutTraceLevelDefaultOptionLookup(trace), level);
+  EXPECT_EQ(ZutTraceLevelDefaultOptionDestroy(trace), 1);
+  EXPECT_EQ(ZutTraceLevelDefaultOptionDestroy(trace), 0);
+  EXPECT_EQ(ZutTraceFlagsDefaultOptionDestroy(trace), 1);
+
+  // Bound and gone: the option's later change reaches nobody.
+  ZutTraceDestroy(&trace);
+  ZutOptionSetStr(file, "third");
+  EXPECT_FALSE(fs::exists("third"));
+  ZutOptionDestroy(file);
+}
+
+TEST_F(TraceTest, FlagsFollowTheOptionOnlyWithoutFlagsOfTheirOwn) {
+  create("none", 0);
+  Trace with = ZutTraceCreate("with", "some", Z_TRACE_FLAG_LEVEL, nullptr);
+  ZutCommandParseStr("setopt trace_flags timestamp");
+  ZutTrace(trace, 1, "text\n");
+  ZutTrace(with, 1, "text\n");
+  ZutCommandParseStr("setopt trace_flags prefix");
+  EXPECT_EQ(readFile("none"), "86400: text\n");
+  EXPECT_EQ(readFile("some"), "ERROR: text\n");
+  ZutTraceDestroy(&with);
+}
+
+TEST_F(TraceTest, CatalogMessages) {
+  writeFile("t.cat", "ORL-WL-07000-V verbose %d\nORL-WL-07001-N never\nORL-WL-07002-I %s%n\n");
+  create("log");
+  EXPECT_EQ(ZutTraceCat(trace, 1, 7000, 1), 0) << "no catalog";
+  ZutCatalog *catalog = ZutCatCreate("t.cat");
+  ZutTraceCatalogBind(catalog, trace);
+  ZutCatRelease(catalog);
+  for (int32_t level : {5, 6}) {
+    ZutTraceLevelSet(trace, level);
+    ZutTraceCat(trace, Z_TRACE_LEVEL_DEFAULT, 7000, level);
+    ZutTraceCat(trace, Z_TRACE_LEVEL_DEFAULT, 7001);
+  }
+  ZutTraceCat(trace, 1, 7002, "x", "y");
+  EXPECT_EQ(readFile("log"), "verbose 6\n%s%n\n");
+
+  ZutOutInit();
+  Trace made = ZutTraceCreateWithCatalog("made", "made", Z_TRACE_FLAG_PREFIX, nullptr);
+  ZutTraceCat(made, 1, 5065, "x");
+  ZutTraceDestroy(&made);
+  EXPECT_EQ(readFile("made"), "ORL-WL-05065-I Unknown command <x>.\n");
+}

@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Runs the benchmark programs and prints our time against the fastest peer's, row by row.
+
+tools/bench_table.py [FILTER]     FILTER: a regular expression over "row/parameter"
+
+Repetitions of all functions of a program are shuffled together, so that a machine that changes its
+speed does not favour either side; the medians are compared.
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parent.parent
+BUILD = SOURCE / "build" / "bench"
+REPETITIONS = 5
+RESIDENT_LIMIT = 8.0  # MB, everything initialised
+
+
+def targets():
+    lines = (SOURCE / "bench" / "targets.txt").read_text().splitlines()
+    return {row: float(limit) for row, limit in
+            (line.split("\t") for line in lines if line and not line.startswith("#"))}
+
+
+def measure(program, wanted):
+    """Median nanoseconds: row/parameter -> {who: time}."""
+    command = [program, f"--benchmark_filter=^({wanted})/(ours|peer:)",
+               f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.1",
+               "--benchmark_enable_random_interleaving=true",
+               "--benchmark_report_aggregates_only=true", "--benchmark_format=console"]
+    with tempfile.TemporaryDirectory(prefix="zut-bench-") as scratch:
+        output = Path(scratch) / "result.json"
+        done = subprocess.run([*command, f"--benchmark_out={output}"], cwd=scratch,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE, text=True,
+                              env={**os.environ, "HOME": scratch})
+        text = output.read_text() if output.exists() else ""
+    if done.returncode != 0:
+        sys.exit(f"{done.stderr}{program.name} ended with code {done.returncode}")
+    rows = {}
+    for entry in json.loads(text)["benchmarks"] if text else []:
+        if entry.get("aggregate_name") != "median":
+            continue
+        row, parameter, who, *marks = entry["run_name"].split("/")
+        by_clock = "real_time" in marks or "manual_time" in marks
+        scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
+        time = entry["real_time" if by_clock else "cpu_time"] * scale
+        rows.setdefault(f"{row}/{parameter}", {})[who] = time
+    return rows
+
+
+def show_time(nanoseconds):
+    for unit, size in ("s", 1e9), ("ms", 1e6), ("us", 1e3):
+        if nanoseconds >= size:
+            return f"{nanoseconds / size:.4g} {unit}"
+    return f"{nanoseconds:.4g} ns"
+
+
+def print_row(name, times, limit):
+    """True when the row is over its limit."""
+    ours = times.get("ours")
+    peers = {who[len("peer:"):]: time for who, time in times.items() if who != "ours"}
+    if ours is None or not peers:
+        print(f"{name:44} incomplete: {', '.join(times)}")
+        return True
+    best = min(peers, key=peers.get)
+    ratio = ours / peers[best]
+    verdict = "-" if limit is None else "ok" if ratio <= limit else "over"
+    print(f"{name:44} {show_time(ours):>10} {show_time(peers[best]):>10}  {best:24}"
+          f" {ratio:5.2f} {'' if limit is None else limit:>6} {verdict}", flush=True)
+    return verdict == "over"
+
+
+def resident():
+    """Megabytes of the shell with everything initialised."""
+    shell = BUILD / "bin" / "zutsh"
+    process = subprocess.Popen([shell, "-n", "-c", ""], stdin=subprocess.DEVNULL)
+    _, _, usage = os.wait4(process.pid, 0)
+    return usage.ru_maxrss / 1024
+
+
+def main():
+    wanted = sys.argv[1] if len(sys.argv) > 1 else ".*"
+    limits = targets()
+    print(f"{'row/parameter':44} {'ours':>10} {'peer':>10}  {'best peer':24} ratio  limit")
+    seen, over = set(), 0
+    for program in sorted((BUILD / "bin").glob("*_bench")):
+        for name, times in measure(program, wanted).items():
+            seen.add(name)
+            over += print_row(name, times, limits.get(name))
+    for name in limits:
+        if name not in seen and re.fullmatch(wanted, name):
+            print(f"{name:44} not measured")
+    if wanted == ".*":
+        print(f"resident, everything initialised: {resident():.1f} MB (at most {RESIDENT_LIMIT:g})")
+    print(f"{len(seen)} rows, {over} over their limit")
+
+
+if __name__ == "__main__":
+    main()
