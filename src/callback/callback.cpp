@@ -40,7 +40,6 @@ void link(ZutCbList &list, ZutCb *cb) {
   while (position != list.callbacks && reinterpret_cast<ZutCb *>(position)->place > cb->place)
     position = position->left;
   ZutDqRightInsert(&cb->links, position);
-  cb->list = &list;
   list.count.store(list.count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
@@ -108,6 +107,11 @@ void notify(ZutCb *cb, int32_t kind) {
   if (cb->change) cb->change(cb, &data, cb->changeArgument);
 }
 
+void remove(ZutCbList &list, ZutCb *cb) {
+  unlink(list, cb);
+  cb->linked = 0;
+}
+
 void dispose(ZutCb *cb) {
   notify(cb, Z_CB_CHANGE_DESTROY);
   Z_FREE(cb, "cb");
@@ -115,7 +119,7 @@ void dispose(ZutCb *cb) {
 
 // The list that a callback stands in. One that was removed has none; one that is being destroyed
 // stands in none either, but its change function may still ask for its list.
-ZutCbList *homeOf(const ZutCb *cb) { return cb->links.right ? cb->list : nullptr; }
+ZutCbList *homeOf(const ZutCb *cb) { return cb->linked ? cb->list : nullptr; }
 
 void writeBegin(ThreadBlock &self, ZutCbList *list) {
   if (list) utListWrite(self, *list);
@@ -164,7 +168,7 @@ int32_t setPair(ZutCb *cb, ZutCbFunc function, ZutWord argument, int32_t kind) {
 // The thread writes, and its one read lock is the last: change functions find the list active.
 void destroy(ThreadBlock &self, ZutCbList &list) {
   while (ZutCb *cb = first(list)) {
-    unlink(list, cb);
+    remove(list, cb);
     dispose(cb);
   }
   utCbTypeForgetList(list);
@@ -312,11 +316,15 @@ ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, ZutWord arg
 
 int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb) {
   if (!list || !cb) return utFail(Err::nullPointer);
-  if (cb->links.right) return utFail(Err::objectInUse);
+  if (cb->linked) return utFail(Err::objectInUse);
   ThreadBlock &self = utThreadBlock();
   utListWrite(self, *list);
   const bool taken = find(*list, cb->function, cb->argument);
-  if (!taken) link(*list, cb);
+  if (!taken) {
+    link(*list, cb);
+    cb->list = list;
+    cb->linked = 1;
+  }
   writeEnd(self, list);
   return taken ? utFail(Err::exists) : 1;
 }
@@ -336,7 +344,7 @@ int32_t Z_CALL ZutCbListRemoveCb(ZutCbList *list, ZutCb *cb) {
   utListWrite(self, *list);
   const bool here = homeOf(cb) == list;
   if (here) {
-    unlink(*list, cb);
+    remove(*list, cb);
     cb->list = nullptr;
   }
   writeEnd(self, list);
@@ -425,7 +433,7 @@ int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
   if (ZutCbList *list = homeOf(cb)) {
     ThreadBlock &self = utThreadBlock();
     utListWrite(self, *list);
-    unlink(*list, cb);
+    remove(*list, cb);
     writeEnd(self, list);
   }
   dispose(cb);

@@ -8,11 +8,12 @@
 #include <atomic>
 
 struct ZutCb {
-  ZutDqNode links;   // right is null in no list
+  ZutDqNode links;
   ZutCbFunc function;
   ZutWord argument;
   ZutCbList *list;
   int16_t priority;
+  int16_t linked; // stands in the list; not changed by a new priority, so readable without lock
   ZutCbChangeFunc change;
   ZutWord changeArgument;
   uint64_t place; // ascends in calling order: priority, then age

@@ -21,7 +21,8 @@ std::atomic<bool> utLexCallbacksFlag;
 
 namespace {
 
-constexpr int32_t textCapacity = 256; // at first; doubled when full
+// At first; doubled when full. Never below Z_LEX_ID_SIZE.
+constexpr int32_t textCapacity = 256;
 
 // --- Records ---
 
@@ -61,6 +62,7 @@ void recordGive(Lexer *lex) {
 
 void readString(Lexer &lex, const char *text) {
   lex.string = text;
+  lex.limit = nullptr;
   lex.read = text + 1;
 }
 
@@ -68,7 +70,6 @@ void readString(Lexer &lex, const char *text) {
 Lexer *lexerNew() {
   Lexer *lex = recordTake();
   lex->token = Z_LEX_END;
-  utLexTextClear(*lex);
   lex->id_value[0] = '\0';
   ZutSafeStringClear(&lex->string_value);
   lex->number_value = 0.0;

@@ -5,6 +5,7 @@
 #include "core/errnum.h"
 #include "core/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -16,9 +17,15 @@ void keepString(Lexer &lex) {
   ZutSafeStringAppend(&lex.string_value, lex.text);
 }
 
+// Copies the whole of id_value whatever the text's length: a loop of fixed length is a few vector
+// instructions, and the text's storage is never shorter.
 void keepName(Lexer &lex) {
-  utCopyCut(lex.id_value, sizeof lex.id_value, {lex.text, static_cast<size_t>(lex.text_length)});
-  if (!lex.keep_case) utLowerText(lex.id_value);
+  if (lex.keep_case) {
+    std::memcpy(lex.id_value, lex.text, Z_LEX_ID_SIZE);
+  } else {
+    for (int i = 0; i < Z_LEX_ID_SIZE; ++i) lex.id_value[i] = utLower(lex.text[i]);
+  }
+  lex.id_value[std::min(lex.text_length, Z_LEX_ID_SIZE - 1)] = '\0';
 }
 
 void keepValue(Lexer &lex) {

@@ -19,40 +19,45 @@
 namespace {
 
 // Classes of characters, as bits. Bytes of 128 and more belong to none.
-enum : uint8_t {
-  isSpace = 1,       // white space
-  isStart = 2,       // begins a name
-  isName = 4,        // goes on in a name
-  isDigit = 8,
-  isHex = 16,
-  isTextStop = 32,   // in a string constant: what is not simply copied
-  isLineStop = 64,   // in a comment to the line's end
-  isCommentStop = 128,
+enum : uint16_t {
+  isSpace = 1,        // white space
+  isSkip = 2,         // white space, or may begin a comment
+  isStart = 4,        // begins a name
+  isName = 8,         // goes on in a name
+  isMark = 16,        // the question mark of patterns
+  isDigit = 32,
+  isHex = 64,
+  isPair = 128,       // may begin a token of two characters
+  isTextStop = 256,   // in a string constant: what is not simply copied
+  isLineStop = 512,   // in a comment to the line's end
+  isCommentStop = 1024,
 };
 
-constexpr std::array<uint8_t, 256> classes = [] {
-  std::array<uint8_t, 256> table{};
+constexpr std::array<uint16_t, 256> classes = [] {
+  std::array<uint16_t, 256> table{};
   for (int i = 1; i < 128; ++i) {
     const char c = static_cast<char>(i);
-    uint8_t bits = 0;
-    if (utIsSpace(c)) bits |= isSpace;
+    uint16_t bits = 0;
+    if (utIsSpace(c)) bits |= isSpace | isSkip;
     if (utIsAlpha(c) || c == '_') bits |= isStart | isName;
     if (utIsDigit(c)) bits |= isDigit | isName;
-    if (c == '%' || c == '?') bits |= isName;
     if (utIsHex(c)) bits |= isHex;
     table[i] = bits;
   }
+  table['%'] |= isName;
+  table['?'] |= isName | isMark;
+  for (const char c : {'/', '('}) table[c] |= isSkip;
+  for (const char c : {'+', '-', '*', '/', '<', '>', ':'}) table[c] |= isPair;
   for (const char c : {'\0', '"', '\\', '\n'}) table[c] |= isTextStop;
   for (const char c : {'\0', '\n'}) table[c] |= isLineStop;
   for (const char c : {'\0', '\n', '*', '/', '('}) table[c] |= isCommentStop;
   return table;
 }();
 
-uint8_t classOf(char c) { return classes[static_cast<unsigned char>(c)]; }
+uint16_t classOf(char c) { return classes[static_cast<unsigned char>(c)]; }
 
-// Kinds of the tokens that are one character, by character; 0 for all others.
-constexpr std::array<int8_t, 128> singles = [] {
-  std::array<int8_t, 128> table{};
+// The kind of the token that a character is by itself.
+constexpr std::array<int8_t, 256> singles = [] {
   constexpr std::string_view characters = "+-*/=<>()[]{}:.,;!$^@#%&~|\\";
   constexpr int8_t kinds[] = {
       Z_LEX_PLUS,         Z_LEX_MINUS,         Z_LEX_STAR,          Z_LEX_SLASH,
@@ -63,6 +68,8 @@ constexpr std::array<int8_t, 128> singles = [] {
       Z_LEX_AT,           Z_LEX_HASH,          Z_LEX_PERCENT,       Z_LEX_AMPERSAND,
       Z_LEX_TILDE,        Z_LEX_BAR,           Z_LEX_BACKSLASH};
   static_assert(std::size(kinds) == characters.size());
+  std::array<int8_t, 256> table;
+  table.fill(Z_LEX_ERROR);
   for (size_t i = 0; i < characters.size(); ++i) table[characters[i]] = kinds[i];
   return table;
 }();
@@ -111,24 +118,40 @@ char peek(Lexer &lex, const char *&p, int n) {
   return p[n];
 }
 
+// Adds to the token's text; `finish` terminates it.
+void addText(Lexer &lex, std::string_view text) {
+  const int64_t length = lex.text_length + static_cast<int64_t>(text.size());
+  if (length >= lex.text_capacity) {
+    int64_t capacity = lex.text_capacity;
+    while (capacity <= length) capacity *= 2;
+    char *bigger = utNewArray<char>(capacity, "((lexer)->token_buffer)");
+    std::memcpy(bigger, lex.text, lex.text_length);
+    Z_FREE(lex.text, "((lexer)->token_buffer)");
+    lex.text = bigger;
+    lex.text_capacity = static_cast<int32_t>(capacity);
+  }
+  std::memcpy(lex.text + lex.text_length, text.data(), text.size());
+  lex.text_length = static_cast<int32_t>(length);
+}
+
 // Copies the run of characters whose class has one of `bits` into the token's text.
-void takeRun(Lexer &lex, const char *&p, uint8_t bits) {
+void takeRun(Lexer &lex, const char *&p, uint16_t bits) {
   do {
     const char *start = p;
     while (classOf(*p) & bits) ++p;
-    utLexTextAdd(lex, {start, static_cast<size_t>(p - start)});
-  } while (lex.stream && p == lex.limit && fill(lex, p));
+    addText(lex, {start, static_cast<size_t>(p - start)});
+  } while (p == lex.limit && fill(lex, p));
 }
 
 // Passes the run of characters whose class has none of `bits`; a NUL in the data is one of them.
 // Copies it with `keep`.
-void passUntil(Lexer &lex, const char *&p, uint8_t bits, bool keep) {
+void passUntil(Lexer &lex, const char *&p, uint16_t bits, bool keep) {
   for (;;) {
     const char *start = p;
     while (!(classOf(*p) & bits)) ++p;
     const bool data = *p == '\0' && isData(lex, p);
     if (data) ++p;
-    if (keep) utLexTextAdd(lex, {start, static_cast<size_t>(p - start)});
+    if (keep) addText(lex, {start, static_cast<size_t>(p - start)});
     if (!data && (*p != '\0' || ends(lex, p))) return;
   }
 }
@@ -137,6 +160,7 @@ void passUntil(Lexer &lex, const char *&p, uint8_t bits, bool keep) {
 bool finish(Lexer &lex, const char *p, int32_t kind) {
   lex.token = kind;
   lex.text_end = lex.text + lex.text_length;
+  *lex.text_end = '\0';
   utLexMoveTo(lex, p);
   return true;
 }
@@ -154,16 +178,18 @@ bool fail(Lexer &lex, const char *p, const char *format, Args... args) {
 void scanSpace(Lexer &lex, const char *&p, bool keep) {
   do {
     const char *start = p;
-    for (; classOf(*p) & isSpace; ++p) lex.line += *p == '\n';
-    if (keep) utLexTextAdd(lex, {start, static_cast<size_t>(p - start)});
-  } while (lex.stream && p == lex.limit && fill(lex, p));
+    for (; classOf(*p) & isSpace; ++p) {
+      if (*p == '\n') ++lex.line;
+    }
+    if (keep) addText(lex, {start, static_cast<size_t>(p - start)});
+  } while (p == lex.limit && fill(lex, p));
 }
 
 // A bracketed comment that begins with `open` and a star, or ends with the star and `close`. May
 // jump.
 bool scanComment(Lexer &lex, const char *&p, char open, char close, bool keep) {
   const int32_t firstLine = lex.line;
-  if (keep) utLexTextAdd(lex, {p, 2});
+  if (keep) addText(lex, {p, 2});
   p += 2;
   for (;;) {
     passUntil(lex, p, isCommentStop, keep);
@@ -183,40 +209,30 @@ bool scanComment(Lexer &lex, const char *&p, char open, char close, bool keep) {
     }
     const bool closes = c == '*' && next == close;
     lex.line += c == '\n';
-    if (keep) utLexTextAdd(lex, {p, closes ? 2u : 1u});
+    if (keep) addText(lex, {p, closes ? 2u : 1u});
     p += closes ? 2 : 1;
     if (closes) return true;
   }
 }
 
-enum class Skip { nothing, space, token, failed };
+enum class Skip { nothing, space, failed };
 
-// Passes one run of white space or one comment, if there is one. It becomes a token when the lexer
-// returns white space. May jump.
-Skip skip(Lexer &lex, const char *&p) {
-  const uint8_t bits = classOf(*p);
-  if (!(bits & (isSpace | isCommentStop))) return Skip::nothing;
-  const bool keep = lex.return_spaces || utLexHasCallbacks();
+// Passes one run of white space or one comment, if there is one, and copies it with `keep`. May
+// jump.
+Skip skip(Lexer &lex, const char *&p, bool keep) {
+  const uint16_t bits = classOf(*p);
+  if (!(bits & isSkip)) return Skip::nothing;
   if (bits & isSpace) {
     scanSpace(lex, p, keep);
-  } else if (*p == '/' && peek(lex, p, 1) == '/') {
-    passUntil(lex, p, isLineStop, keep);
-  } else if (*p == '/' && peek(lex, p, 1) == '*') {
-    if (!scanComment(lex, p, '/', '/', keep)) return Skip::failed;
-  } else if (*p == '(' && peek(lex, p, 1) == '*') {
-    if (!scanComment(lex, p, '(', ')', keep)) return Skip::failed;
-  } else {
-    return Skip::nothing;
+    return Skip::space;
   }
-  if (lex.return_spaces) {
-    finish(lex, p, Z_LEX_SPACE);
-    return Skip::token;
+  const char next = peek(lex, p, 1);
+  if (next == '*') {
+    const char close = *p == '/' ? '/' : ')';
+    return scanComment(lex, p, *p, close, keep) ? Skip::space : Skip::failed;
   }
-  lex.spaceBefore = true;
-  if (keep) {
-    utLexTellCallbacks(lex, Z_LEX_SPACE);
-    utLexTextClear(lex);
-  }
+  if (*p != '/' || next != '/') return Skip::nothing;
+  passUntil(lex, p, isLineStop, keep);
   return Skip::space;
 }
 
@@ -232,26 +248,39 @@ bool finishPattern(Lexer &lex, const char *p) {
   return finish(lex, p, Z_LEX_PATTERN);
 }
 
-bool scanName(Lexer &lex, const char *p) {
+bool failName(Lexer &lex, const char *p) {
   takeRun(lex, p, isName);
-  if (lex.text_length >= Z_LEX_ID_SIZE) {
-    return fail(lex, p, "ERROR: utLexIdOrPattern\nIdentifier Too Long\n<%s>\n", lex.text);
-  }
-  if (std::memchr(lex.text, '?', lex.text_length)) return finishPattern(lex, p);
+  return fail(lex, p, "ERROR: utLexIdOrPattern\nIdentifier Too Long\n<%s>\n", lex.text);
+}
+
+// The text's storage has always room for the longest name.
+bool scanName(Lexer &lex, const char *p) {
+  int32_t length = 0;
+  uint16_t all = 0;
+  do {
+    for (; length < Z_LEX_ID_SIZE && classOf(*p) & isName; ++p) {
+      all |= classOf(*p);
+      lex.text[length++] = *p;
+    }
+  } while (p == lex.limit && fill(lex, p));
+  lex.text_length = length;
+  if (length == Z_LEX_ID_SIZE) return failName(lex, p);
+  if (all & isMark) return finishPattern(lex, p);
+  lex.text[length] = '\0';
   return finish(lex, p, utLexReservedKind(lex.text));
 }
 
 bool scanNumber(Lexer &lex, const char *p) {
   takeRun(lex, p, isDigit);
   if (*p == '.') {
-    utLexTextAdd(lex, {p++, 1});
+    addText(lex, {p++, 1});
     takeRun(lex, p, isDigit);
   }
   if (*p == 'e' || *p == 'E') {
     const char sign = peek(lex, p, 1);
     const size_t length = sign == '+' || sign == '-' ? 2 : 1;
     if (utIsDigit(length == 2 ? peek(lex, p, 2) : sign)) {
-      utLexTextAdd(lex, {p, length});
+      addText(lex, {p, length});
       p += length;
       takeRun(lex, p, isDigit);
     }
@@ -279,10 +308,10 @@ void scanEscape(Lexer &lex, const char *&p) {
   constexpr std::string_view names = "\"\\nt", values = "\"\\\n\t";
   const size_t which = c ? names.find(c) : names.npos;
   if (which == names.npos) {
-    utLexTextAdd(lex, {p++, 1}); // it stands for itself
+    addText(lex, {p++, 1}); // it stands for itself
     return;
   }
-  utLexTextAdd(lex, values.substr(which, 1));
+  addText(lex, values.substr(which, 1));
   p += 2;
 }
 
@@ -305,17 +334,18 @@ bool scanString(Lexer &lex, const char *p) {
 }
 
 bool scanOther(Lexer &lex, const char *p) {
-  const char next = peek(lex, p, 1);
-  const char c = *p;
-  for (const auto &pair : pairs) {
-    if (pair.first == c && pair.second == next) {
-      utLexTextAdd(lex, {p, 2});
+  const char next = classOf(*p) & isPair ? peek(lex, p, 1) : '\0';
+  lex.text[0] = *p;
+  lex.text[1] = next;
+  if (next) {
+    for (const auto &pair : pairs) {
+      if (pair.first != *p || pair.second != next) continue;
+      lex.text_length = 2;
       return finish(lex, p + 2, pair.kind);
     }
   }
-  utLexTextAdd(lex, {p, 1});
-  const int32_t kind = static_cast<unsigned char>(c) < singles.size() ? singles[c] : 0;
-  return finish(lex, p + 1, kind ? kind : Z_LEX_ERROR);
+  lex.text_length = 1;
+  return finish(lex, p + 1, singles[static_cast<unsigned char>(*p)]);
 }
 
 } // namespace
@@ -324,27 +354,6 @@ void utLexMoveTo(Lexer &lex, const char *p) {
   const bool ended = *p == '\0' && ends(lex, p);
   lex.read = p + 1;
   lex.character = ended ? -1 : static_cast<unsigned char>(*p);
-}
-
-void utLexTextClear(Lexer &lex) {
-  lex.text_length = 0;
-  lex.text[0] = '\0';
-}
-
-void utLexTextAdd(Lexer &lex, std::string_view text) {
-  const int64_t length = lex.text_length + static_cast<int64_t>(text.size());
-  if (length >= lex.text_capacity) {
-    int64_t capacity = lex.text_capacity;
-    while (capacity <= length) capacity *= 2;
-    char *bigger = utNewArray<char>(capacity, "((lexer)->token_buffer)");
-    std::memcpy(bigger, lex.text, lex.text_length);
-    Z_FREE(lex.text, "((lexer)->token_buffer)");
-    lex.text = bigger;
-    lex.text_capacity = static_cast<int32_t>(capacity);
-  }
-  std::memcpy(lex.text + lex.text_length, text.data(), text.size());
-  lex.text_length = static_cast<int32_t>(length);
-  lex.text[length] = '\0';
 }
 
 bool utLexSkipLine(Lexer &lex) {
@@ -356,22 +365,28 @@ bool utLexSkipLine(Lexer &lex) {
 
 bool utLexNext(Lexer &lex) {
   const char *p = utLexCursor(lex);
-  utLexTextClear(lex);
+  const bool keep = lex.return_spaces || utLexHasCallbacks();
   lex.spaceBefore = false;
+  lex.text_length = 0;
   for (;;) {
     lex.tokenStart = p;
     if (*p == '\0' && ends(lex, p)) return finish(lex, p, Z_LEX_END);
-    const Skip skipped = skip(lex, p);
-    if (skipped == Skip::failed) return false;
-    if (skipped == Skip::token) return true;
+    const Skip skipped = skip(lex, p, keep);
     if (skipped == Skip::nothing) break;
+    if (skipped == Skip::failed) return false;
+    if (lex.return_spaces) return finish(lex, p, Z_LEX_SPACE);
+    lex.spaceBefore = true;
+    if (!keep) continue;
+    finish(lex, p, Z_LEX_SPACE);
+    utLexTellCallbacks(lex, Z_LEX_SPACE);
+    p = utLexCursor(lex);
+    lex.text_length = 0;
   }
-  const uint8_t bits = classOf(*p);
+  const uint16_t bits = classOf(*p);
   const bool octets = lex.expect_octets && (bits & isHex);
   lex.expect_octets = 0;
   if (octets) return scanOctets(lex, p);
   if (bits & isStart) return scanName(lex, p);
   if (bits & isDigit) return scanNumber(lex, p);
-  if (*p == '"') return scanString(lex, p);
-  return scanOther(lex, p);
+  return *p == '"' ? scanString(lex, p) : scanOther(lex, p);
 }

@@ -4,17 +4,12 @@
 #include "config/lex.h"
 
 #include <atomic>
-#include <string_view>
 
 // Publishes `p` as the place of the current character, reading more of a stream when it ends there.
 void utLexMoveTo(Lexer &lex, const char *p);
 
 // Drops the rest of the line and scans the next token.
 bool utLexSkipLine(Lexer &lex);
-
-// Empties the token's text; adds to it.
-void utLexTextClear(Lexer &lex);
-void utLexTextAdd(Lexer &lex, std::string_view text);
 
 // The kind of a reserved word, or Z_LEX_IDENTIFIER (lexword.cpp).
 int32_t utLexReservedKind(const char *text);

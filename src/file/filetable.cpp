@@ -78,7 +78,8 @@ const char *utFileKeepMode(const char *mode) {
 
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode) {
   std::fflush(stream);
-  if (!ZutBackupFile(name)) return FileRotation::kept;
+  const bool moved = ZutBackupFile(name) && utPlatFileKind(name) == PlatFileKind::none;
+  if (!moved) return FileRotation::kept;
   if (utPlatFileReopen(stream, name, mode)) return FileRotation::done;
   utFailC();
   return FileRotation::failed;

@@ -9,12 +9,12 @@ ZutFileNode *utFileNodeOf(const FILE *stream);
 
 enum class FileRotation {
   done,   // backed up; the stream writes to a new, empty file
-  kept,   // no backup could be made: the stream goes on at the end of the old file
+  kept,   // no backup could be made or none is wanted: the stream goes on in the old file
   failed, // backed up, but no new file could be opened: the stream goes on in the backup
 };
 // Starts the file of an open stream over, as ZutBackupFile and a new opening with `mode` would.
 // The stream object stays the same and open, so whoever shares it is not disturbed; nothing is
-// truncated that could not be backed up. Reports nothing; the error number tells why it was not
+// truncated that was not backed up. Reports nothing; the error number tells why it was not
 // done. Where a sharing violation is in the way it waits a twentieth of a second: after `kept` try
 // again now and then, not at each line.
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode);

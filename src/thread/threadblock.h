@@ -32,7 +32,7 @@ struct CbReads {
   CbHold *more; // all of them once there are more than `first` takes
 };
 
-struct ThreadBlock {
+struct ThreadState {
   int32_t typed;
   int32_t error;
   char errorText[48]; // "unknown error N"
@@ -46,8 +46,9 @@ struct ThreadBlock {
   RwHold *moreHolds; // those whose place is taken
   int32_t moreCount;
   int32_t moreCapacity;
-  char reserved[520 - 2 * 4 - 48 - 4 * 4 - 4 * sizeof(void *) - 8 * sizeof(RwHold) -
-                sizeof(CbReads)];
+};
+struct ThreadBlock : ThreadState {
+  char reserved[520 - sizeof(ThreadState)];
 };
 static_assert(sizeof(ThreadBlock) == 520);
 

@@ -1,6 +1,7 @@
 // Own calendar arithmetic, the same on every platform; only the zone's offset comes from the
-// system. Offsets change on quarters of an hour, so one is asked for once per quarter: each entry
-// of `zones` holds a quarter and its zone in one word, read and written whole, without a lock.
+// system, which takes longer to tell it than all the rest. So weeks in which the zone does not
+// change are remembered: each entry of `zones` holds a week and its zone in one word, read and
+// written whole, without a lock. The table spans 78 years without a collision.
 #include "time/calendar.h"
 
 #include <algorithm>
@@ -21,21 +22,30 @@ const char utDigitPairs[] = "00010203040506070809101112131415161718192021222324"
 namespace {
 
 constexpr int64_t daySeconds = 86400;
-constexpr int64_t quarterSeconds = 900;
-constexpr uint32_t zoneCount = 256;
+constexpr int64_t weekSeconds = 7 * daySeconds;
+constexpr uint32_t zoneCount = 4096;
 
-// The quarter's number plus one in the upper half (0: empty), twice the offset plus the daylight
-// flag in the lower.
+// The week's number plus one in the upper half (0: empty), twice the offset plus the daylight flag
+// in the lower, or `mixed` for a week in which the zone changes.
 constinit std::atomic<uint64_t> zones[zoneCount] = {};
+constexpr auto mixed = static_cast<uint32_t>(INT32_MIN);
 
-constexpr uint64_t pack(uint32_t tag, PlatZone zone) {
-  const uint32_t low = static_cast<uint32_t>(zone.offset) * 2 + (zone.daylight ? 1 : 0);
-  return static_cast<uint64_t>(tag) << 32 | low;
+constexpr uint32_t pack(PlatZone zone) {
+  return static_cast<uint32_t>(zone.offset) * 2 + (zone.daylight ? 1 : 0);
 }
 
-constexpr PlatZone unpack(uint64_t word) {
-  const auto low = static_cast<int32_t>(static_cast<uint32_t>(word));
-  return {low >> 1, (low & 1) != 0};
+constexpr PlatZone unpack(uint32_t word) {
+  const auto value = static_cast<int32_t>(word);
+  return {value >> 1, (value & 1) != 0};
+}
+
+// No zone changes and changes back within a day, so a look at every day finds each change.
+uint32_t zoneOfWeek(int64_t start) {
+  const uint32_t zone = pack(utPlatZone(start));
+  for (int64_t time = start + daySeconds; time < start + weekSeconds; time += daySeconds) {
+    if (pack(utPlatZone(time)) != zone) return mixed;
+  }
+  return pack(utPlatZone(start + weekSeconds - 1)) == zone ? zone : mixed;
 }
 
 } // namespace
@@ -72,13 +82,15 @@ CivilTime utCivilTime(int64_t seconds) {
 
 PlatZone utZone(int64_t utc) {
   utc = std::clamp(utc, int64_t{0}, utTimeEnd - 1); // beyond, not every system knows the zone
-  const auto tag = static_cast<uint32_t>(utc / quarterSeconds) + 1;
-  std::atomic<uint64_t> &entry = zones[tag % zoneCount];
-  const uint64_t word = entry.load(std::memory_order_relaxed);
-  if (word >> 32 == tag) return unpack(word);
-  const PlatZone zone = utPlatZone(utc);
-  entry.store(pack(tag, zone), std::memory_order_relaxed);
-  return zone;
+  const auto week = static_cast<uint32_t>(utc / weekSeconds);
+  std::atomic<uint64_t> &entry = zones[week % zoneCount];
+  uint64_t word = entry.load(std::memory_order_relaxed);
+  if (word >> 32 != week + 1) {
+    word = static_cast<uint64_t>(week + 1) << 32 | zoneOfWeek(week * weekSeconds);
+    entry.store(word, std::memory_order_relaxed);
+  }
+  const auto zone = static_cast<uint32_t>(word);
+  return zone == mixed ? utPlatZone(utc) : unpack(zone);
 }
 
 int64_t utLocalMoment(int64_t local) {

@@ -25,7 +25,7 @@ int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day);
 // The date and time of 0 <= seconds < utTimeEnd.
 CivilTime utCivilTime(int64_t seconds);
 
-// The zone at a moment, remembered per quarter of an hour. Any thread, no lock.
+// The zone at a moment. Any thread, no lock.
 PlatZone utZone(int64_t utc);
 
 // The moment at which a clock on the wall shows `local` (seconds since 1970 as if universal).

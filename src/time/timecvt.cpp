@@ -2,8 +2,6 @@
 // current converter are made by the first call, live until the process ends and are guarded by the
 // process mutex, which is held while the current converter runs. Each thread has result buffers of
 // its own, so the built-in converters have nothing to free when they are destroyed.
-#include "time/timecvt.h"
-
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -196,12 +194,6 @@ int32_t Z_CALL visit(ZutWord key, ZutWord value, ZutWord argument) {
 }
 
 } // namespace
-
-int32_t utTimeText(double time, char *out, int32_t size) {
-  const ProcessGuard guard;
-  utCopyCut(out, static_cast<size_t>(size), currentText(time));
-  return static_cast<int32_t>(std::strlen(out));
-}
 
 extern "C" {
 

@@ -347,27 +347,31 @@ TEST(Callback, QuitCallbacks) { EXPECT_EQ(runChild("quit").out, "18 1 0 q\n"); }
 
 TEST(CallbackThreads, FireAddDestroyAndClear) {
   ZutInitThreads();
-  ZutCbType *type = newType();
+  ZutCbType *plain = newType(Z_CB_GLOBAL_ONLY);
+  ZutCbType *merged = newType();
   int owner = 0;
   std::atomic<int> calls{0};
   std::atomic<int> ticks[4] = {};
-  ZutCbCreateGlobal(type, count, reinterpret_cast<ZutWord>(&calls));
-  const auto toggle = [](void *object, void *data, ZutWord) { // changes the lists that call it
-    ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
+  ZutCbCreateGlobal(plain, count, reinterpret_cast<ZutWord>(&calls));
+  ZutCbCreateGlobal(merged, note, 'g');
+  const auto meddle = [](void *object, void *data, ZutWord) { // changes the list that calls it
+    static thread_local char mine;
     ZutCbType *of;
-    ZutCbGetCbType(cb, &of);
-    ZutCbTypeCbCreate(of, object, note, 0);
-    ZutCbDestroy(cb);
+    ZutCbGetCbType(static_cast<ZutCbCallData *>(data)->cb, &of);
+    EXPECT_EQ(ZutCbDestroy(ZutCbTypeCbCreate(of, object, note, reinterpret_cast<ZutWord>(&mine))),
+              1);
   };
   const auto work = [&](int self) {
+    const auto tick = reinterpret_cast<ZutWord>(&ticks[self]);
     for (int i = 0; i < 400; ++i) {
       Event event;
-      ZutCb *mine = ZutCbTypeCbCreate(type, nullptr, count, reinterpret_cast<ZutWord>(&ticks[self]));
+      ZutCb *mine = ZutCbCreateGlobal(plain, count, tick);
       ZutCbSetPriority(mine, static_cast<int16_t>(i % 7));
-      ZutCbTypeCall(type, &owner, &event);
-      if (i % 4 == self) ZutCbTypeCbCreate(type, &owner, toggle, self);
-      if (i % 50 == 0) ZutCbObjClear(type, &owner);
+      ZutCbTypeCall(plain, nullptr, &event);
       ZutCbDestroy(mine);
+      if (i % 4 == self) ZutCbTypeCbCreate(merged, &owner, meddle, self);
+      ZutCbTypeCall(merged, &owner, &event);
+      if (i % 50 == 0) ZutCbObjClear(merged, &owner);
     }
   };
   std::thread threads[3];
@@ -376,10 +380,12 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(calls, 4 * 400);
   for (std::atomic<int> &tick : ticks) EXPECT_GE(tick, 400);
-  ZutCbList *global;
-  ZutCbTypeGetCbList(type, nullptr, &global);
-  EXPECT_EQ(ZutCbListIsActive(global), 0);
-  ZutCbObjClear(type, &owner);
+  for (ZutCbType *type : {plain, merged}) {
+    ZutCbList *list;
+    ZutCbTypeGetCbList(type, nullptr, &list);
+    EXPECT_EQ(ZutCbListIsActive(list), 0);
+  }
+  ZutCbObjClear(merged, &owner);
 }
 
 // Two threads inside a merge of the same two lists; each changes the list that it was called by.

@@ -67,8 +67,6 @@ TEST(TimeText, DatesAgreeWithTheRuntime) {
     char expected[40];
     std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", std::gmtime(&time));
     ASSERT_EQ(toText("http", static_cast<double>(time)), expected);
-    std::strftime(expected, sizeof expected, "%H:%M:%S", std::localtime(&time));
-    ASSERT_EQ(toText("hms", static_cast<double>(time)), expected) << time;
   }
 }
 
@@ -124,6 +122,11 @@ CHILD(zone) {
   const double july = 1342360800.0;    // 2012-07-15 10:00 local
   ASSERT_EQ(toText("hms", january), "10:00:00");
   ASSERT_EQ(toText("hms", july), "10:00:00");
+  for (std::time_t time = 1325376000; time < 1356998400; time += 1799) { // through 2012
+    char expected[40];
+    std::strftime(expected, sizeof expected, "%H:%M:%S", std::localtime(&time));
+    ASSERT_EQ(toText("hms", static_cast<double>(time)), expected) << time;
+  }
   // "full" reads a time as its own season shows it, whatever the season now.
   for (const double now : {january, july}) {
     ZutSetCurrentTime(now);

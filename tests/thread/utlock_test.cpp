@@ -1,0 +1,287 @@
+#include "support/child.h"
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr ZutMutex *(Z_CALL *makers[])(int32_t) = {ZutMutexCreate, ZutMutexCreateFast,
+                                                   ZutMutexCreateEx};
+
+bool isFast(int maker) { return maker > 0; }
+
+template <class F>
+auto elsewhere(F function) {
+  decltype(function()) result{};
+  std::thread([&] { result = function(); }).join();
+  return result;
+}
+
+double seconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// A name that no other run of the tests uses at the same time.
+std::string freshName(const char *kind) {
+  return std::string("zut test/") + kind + std::to_string(static_cast<int64_t>(seconds() * 1e9));
+}
+
+class Lock : public ::testing::Test {
+protected:
+  void SetUp() override { ZutInitThreads(); }
+};
+
+} // namespace
+
+TEST_F(Lock, BadArgumentsChangeNothing) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (const auto make : makers) {
+    for (int32_t owner : {-1, 2}) {
+      ZutErrNumSet(0);
+      EXPECT_EQ(make(owner), nullptr);
+      EXPECT_EQ(ZutErrNumGet(), 7);
+    }
+    ZutMutex *mutex = make(0);
+    for (double timeout : {-0.5, -2.0, -std::numeric_limits<double>::infinity(), nan}) {
+      ZutErrNumSet(0);
+      EXPECT_EQ(ZutMutexLock(mutex, timeout), 0);
+      EXPECT_EQ(ZutErrNumGet(), 7);
+    }
+    ZutMutexLock(mutex, -1.0);
+    ZutCond *cond = ZutCondCreate();
+    for (double timeout : {0.0, -0.5, nan}) {
+      ZutErrNumSet(0);
+      EXPECT_EQ(ZutCondWait(cond, mutex, timeout), 0);
+      EXPECT_EQ(ZutErrNumGet(), 7);
+      EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, 0.0); }), 0); // still held
+    }
+    ZutCondDestroy(cond);
+    ZutMutexUnlock(mutex);
+    EXPECT_EQ(ZutMutexDestroy(mutex), 1);
+  }
+  for (int32_t result : {ZutMutexLock(nullptr, 0.0), ZutMutexUnlock(nullptr),
+                         ZutMutexDestroy(nullptr), ZutCondWakeAll(nullptr), ZutCondDestroy(nullptr),
+                         ZutSpinlockLock(nullptr), ZutSpinlockUnlock(nullptr),
+                         ZutSpinlockDestroy(nullptr)}) {
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ZutErrNumGet(), 7);
+  }
+  EXPECT_EQ(ZutSpinlockCreate(2), nullptr);
+}
+
+TEST_F(Lock, HolderLocksAgainAndOthersWaitForTheLastUnlock) {
+  for (int maker = 0; maker < 3; ++maker) {
+    ZutMutex *mutex = makers[maker](1);
+    const auto errorElsewhere = [&] {
+      return elsewhere([&] {
+        if (!ZutMutexLock(mutex, 0.0)) return ZutErrNumGet();
+        ZutMutexUnlock(mutex);
+        return 0;
+      });
+    };
+    EXPECT_EQ(ZutMutexLock(mutex, 0.0), 1);
+    EXPECT_EQ(ZutMutexLock(mutex, 0.5), 1);
+    EXPECT_EQ(ZutMutexLock(mutex, -1.0), 1);
+    for (int held = 4; held > 0; --held) {
+      EXPECT_EQ(errorElsewhere(), 9);
+      EXPECT_EQ(elsewhere([&] { return ZutMutexUnlock(mutex); }), 0); // not theirs
+      EXPECT_EQ(ZutMutexUnlock(mutex), 1);
+    }
+    EXPECT_EQ(errorElsewhere(), 0);
+    EXPECT_EQ(ZutMutexUnlock(mutex), 0); // nobody's
+    EXPECT_EQ(ZutErrNumGet(), isFast(maker) ? 7 : 2);
+    EXPECT_EQ(errorElsewhere(), 0); // and it still works
+    ZutMutexDestroy(mutex);
+  }
+}
+
+TEST_F(Lock, TimeoutsReportAsEachKindDoes) {
+  for (int maker = 0; maker < 2; ++maker) {
+    ZutMutex *mutex = makers[maker](1);
+    const double timeout = isFast(maker) ? 0.25 : 0.1;
+    std::thread([&] {
+      ZutErrNumSet(0);
+      const double start = seconds();
+      EXPECT_EQ(ZutMutexLock(mutex, timeout), 0);
+      EXPECT_EQ(ZutErrNumGet(), isFast(maker) ? 0 : 9);
+      EXPECT_GE(seconds() - start, isFast(maker) ? 0.29 : 0.08); // three sleeps of 0.1
+    }).join();
+    ZutMutexDestroy(mutex);
+  }
+}
+
+TEST_F(Lock, KernelMutexOfADeadThreadIsTaken) {
+  ZutMutex *mutex = ZutMutexCreate(0);
+  for (double timeout : {-1.0, 0.0, 1.0}) {
+    EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, -1.0); }), 1); // and ends
+    EXPECT_EQ(ZutMutexLock(mutex, timeout), 1);
+    EXPECT_EQ(ZutMutexUnlock(mutex), 1);
+  }
+  EXPECT_EQ(ZutMutexLock(mutex, -1.0), 1);
+  EXPECT_EQ(ZutMutexDestroy(mutex), 1); // while this thread holds it
+  ZutMutex *next = ZutMutexCreate(1);
+  EXPECT_EQ(ZutMutexUnlock(next), 1);
+  ZutMutexDestroy(next);
+}
+
+TEST_F(Lock, OnlyOneIsInside) {
+  ZutMutex *fast = ZutMutexCreateFast(0);
+  ZutMutex *kernel = ZutMutexCreate(0);
+  ZutSpinlock *spin = ZutSpinlockCreate(1);
+  int counts[3] = {};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 3000; ++n) {
+        ZutMutexLock(fast, -1.0);
+        ++counts[0];
+        ZutMutexUnlock(fast);
+        ZutMutexLock(kernel, n % 2 ? -1.0 : 60.0);
+        ++counts[1];
+        ZutMutexUnlock(kernel);
+        if (n % 30) continue; // on few processors its holder may not be running
+        ZutSpinlockLock(spin);
+        ++counts[2];
+        ZutSpinlockUnlock(spin);
+      }
+    });
+  }
+  counts[2] = 1000; // this thread has held the spinlock all the time
+  ZutSpinlockUnlock(spin);
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(counts[0], 12000);
+  EXPECT_EQ(counts[1], 12000);
+  EXPECT_EQ(counts[2], 1400);
+  ZutMutexDestroy(fast);
+  ZutMutexDestroy(kernel);
+  ZutSpinlockDestroy(spin);
+}
+
+TEST_F(Lock, WaitExpiresWithTheMutexHeld) {
+  for (const auto make : makers) {
+    ZutMutex *mutex = make(1);
+    ZutCond *cond = ZutCondCreate();
+    EXPECT_EQ(ZutCondWakeAll(cond), 1); // before the wait: not seen by it
+    const double start = seconds();
+    EXPECT_EQ(ZutCondWait(cond, mutex, 0.05), 0);
+    EXPECT_EQ(ZutErrNumGet(), 9);
+    EXPECT_GE(seconds() - start, 0.03);
+    EXPECT_EQ(ZutCondWait(cond, mutex, 0.0005), 0); // no whole millisecond
+    EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, 0.0); }), 0);
+    EXPECT_EQ(ZutMutexUnlock(mutex), 1);
+    EXPECT_EQ(ZutCondWait(cond, mutex, 1.0), 0); // not held: no wait
+    ZutCondDestroy(cond);
+    ZutMutexDestroy(mutex);
+  }
+}
+
+// Threads that take turns wake everybody and wait again at once, so that one is always about to
+// wait while another begins: whoever misses a wake runs into its timeout.
+TEST_F(Lock, NoWakeIsMissed) {
+  constexpr int players = 3, turns = 3000;
+  ZutMutex *mutex = ZutMutexCreateFast(0);
+  ZutCond *cond = ZutCondCreate();
+  int turn = 0, missed = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < players; ++i) {
+    threads.emplace_back([&, i] {
+      ZutMutexLock(mutex, -1.0);
+      while (turn < turns && missed == 0) {
+        if (turn % players != i) {
+          if (!ZutCondWait(cond, mutex, 10.0)) ++missed;
+          continue;
+        }
+        ++turn;
+        ZutCondWakeAll(cond);
+      }
+      ZutMutexUnlock(mutex);
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(missed, 0);
+  EXPECT_EQ(turn, turns);
+  ZutCondDestroy(cond);
+  ZutMutexDestroy(mutex);
+}
+
+// What a second process sees of the names in its environment.
+CHILD(looker) {
+  const char *name = std::getenv("NAME");
+  ZutErrNumSet(0);
+  const bool made = ZutMutexCreateNamedNp(name, 0) != nullptr;
+  const int error = ZutErrNumGet();
+  const int os = ZutErrNumGetOs();
+  const bool attached = ZutMutexAttachNamedNp(name) != nullptr;
+  const bool asCond = ZutCondAttachNamedNp(name) != nullptr; // of another kind
+  ZutOut("%d %d %d %d %d", made, error, os == 183 || os == EEXIST, attached, asCond);
+}
+
+CHILD(leaver) {
+  ZutMutexCreateNamedNp(std::getenv("NAME"), 1);
+  ZutCondCreateNamedNp((std::string(std::getenv("NAME")) + "c").c_str());
+  std::abort();
+}
+
+TEST_F(Lock, NamesAreSharedUntilTheLastHolderEnds) {
+  const std::string name = freshName("mutex"), condName = name + "c";
+  const Environment environment = {{"NAME", name}};
+  EXPECT_EQ(ZutMutexAttachNamedNp(name.c_str()), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 2);
+  EXPECT_TRUE(runChild("leaver", environment).aborted()); // it held both, and the mutex locked
+  EXPECT_EQ(ZutMutexAttachNamedNp(name.c_str()), nullptr);
+  EXPECT_EQ(ZutCondAttachNamedNp(condName.c_str()), nullptr);
+
+  EXPECT_NE(ZutMutexCreateNamedNp(name.c_str(), 0), nullptr);
+  EXPECT_EQ(ZutMutexCreateNamedNp(name.c_str(), 0), nullptr); // in this process, too
+  EXPECT_EQ(runChild("looker", environment).out, "0 2 1 1 0");
+
+  ZutCond *cond = ZutCondCreateNamedNp(condName.c_str());
+  ZutCond *same = ZutCondAttachNamedNp(condName.c_str());
+  ASSERT_TRUE(cond && same);
+  EXPECT_EQ(ZutCondDestroy(cond), 1);
+  EXPECT_EQ(ZutCondCreateNamedNp(condName.c_str()), nullptr); // `same` still has it
+  EXPECT_EQ(ZutCondDestroy(same), 1);
+  EXPECT_EQ(ZutCondAttachNamedNp(condName.c_str()), nullptr);
+
+  EXPECT_EQ(ZutMutexCreateNamedNp(nullptr, 0), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 3);
+  EXPECT_EQ(ZutMutexCreateNamedNp(name.c_str(), 2), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 7);
+}
+
+// Wakes until the waiter has answered by a name of its own.
+CHILD(waker) {
+  const std::string name = std::getenv("NAME");
+  ZutCond *cond = ZutCondAttachNamedNp(name.c_str());
+  int tries = 0;
+  while (!ZutCondAttachNamedNp((name + "done").c_str()) && ++tries < 500) {
+    ZutCondWakeAll(cond);
+    ZutSleep(0.01);
+  }
+  ZutOut("%s", tries < 500 ? "woken" : "lost");
+}
+
+TEST_F(Lock, NamedConditionWakesAnotherProcess) {
+  const std::string name = freshName("cond");
+  ZutCond *cond = ZutCondCreateNamedNp(name.c_str()), *done = nullptr;
+  ZutMutex *mutex = ZutMutexCreateFast(0);
+  std::thread waiter([&] {
+    ZutMutexLock(mutex, -1.0);
+    EXPECT_EQ(ZutCondWait(cond, mutex, 0.02), 0); // nobody there yet
+    EXPECT_EQ(ZutErrNumGet(), 9);
+    EXPECT_EQ(ZutCondWait(cond, mutex, 20.0), 1);
+    done = ZutCondCreateNamedNp((name + "done").c_str());
+    EXPECT_EQ(ZutMutexUnlock(mutex), 1);
+  });
+  ZutSleep(0.05);
+  EXPECT_EQ(runChild("waker", {{"NAME", name}}).out, "woken");
+  waiter.join();
+  ZutCondDestroy(done);
+  ZutCondDestroy(cond);
+  ZutMutexDestroy(mutex);
+}
