@@ -1,15 +1,12 @@
 # Writes the linker's list of exported operations: exactly those that the public header declares.
-#   cmake -DHEADERS=a.h,b.h -DOUT=file -P exports.cmake
+#   cmake -DHEADER=zut.h -DOUT=file -P exports.cmake
 # OUT ending in .def is a module definition (Windows), anything else a version script (Linux).
 set(names)
-string(REPLACE "," ";" headers "${HEADERS}")
-foreach(header ${headers})
-  file(READ ${header} text)
-  string(REGEX MATCHALL "Z_EXPORT[^;({]*[ \n]Zut[A-Za-z0-9]+\\(" found "${text}")
-  foreach(declaration ${found})
-    string(REGEX REPLACE ".*[ \n](Zut[A-Za-z0-9]+)\\($" "\\1" name "${declaration}")
-    list(APPEND names ${name})
-  endforeach()
+file(READ ${HEADER} text)
+string(REGEX MATCHALL "Z_EXPORT[^;({]*[ \n]Zut[A-Za-z0-9]+\\(" found "${text}")
+foreach(declaration ${found})
+  string(REGEX REPLACE ".*[ \n](Zut[A-Za-z0-9]+)\\($" "\\1" name "${declaration}")
+  list(APPEND names ${name})
 endforeach()
 list(SORT names)
 

@@ -5,9 +5,6 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(FILES include/zut.h DESTINATION include)
-if(EXISTS ${CMAKE_SOURCE_DIR}/include/zut)
-  install(DIRECTORY include/zut DESTINATION include)
-endif()
 install(DIRECTORY share/ DESTINATION share/zut)
 install(TARGETS zut EXPORT zut
   RUNTIME DESTINATION bin LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

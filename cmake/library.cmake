@@ -15,13 +15,12 @@ target_compile_options(zut PRIVATE -fno-exceptions)
 set_target_properties(zut PROPERTIES SOVERSION 1 VERSION ${PROJECT_VERSION})
 
 # What is exported is what the header declares; nothing else keeps a list.
-file(GLOB headers CONFIGURE_DEPENDS include/zut.h include/zut/*.h)
-list(JOIN headers "," header_list)
+set(header ${CMAKE_SOURCE_DIR}/include/zut.h)
 set(exports ${CMAKE_BINARY_DIR}/zut.$<IF:$<BOOL:${WIN32}>,def,map>)
 add_custom_command(OUTPUT ${exports}
-  COMMAND ${CMAKE_COMMAND} -DHEADERS=${header_list} -DOUT=${exports}
+  COMMAND ${CMAKE_COMMAND} -DHEADER=${header} -DOUT=${exports}
           -P ${CMAKE_SOURCE_DIR}/cmake/exports.cmake
-  DEPENDS ${headers} ${CMAKE_SOURCE_DIR}/cmake/exports.cmake
+  DEPENDS ${header} ${CMAKE_SOURCE_DIR}/cmake/exports.cmake
   VERBATIM)
 add_custom_target(exports DEPENDS ${exports})
 add_dependencies(zut exports)
@@ -34,7 +33,8 @@ if(WIN32)
 else()
   # Calls within the library do not go through the symbol table: they start and run faster.
   target_link_options(zut PRIVATE LINKER:--version-script=${exports}
-    LINKER:-Bsymbolic-functions LINKER:--as-needed)
+    LINKER:-Bsymbolic-functions LINKER:--as-needed
+    $<$<NOT:$<BOOL:${ZUT_SANITIZE}>>:LINKER:-z,defs>)
   find_package(Threads REQUIRED)
   target_link_libraries(zut PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
 endif()

@@ -1,16 +1,2052 @@
 #ifndef ZUT_H
 #define ZUT_H
-#include "zut/types.h"
-#include "zut/core.h"
-#include "zut/output.h"
-#include "zut/containers.h"
-#include "zut/callback.h"
-#include "zut/config.h"
-#include "zut/trace.h"
-#include "zut/time.h"
-#include "zut/thread.h"
-#include "zut/file.h"
-#include "zut/net.h"
+/* Conventions, words and records that every family uses.
+ *
+ * Results    A boolean is an int32_t, 1 for true and 0 for false. An operation that fails returns 0
+ *            or a null pointer and sets the thread's error number (ZutErrNumGet); one that succeeds
+ *            leaves the number alone. Exhausted memory is no result: it ends the program with a
+ *            fatal report.
+ * Arguments  They are checked in order. A null handle or pointer is error 3, a size below its
+ *            minimum 4, a flag outside 0 and 1 error 7; locks report a null handle with 7. An
+ *            operation's own comment names what else can fail.
+ * Handles    Pointers to records that callers do not see. A handle belongs to the caller that
+ *            created it until it is given to the Destroy operation of its family. The public
+ *            records are those whose fields stand in this header.
+ * Strings    8-bit, ended by NUL. Text handed to the library is copied, unless the operation says
+ *            that the pointer is kept. Text that the library hands out is the library's, except
+ *            where an operation says that the caller frees it, with ZutFree.
+ * Buffers    An operation that returns text in a buffer of its own has one buffer per thread; the
+ *            thread's next call of that operation overwrites it. Copy what is to be kept.
+ * Times      Seconds as a double, since 1970-01-01 00:00 UTC or as a length. A timeout of -1.0
+ *            waits for ever; any other negative number, or NaN, is error 7.
+ * Traversal  A function is called for each element until it returns non-zero, which is then the
+ *            result; a traversal that runs to its end returns 0 with error 18.
+ * Threads    After ZutInitThreads every operation may be called by any thread; what one thread
+ *            destroys no other may use at the same time. Containers (hash tables, lists, buffers,
+ *            strings, queues) have no lock of their own. Before ZutInitThreads a program has one
+ *            thread and no lock does anything. The library's functions may call a caller's function
+ *            with the process mutex held only where the operation says so.
+ * Integers   Counts, sizes, levels and error numbers are 32 bits wide on every platform.
+ */
+#include <setjmp.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+
+/* The calling convention of every exported operation and of every function given to one. */
+#define Z_CALL
+
+#if defined(_WIN32)
+#  if defined(Z_BUILDING)
+#    define Z_EXPORT __declspec(dllexport)
+#  else
+#    define Z_EXPORT __declspec(dllimport)
+#  endif
+#else
+#  define Z_EXPORT __attribute__((visibility("default")))
+#endif
+
+#if defined(__MINGW32__) && !defined(__clang__)
+#  define Z_PRINTF(text, args) __attribute__((format(gnu_printf, text, args)))
+#elif defined(__GNUC__)
+#  define Z_PRINTF(text, args) __attribute__((format(printf, text, args)))
+#else
+#  define Z_PRINTF(text, args)
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A word that carries a number or a pointer: hash keys and values, list items, callback and
+ * thread arguments. As wide as a pointer. */
+typedef intptr_t ZutWord;
+
+/* Saved error state: see ZutErrNumSave. */
+typedef struct ZutErrState {
+  int32_t number;
+  int32_t c;
+  int32_t os;
+  int32_t socket;
+} ZutErrState;
+
+/* Seconds and microseconds since 1970-01-01 00:00:00 UTC. */
+typedef struct ZutTimePair {
+  int32_t seconds;
+  int32_t microseconds;
+} ZutTimePair;
+
+/* A growing string; the record is the caller's. See "Safe strings". */
+typedef struct ZutSafeString {
+  char *str;
+  int32_t capacity;
+  int32_t length;
+} ZutSafeString;
+
+/* One element of a list of strings: the value of list options. */
+typedef struct ZutStrList {
+  struct ZutStrList *next;
+  char *string;
+} ZutStrList;
+
+typedef struct ZutHashTable ZutHashTable;
+typedef struct ZutLobe ZutLobe;
+typedef struct ZutCbType ZutCbType;
+typedef struct ZutCbList ZutCbList;
+typedef struct ZutCb ZutCb;
+typedef struct ZutLexer ZutLexer;
+typedef struct ZutOption ZutOption;
+typedef struct ZutCommand ZutCommand;
+typedef struct ZutCatalog ZutCatalog;
+typedef struct ZutCatalogFile ZutCatalogFile;
+typedef struct ZutTimeCvt ZutTimeCvt;
+typedef struct ZutMutex ZutMutex;
+typedef struct ZutCond ZutCond;
+typedef struct ZutSpinlock ZutSpinlock;
+typedef struct ZutRwMutex ZutRwMutex;
+typedef struct ZutPath ZutPath;
+typedef struct ZutDir ZutDir;
+typedef struct ZutLibrary ZutLibrary;
+typedef struct ZutDSMM ZutDSMM;
+/* A trace object is `struct ZutTrace`: the function ZutTrace has taken the plain name. */
+struct ZutTrace;
+
+/* Dumps and listings write through a function like printf. */
+typedef int32_t(Z_CALL *ZutPrintFunc)(const char *format, ...);
+/* The output function and the output-flush function: like vprintf. */
+typedef int32_t(Z_CALL *ZutVPrintFunc)(const char *format, va_list args);
+
+/* ---- Start-up, identity, locks (util) ----
+ *
+ * A program calls ZutInit once, early, from main; one that has threads calls ZutInitThreads as
+ * well, before it starts the second one. One recursive process mutex guards every registry of the
+ * library; a resource lock is a mutex known by a number alone. */
+
+/* Names the kind of program, opens its debug file (see ZutDebugOpen) and arms the jump buffer of
+ * ZutErrGetJumpBufferPtr. `process_type` is kept, not copied, and not checked.
+ * Result   0. A report that ends the program prints message 5242 and exits with code 2. */
+Z_EXPORT int32_t Z_CALL ZutInit(const char *process_type);
+/* Makes locks lock and gives each thread its own error number, for the rest of the process.
+ * Result   1, also when called again. */
+Z_EXPORT int32_t Z_CALL ZutInitThreads(void);
+/* The process mutex; a thread may take it again, one unlock each.
+ * Errors   7 for an unlock by a thread that does not hold it. */
+Z_EXPORT int32_t Z_CALL ZutProcessMutexLock(void);
+Z_EXPORT int32_t Z_CALL ZutProcessMutexUnlock(void);
+/* The lock of a number, made when first wanted and destroyed when nobody holds or waits for it; a
+ * thread may take it again.
+ * Errors   7 for an unlock by a thread that does not hold it. */
+Z_EXPORT int32_t Z_CALL ZutResourceLock(ZutWord resource);
+Z_EXPORT int32_t Z_CALL ZutResourceUnlock(ZutWord resource);
+/* What ZutInit was given; "unknown" before. */
+Z_EXPORT const char *Z_CALL ZutGetProcessType(void);
+/* The user's name, cut to fit `buffer`, which has room for 256 bytes. The system is asked once; a
+ * set VN_FORCE_USER_NAME at that moment replaces its answer for good.
+ * Result   `buffer`. When the system does not know, messages 5245 and 5246 and "UNKNOWN". */
+Z_EXPORT char *Z_CALL ZutGetUserName(char *buffer);
+/* The name of this machine, cut to fit `buffer`, which has room for 256 bytes; VN_FORCE_NODE_NAME
+ * replaces it. Asked anew at each call; starts the socket layer.
+ * Result   `buffer`, an empty text with error 29 when the system does not know. */
+Z_EXPORT char *Z_CALL ZutGetNodeName(char *buffer);
+/* A text by which the program identifies itself; the pointer is kept. Null before the first set. */
+Z_EXPORT int32_t Z_CALL ZutGetIdentStr(const char **out);
+Z_EXPORT int32_t Z_CALL ZutSetIdentStr(const char *ident);
+
+/* ---- Memory ----
+ *
+ * The allocator of the library and of its callers. Sizes are in bytes; a size of 0 gives a block of
+ * one byte. A block is never null: when the heap is exhausted, or the size negative, the program
+ * ends with a fatal report that names what was to be allocated and where. Where that report is told
+ * to continue, the process aborts all the same. Blocks of every form are freed by ZutFree or
+ * Z_FREE; freeing null does nothing. */
+Z_EXPORT void *Z_CALL ZutMalloc(int32_t size);
+/* Zero-filled. */
+Z_EXPORT void *Z_CALL ZutCalloc(int32_t size);
+/* Changes a block's size, keeping what fits; a null block is a new one. */
+Z_EXPORT void *Z_CALL ZutRealloc(void *block, int32_t size);
+Z_EXPORT void Z_CALL ZutFree(void *block);
+/* The same with the names that the report prints; the macros fill in the place. A ZutReallocCheck
+ * of a null block names a place of the library instead. */
+Z_EXPORT void *Z_CALL ZutMallocCheck(int32_t size, const char *what, const char *file,
+                                     int32_t line);
+Z_EXPORT void *Z_CALL ZutCallocCheck(int32_t size, const char *what, const char *file,
+                                     int32_t line);
+Z_EXPORT void *Z_CALL ZutReallocCheck(void *block, int32_t size, const char *what, const char *file,
+                                      int32_t line);
+Z_EXPORT void Z_CALL ZutFreeCheck(void *block, const char *what, const char *file, int32_t line);
+#define Z_MALLOC(size, what) ZutMallocCheck((size), (what), __FILE__, __LINE__)
+#define Z_CALLOC(size, what) ZutCallocCheck((size), (what), __FILE__, __LINE__)
+#define Z_REALLOC(block, size, what) ZutReallocCheck((block), (size), (what), __FILE__, __LINE__)
+#define Z_FREE(block, what) ZutFreeCheck((block), (what), __FILE__, __LINE__)
+/* Rough measures of the heap's growth: the highest address, modulo 2^32, that this operation has
+ * seen the heap give, and what it was at the first call of either of the other two. */
+Z_EXPORT uint32_t Z_CALL ZutGetCurrentSbrk(void);
+Z_EXPORT void Z_CALL ZutSetInitialSbrk(void);
+Z_EXPORT uint32_t Z_CALL ZutGetInitialSbrk(void);
+
+/* ---- Stopping ----
+ *
+ * A fatal error prints a report and ends the program, whatever locks are held; it is meant for
+ * exhausted memory and broken invariants. Exit handlers run at ZutExit. */
+typedef void(Z_CALL *ZutExitFunc)(void);
+/* A fatal error unless `condition` holds. */
+Z_EXPORT void Z_CALL ZutAssert(int32_t condition, const char *text, const char *file, int32_t line);
+/* Unless `condition` holds, prints messages 5250 and 5251 and the last error codes at level 2.
+ * Result   `condition`. The error state stays as it is. */
+Z_EXPORT int32_t Z_CALL ZutExpect(int32_t condition, const char *text, const char *file,
+                                  int32_t line);
+#define Z_ASSERT(condition) ZutAssert((condition) ? 1 : 0, #condition, __FILE__, __LINE__)
+#define Z_EXPECT(condition) ZutExpect((condition) ? 1 : 0, #condition, __FILE__, __LINE__)
+/* Where the report goes beside the debug file; null until set or first used: standard output. */
+Z_EXPORT int32_t Z_CALL ZutGetFatalErrorFile(FILE **out);
+Z_EXPORT int32_t Z_CALL ZutSetFatalErrorFile(FILE *stream);
+/* Prints the report, waits 5 seconds and exits with code 2. The presence of a variable changes the
+ * end: VN_FATAL_ERROR_CONTINUE returns to the caller, VN_FATAL_ERROR_ABORT aborts at once,
+ * VN_FATAL_ERROR_SLEEP returns after an hour. A fatal error during a report aborts without one.
+ * Threads  any; waits for no lock of the library. */
+Z_EXPORT void Z_CALL ZutFatalError(const char *format, ...) Z_PRINTF(1, 2);
+/* Adds a function for ZutExit to call. */
+Z_EXPORT int32_t Z_CALL ZutAtExit(ZutExitFunc function);
+/* Calls the exit handlers, each once and the newest first, those that a handler adds too, and ends
+ * the process. Never returns; a second thread that calls it waits for the first to end the
+ * process. Handlers run without a lock of the library. */
+Z_EXPORT void Z_CALL ZutExit(int32_t code);
+
+/* ---- Random numbers, environment, frames, notices ---- */
+/* 0 to 32767, the same sequence in every process with the same seed, which is 1 at first. Not for
+ * names, keys or secrets. */
+Z_EXPORT int32_t Z_CALL ZutRandom(void);
+Z_EXPORT void Z_CALL ZutRandomSeed(int32_t seed);
+/* Reads a variable of the environment into this operation's buffer; `*out` is null when it is not
+ * set. In a process with more rights than its user, variables that begin with VN are not set. */
+Z_EXPORT int32_t Z_CALL ZutGetenv(const char *name, const char **out);
+/* Sets a variable from "NAME=value"; "NAME=" removes it.
+ * Errors   7 without "="; 0, with message 5076, when the system refuses. */
+Z_EXPORT int32_t Z_CALL ZutPutenv(const char *assignment);
+/* A counter that the program advances and the built-in commands show and set. */
+Z_EXPORT int32_t *Z_CALL ZutFrameCountGetPtr(void);
+/* Keeps a loop at the rate of the option frame_interval (seconds), called once a turn; mode 1
+ * sleeps for the rest of the interval, mode 0 does not. For one thread.
+ * Errors   9, with message 5241, when the turn took longer than the interval. */
+Z_EXPORT int32_t Z_CALL ZutFrameCheck(int32_t mode);
+/* The next ZutFrameCheck is a first one again. */
+Z_EXPORT void Z_CALL ZutFrameReset(void);
+/* Appends the file standard/support.txt below VNHOME to `notice`.
+ * Errors   3 when VNHOME is not set; message 5252 when the file cannot be opened. */
+Z_EXPORT int32_t Z_CALL ZutGetSupportNotice(ZutSafeString *notice);
+/* Prints message 5253 about an operation that the platform does not have.
+ * Result   `result`. */
+Z_EXPORT int32_t Z_CALL ZutNoSupport(int32_t feature, const char *file, int32_t line,
+                                     int32_t result);
+Z_EXPORT void Z_CALL ZutFlushStdout(void);
+
+/* ---- Process operations, libraries, system ---- */
+/* Runs a line in the system's command processor, null the processor itself, and waits for its end.
+ * Result   its exit code, or -1 when it could not be run. */
+Z_EXPORT int32_t Z_CALL ZutSystem(const char *command);
+/* Loads a library by an absolute name or a file name; a file name without a "." gets the platform's
+ * suffix. A file name is looked for where the system keeps libraries, with flag 1 first in the
+ * directory "drivers" beside this library; never in the current directory. It stays loaded.
+ * Errors   8 when there is none. */
+Z_EXPORT ZutLibrary *Z_CALL ZutLibraryLoad(const char *name, int32_t flag);
+/* Errors   8 when the library exports no such symbol. */
+Z_EXPORT void *Z_CALL ZutLibrarySymbolLookup(ZutLibrary *library, const char *symbol);
+/* The system's family, 2 for the NT family and everything that is not Windows, and its version. */
+Z_EXPORT int32_t Z_CALL ZutWinVersionInfo(int32_t *platform, int32_t *major, int32_t *minor);
+/* Both wait at least that many seconds, not at all for 0 and less. */
+Z_EXPORT void Z_CALL ZutWinSleep(double seconds);
+Z_EXPORT void Z_CALL ZutSleep(double seconds);
+
+/* ---- Keyed objects ----
+ *
+ * A table of counted objects: one is made when its key is first asked for and destroyed when it has
+ * been given back as often as it was asked for. Tables live until the process ends. Both functions
+ * are called with the process mutex held, so that threads that ask for one key get one object. */
+typedef void *(Z_CALL *ZutDSMMCreateFunc)(ZutWord key, void *argument);
+typedef void(Z_CALL *ZutDSMMDestroyFunc)(void *object, void *argument);
+Z_EXPORT ZutDSMM *Z_CALL ZutDSMMCreate(int32_t buckets, ZutDSMMCreateFunc create,
+                                       ZutDSMMDestroyFunc destroy, void *argument);
+/* Result   the key's object, counted once more; null, uncounted, when the create function gave
+ *          null. */
+Z_EXPORT void *Z_CALL ZutDSMMObjectCreate(ZutDSMM *table, ZutWord key);
+/* Errors   8 when the key has no object. */
+Z_EXPORT int32_t Z_CALL ZutDSMMObjectDestroy(ZutDSMM *table, ZutWord key);
+
+/* ---- Character format, small strings (strutil) ---- */
+/* The current character format is a number that ZutInitThreads sets to the system's, the number of
+ * its code page (65001 is UTF-8). */
+Z_EXPORT int32_t Z_CALL ZutSetCharFormat(int32_t format);
+Z_EXPORT int32_t Z_CALL ZutGetCharFormatSystemDefault(void);
+/* Compares ignoring the case of ASCII letters.
+ * Result   below, equal to or above 0, as for strcmp; null, with error 3, comes before any text. */
+Z_EXPORT int32_t Z_CALL ZutStrCmpi(const char *a, const char *b);
+/* Replaces the string `*dest`, which it frees, by a copy of `text`; null becomes null. The caller
+ * frees the last one with ZutFree.
+ * Result   the copy. */
+Z_EXPORT char *Z_CALL ZutStringCopy(char **dest, const char *text);
+/* Is this an identifier: a letter or "_", then letters, digits, "_", "%" and "?", at most 63
+ * characters? If not, error 7. */
+Z_EXPORT int32_t Z_CALL ZutIdIsValid(const char *text);
+
+/* ---- Error numbers (errnum) ----
+ *
+ * What made the last failing operation of this thread fail: the library's number and, for the
+ * numbers 1, 2 and 29, a reason of the C runtime (errno), of the system or of the socket layer.
+ * Socket reasons are Windows Sockets codes on every platform. Before ZutInitThreads the number
+ * belongs to the process. Setting the number disturbs none of the three reasons.
+ *
+ *   1 C, 2 OS, 3 null pointer, 4 too small, 5 too large, 6 exists, 7 invalid, 8 does not exist,
+ *   9 timeout, 10 end of file, 11 same value, 12 value unknown, 13 value required, 14 type invalid,
+ *   15 type mismatch, 16 interrupted, 17 verify failed, 18 end of traversal, 19 empty, 20 value
+ *   mismatch, 21 type unknown, 24 file corrupt, 25 would block, 28 read only, 29 socket, 30 no
+ *   memory, 31 unsupported, 32 object in use; from 500 up the messaging programs' own. */
+/* Result   1; before ZutInitThreads the number itself. */
+Z_EXPORT int32_t Z_CALL ZutErrNumSet(int32_t number);
+Z_EXPORT int32_t Z_CALL ZutErrNumGet(void);
+/* Where the calling thread's number stands. */
+Z_EXPORT int32_t *Z_CALL ZutErrNumGetPtr(void);
+/* These set the number (1, 2, 29) and its reason; a code of 0 leaves the reason as it is. */
+Z_EXPORT int32_t Z_CALL ZutErrNumSetC(int32_t code);
+Z_EXPORT int32_t Z_CALL ZutErrNumGetC(void);
+Z_EXPORT int32_t Z_CALL ZutErrNumSetOs(int32_t code);
+Z_EXPORT int32_t Z_CALL ZutErrNumGetOs(void);
+Z_EXPORT int32_t Z_CALL ZutErrNumSetSocket(int32_t code);
+Z_EXPORT int32_t Z_CALL ZutErrNumGetSocket(void);
+/* Sets 2 and errno; `second` is not used. */
+Z_EXPORT int32_t Z_CALL ZutErrNumSetVms(int32_t code, int32_t second);
+/* Keep and bring back all four words around work that must not change what the caller reads. A
+ * reason that was 0 is not brought back by ZutErrNumRestore. */
+Z_EXPORT int32_t Z_CALL ZutErrNumSave(ZutErrState *state);
+Z_EXPORT int32_t Z_CALL ZutErrNumRestore(const ZutErrState *state);
+/* The cheap pair: the second takes what the first returned, and brings back every reason. */
+Z_EXPORT void *Z_CALL ZutErrNumSaveTsd(ZutErrState *state);
+Z_EXPORT int32_t Z_CALL ZutErrNumRestoreTsd(const ZutErrState *state, void *tsd);
+/* The text of a number, "unknown error N" in this operation's buffer where it has none; never null,
+ * and the error state stays as it is. */
+Z_EXPORT const char *Z_CALL ZutErrNumToStr(int32_t number);
+/* The text of the thread's number. */
+Z_EXPORT const char *Z_CALL ZutErrStrGet(void);
+/* Adds or replaces the text of a number; the pointer is kept. */
+Z_EXPORT int32_t Z_CALL ZutErrStrCreate(int32_t number, const char *text);
+/* Does ZutPerror print? 0 at first. */
+Z_EXPORT int32_t Z_CALL ZutPerrorSetEnable(int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutPerrorGetEnable(int32_t *out);
+/* Prints "PREFIX: REASON" through ZutOutDebug when the number is 1, 2 or 29 and this is enabled.
+ * Result   1; the error state stays as it is. */
+Z_EXPORT int32_t Z_CALL ZutPerror(const char *prefix);
+/* Two words that error reports read: feedback 0 novice, 1 expert, 2 no output; severity 0 warning,
+ * 1 severe, 2 fatal. Not checked; setting returns the value. */
+Z_EXPORT int32_t Z_CALL ZutErrFeedbackSet(int32_t level);
+Z_EXPORT int32_t Z_CALL ZutErrFeedbackGet(void);
+Z_EXPORT int32_t Z_CALL ZutErrSeveritySet(int32_t severity);
+Z_EXPORT int32_t Z_CALL ZutErrSeverityGet(void);
+/* Where a report that jumps goes when it is given no buffer of its own. ZutInit arms it for the
+ * program's end; a program that arms it again, in a frame that stays, gets control there. */
+Z_EXPORT jmp_buf *Z_CALL ZutErrGetJumpBufferPtr(void);
+/* One byte for each debugging flag, set and cleared by the commands _debug_on and _debug_off. */
+Z_EXPORT uint8_t *Z_CALL ZutGetDebugFlags(void);
+#define Z_DEBUG_FLAG_COUNT 256
+
+/* ---- Output, debug and dump streams (utout) ----
+ *
+ * Everything that a person reads goes through here: to the program's output function when it has
+ * set one, else to standard output by way of a trace object. The output function runs with the
+ * process mutex held, so it must not wait for another thread that prints, and it must return: a
+ * jump out of it leaves the mutex held. What it prints itself comes back to it at most eight deep,
+ * then goes to standard output.
+ *
+ * Printing keeps the caller's error state. VNTIMESTAMPOUTPUT (any value) puts the time before each
+ * text of ZutOut and ZutVOut; VNTIMESTAMPOUTPUTSUPPRESS takes the time from catalog messages. */
+
+/* The function that prints, like vprintf; null: none. Asking for it while there is none makes
+ * standard output's the set one. */
+Z_EXPORT void Z_CALL ZutSetOutputFunc(ZutVPrintFunc function);
+Z_EXPORT ZutVPrintFunc Z_CALL ZutGetOutputFunc(void);
+/* The function behind ZutOutFlush: prints and makes sure that it is seen. */
+Z_EXPORT int32_t Z_CALL ZutSetOutFlushFunc(ZutVPrintFunc function);
+Z_EXPORT ZutVPrintFunc Z_CALL ZutGetOutFlushFunc(void);
+/* Prints through the output-flush function; the first use without one sets one that prints with
+ * ZutVOut and flushes standard output. Result: what that function gives. */
+Z_EXPORT int32_t Z_CALL ZutOutFlush(const char *format, ...) Z_PRINTF(1, 2);
+/* Prints through the output function or to standard output, whatever the level. Result: what that
+ * function gives. When the program has set an output function, the time of VNTIMESTAMPOUTPUT goes
+ * to the default trace object and not to that function. */
+Z_EXPORT int32_t Z_CALL ZutVOut(const char *format, va_list args) Z_PRINTF(1, 0);
+/* Prints whatever the level. Without an output function the text goes to the trace object "utout",
+ * which flushes it. Result: 1. */
+Z_EXPORT int32_t Z_CALL ZutOut(const char *format, ...) Z_PRINTF(1, 2);
+/* Prints at a trace level: an output function gets every text, the default trace object the ones
+ * that its level admits. The forms named Default use that object's own level. */
+Z_EXPORT int32_t Z_CALL ZutOutStr(int32_t level, const char *format, ...) Z_PRINTF(2, 3);
+Z_EXPORT int32_t Z_CALL ZutVOutStr(int32_t level, const char *format, va_list args) Z_PRINTF(2, 0);
+Z_EXPORT int32_t Z_CALL ZutOutStrDefault(const char *format, ...) Z_PRINTF(1, 2);
+Z_EXPORT int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) Z_PRINTF(1, 0);
+/* Prints the catalog's message of that number with the arguments that follow, at `level`, or at
+ * the level of the message's severity for Z_TRACE_LEVEL_DEFAULT. Result: 0 when the catalog has no
+ * such message; nothing is printed then.
+ * The text comes from a file, so its conversions are examined before the arguments are read: a
+ * text whose conversions are not those that the library passes (its own numbers), or are not plain
+ * printf conversions of moderate width (other numbers), is printed as it stands. */
+Z_EXPORT int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...);
+/* Makes the options catalog_file, catalog_flags and _trace_{level,file,flags}_catalog, the default
+ * catalog and the default trace object, and binds them to one another. Only the first call does
+ * anything; the first catalog message makes it. */
+Z_EXPORT int32_t Z_CALL ZutOutInit(void);
+/* While the option verbose is true: prints to the debug stream and to the output. */
+Z_EXPORT int32_t Z_CALL ZutVerbose(const char *format, ...) Z_PRINTF(1, 2);
+
+/* Opens the debug file unless one is open: VNDEBUGFILENAME as it stands, else `name` with the
+ * extension .dbg. "stderr" in any case, and a file that cannot be created, give standard error.
+ * ZutInit calls it with the process type. */
+Z_EXPORT int32_t Z_CALL ZutDebugOpen(const char *name);
+/* Closes the debug file; its name is kept for ZutDebugReopen, which appends. A stream that is
+ * still open then stays open and is the caller's. */
+Z_EXPORT int32_t Z_CALL ZutDebugClose(void);
+Z_EXPORT FILE *Z_CALL ZutDebugReopen(void);
+/* Renames the debug file, on disk as well; "stderr" leaves it for standard error, and any other
+ * name leaves standard error for a new file.
+ * Errors   8 with no debug stream open; 6 for the name it has; 1 when the system refuses. */
+Z_EXPORT int32_t Z_CALL ZutDebugRename(const char *name);
+/* The name is null before the first open. Asking for the stream opens it on standard error. */
+Z_EXPORT const char *Z_CALL ZutDebugFileName(void);
+Z_EXPORT FILE *Z_CALL ZutDebugFilePtr(void);
+/* Prints to the debug stream and flushes it. */
+Z_EXPORT int32_t Z_CALL ZutVDebug(const char *format, va_list args) Z_PRINTF(1, 0);
+Z_EXPORT int32_t Z_CALL ZutDebug(const char *format, ...) Z_PRINTF(1, 2);
+/* Prints to the output and keeps a record in the debug file. ZutWarning puts "WARNING: " before it
+ * and ends the process with abort() when VN_WARNING_ABORT is set. */
+Z_EXPORT int32_t Z_CALL ZutOutDebug(const char *format, ...) Z_PRINTF(1, 2);
+Z_EXPORT int32_t Z_CALL ZutWarning(const char *format, ...) Z_PRINTF(1, 2);
+
+/* The dump file: "dump<process id>.dmp" in the directory for temporary files, for a long report
+ * that a person then views. Opening makes it anew (a file or link of that name is removed, never
+ * followed); appending keeps what is there.
+ * Errors   6 when it is open; 8 when there is no writable directory. */
+Z_EXPORT FILE *Z_CALL ZutDumpOpen(void);
+Z_EXPORT FILE *Z_CALL ZutDumpOpenAppend(void);
+/* Writes to the dump file, opened when it is not; to the output when it cannot be opened. */
+Z_EXPORT int32_t Z_CALL ZutDumpOut(const char *format, ...) Z_PRINTF(1, 2);
+Z_EXPORT int32_t Z_CALL ZutDumpOutVa(const char *format, va_list args) Z_PRINTF(1, 0);
+/* Error 8 when it is not open. */
+Z_EXPORT int32_t Z_CALL ZutDumpClose(void);
+/* Closes the dump file and shows it in the editor. Error 8 when there never was one. */
+Z_EXPORT int32_t Z_CALL ZutDumpView(void);
+/* Deletes the dump file. Error 8 when there never was one, 6 while it is open, 1 when the system
+ * refuses. */
+Z_EXPORT int32_t Z_CALL ZutDumpRemove(void);
+/* The name belongs to the library. Error 8 when there never was a dump file. */
+Z_EXPORT int32_t Z_CALL ZutDumpGetName(const char **out);
+
+/* Kind 0: the percentage, 0 to 100, of the machine's processors that the process used since the
+ * call before; 0.0 the first time. Error 7 for any other kind. */
+Z_EXPORT int32_t Z_CALL ZutProcInfo(int32_t kind, double *out);
+
+/* ---- Hash tables (hash) ----
+ * A table from keys to values, both words of the caller's that are never copied. Order of visits:
+ * chains by index, in each chain the newest entry first. No lock: one thread at a time.
+ * Insert, resize, reset, destroy, dump and the getters do not check for a null table. */
+/* One entry. Callers may read the key and follow next. */
+typedef struct ZutHashBucket {
+  struct ZutHashBucket *next;
+  ZutWord key;
+  ZutWord value;
+  int32_t ref_count;
+} ZutHashBucket;
+
+/* The functions of a table: `hash` gives a key's number, `test` is 1 when two keys are equal.
+ * The others are called with each entry; see the operations that take them. */
+typedef uint32_t(Z_CALL *ZutHashFunc)(ZutWord key);
+typedef int32_t(Z_CALL *ZutHashTestFunc)(ZutWord sought, ZutWord stored);
+typedef int32_t(Z_CALL *ZutHashTraverseFunc)(ZutWord key, ZutWord value, ZutWord argument);
+typedef void(Z_CALL *ZutHashDestroyFunc)(ZutWord key, ZutWord value, ZutWord argument);
+typedef int32_t(Z_CALL *ZutHashCompareFunc)(ZutWord key_a, ZutWord key_b);
+typedef int32_t(Z_CALL *ZutHashFilterFunc)(ZutWord key, ZutWord value);
+typedef int32_t(Z_CALL *ZutHashSortFunc)(ZutWord value, ZutWord argument);
+
+/* A new table for about `expected` entries with the caller's functions. It starts with the power
+ * of two of chains that is at least four thirds of `expected`, 8 at the least, and asks for
+ * twice as many when more than three quarters are used, which the same rule turns into four
+ * times. */
+Z_EXPORT ZutHashTable *Z_CALL ZutHashCreate(int32_t expected, ZutHashFunc hash,
+                                            ZutHashTestFunc test);
+
+/* The same with ready-made functions, which are also the fastest: numbers; texts (the key is the
+ * text's address; it must stay as it is while its entry lives); texts whose ASCII letters' case
+ * is ignored; addresses. */
+Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateInt(int32_t expected);
+Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateStr(int32_t expected);
+Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateStri(int32_t expected);
+Z_EXPORT ZutHashTable *Z_CALL ZutHashCreatePtr(int32_t expected);
+
+/* The smallest power of two that is at least 2 and at least `n`. Above 2^30 there is none in 32
+ * bits: message 5121, result 2. */
+Z_EXPORT int32_t Z_CALL ZutRoundUpToPowerOf2(int32_t n);
+
+/* The number of entries, and of insertions that met a chain in use. Deleting gives back a
+ * collision only where the entry was not the first of its chain, so that number is a hint. */
+Z_EXPORT int32_t Z_CALL ZutHashGetSize(const ZutHashTable *table);
+Z_EXPORT int32_t Z_CALL ZutHashGetCollisions(const ZutHashTable *table);
+
+/* A counted table (flag 1) counts the insertions of a key, and an entry goes with the last of as
+ * many deletions. Errors  7 when the table is not empty or the flag is neither 0 nor 1. */
+Z_EXPORT int32_t Z_CALL ZutHashGetReferenceCounted(const ZutHashTable *table);
+Z_EXPORT int32_t Z_CALL ZutHashSetReferenceCounted(ZutHashTable *table, int32_t flag);
+Z_EXPORT ZutHashFunc Z_CALL ZutHashGetHashFunc(const ZutHashTable *table);
+Z_EXPORT ZutHashTestFunc Z_CALL ZutHashGetTestFunc(const ZutHashTable *table);
+
+/* The value of a key.
+ * Result   0 with error 8 when the key is absent. An entry whose value is 0 gives 0 and leaves
+ *          the error number alone: use ZutHashLookupBucket where values may be 0.
+ * ZutHashLookupInt is the same operation. */
+Z_EXPORT ZutWord Z_CALL ZutHashLookup(ZutHashTable *table, ZutWord key);
+Z_EXPORT ZutWord Z_CALL ZutHashLookupInt(ZutHashTable *table, ZutWord key);
+
+/* The entry of a key, the table's own record. It stays where it is until it is deleted.
+ * Errors   8 when absent. */
+Z_EXPORT ZutHashBucket *Z_CALL ZutHashLookupBucket(ZutHashTable *table, ZutWord key);
+
+/* The first entry in the order of traversal. Errors  8 when the table is empty. */
+Z_EXPORT ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table);
+
+/* Adds an entry. A key that is present counts one more in a counted table, which keeps the first
+ * value; in any other table nothing changes and a warning line is printed. With the variable
+ * HASH_INSERT_VERBOSE_ERROR set the table is dumped as well, with HASH_INSERT_FATAL_ERROR the
+ * process ends. */
+Z_EXPORT void Z_CALL ZutHashInsert(ZutHashTable *table, ZutWord key, ZutWord value);
+
+/* Sets the value of a key, and the key itself to the equal one that is given; adds the entry
+ * when it is absent. Result  the previous value, 0 when there was none. */
+Z_EXPORT ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value);
+Z_EXPORT ZutWord Z_CALL ZutHashBucketGetValue(const ZutHashBucket *bucket);
+Z_EXPORT ZutWord Z_CALL ZutHashBucketSetValue(ZutHashBucket *bucket, ZutWord value);
+
+/* Takes an entry out of the table (in a counted table: one insertion of it).
+ * Result   the entry: while its ref_count is above 0 it is still the table's; at 0 it is a block
+ *          that the caller frees with ZutFree, at another address than the entry had.
+ * Errors   8 when absent. */
+Z_EXPORT ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key);
+
+/* The same without the entry: gives its value, 0 with error 8 when absent. */
+Z_EXPORT ZutWord Z_CALL ZutHashDelete(ZutHashTable *table, ZutWord key);
+
+/* Calls `function` for every entry: chains in order, in each the newest entry first. A result
+ * other than 0 stops it and is the result; at the end the result is 0 with error 18. The
+ * function may look up, insert, replace and delete any key: what it deletes is not visited any
+ * more, what it inserts may be or not, and the table grows when the traversal ends. It must
+ * return: a table whose traversal was left by a jump neither grows nor frees entries any more. */
+Z_EXPORT int32_t Z_CALL ZutHashTraverse(ZutHashTable *table, ZutHashTraverseFunc function,
+                                        ZutWord argument);
+
+/* Removes every entry, after calling `function` (may be null) with it; the table is not counted
+ * any more. The Free forms free the keys, the values or both with ZutFree. */
+Z_EXPORT void Z_CALL ZutHashReset(ZutHashTable *table, ZutHashDestroyFunc function,
+                                  ZutWord argument);
+Z_EXPORT void Z_CALL ZutHashResetFreeKey(ZutHashTable *table);
+Z_EXPORT void Z_CALL ZutHashResetFreeValue(ZutHashTable *table);
+Z_EXPORT void Z_CALL ZutHashResetFreeKeyValue(ZutHashTable *table);
+
+/* The same, and the table is gone. Not inside a traversal of the table. */
+Z_EXPORT void Z_CALL ZutHashDestroy(ZutHashTable *table, ZutHashDestroyFunc function,
+                                    ZutWord argument);
+Z_EXPORT void Z_CALL ZutHashDestroyFreeKey(ZutHashTable *table);
+Z_EXPORT void Z_CALL ZutHashDestroyFreeValue(ZutHashTable *table);
+Z_EXPORT void Z_CALL ZutHashDestroyFreeKeyValue(ZutHashTable *table);
+
+/* Makes the table as large as ZutHashCreate would for `n` entries; it never shrinks. */
+Z_EXPORT void Z_CALL ZutHashResize(ZutHashTable *table, int32_t n);
+
+/* The values (ZutHashSort) or the keys (ZutHashSortKeys) in ascending order of the keys, in an
+ * array that the caller frees. `compare` null compares texts ignoring case; `filter`, if given,
+ * keeps the entries for which it is not 0. Equal keys come in any order.
+ * Result   null with count 0 when there is nothing. */
+Z_EXPORT ZutWord *Z_CALL ZutHashSort(ZutHashTable *table, int32_t *count,
+                                     ZutHashCompareFunc compare, ZutHashFilterFunc filter);
+Z_EXPORT ZutWord *Z_CALL ZutHashSortKeys(ZutHashTable *table, int32_t *count,
+                                         ZutHashCompareFunc compare, ZutHashFilterFunc filter);
+
+/* Calls `function` with each value of ZutHashSort until a result is not 0. Result  the last one;
+ * 0 without an error number when there was nothing. */
+Z_EXPORT int32_t Z_CALL ZutHashSortTraverse(ZutHashTable *table, ZutHashSortFunc function,
+                                            ZutWord argument, ZutHashCompareFunc compare,
+                                            ZutHashFilterFunc filter);
+
+/* Prints sizes, the spread over the chains and all entries through `out`, null for ZutDebug. The
+ * printed deviations are roots of sums over the chains, not divided by their number. */
+Z_EXPORT void Z_CALL ZutHashDump(ZutHashTable *table, ZutPrintFunc out);
+
+/* ---- Safe strings (safestr) ----
+ * A text that grows, always terminated. The record ZutSafeString is the caller's: storage, bytes
+ * allocated, characters in use. No operation checks for null pointers. No lock. */
+
+/* Makes an empty string in the record `out`, with 256 bytes of storage or `size` (at least 1).
+ * Result   the record. */
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringCreate(ZutSafeString *out);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQCreate(ZutSafeString *out, int32_t size);
+
+/* Frees the storage. The record is passed by value and keeps a stale pointer. */
+Z_EXPORT void Z_CALL ZutSafeStringDestroy(ZutSafeString string);
+
+/* Appends a text, a character or a number in decimal. The text may lie in the string itself. The
+ * capacity grows by as many steps as needed: 256 bytes, or `step` (at least 1) in the Q forms.
+ * Result   the record. */
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppend(ZutSafeString *string, const char *text);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text,
+                                                    int32_t step);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char character);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char character,
+                                                        int32_t step);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number);
+
+/* Puts a text before the contents, in a new storage. Result  the new text. */
+Z_EXPORT char *Z_CALL ZutSafeStringPrepend(ZutSafeString *string, const char *text);
+
+/* Empties the string. A record whose `str` is null is created. */
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringClear(ZutSafeString *string);
+
+/* The text replaces the contents; it may lie in the string itself. */
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringCopy(ZutSafeString *string, const char *text);
+Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQCopy(ZutSafeString *string, const char *text,
+                                                  int32_t step);
+
+/* Makes room for `size` bytes in all, rounded up to a multiple of 256. Result  0 when there was
+ * room already. */
+Z_EXPORT int32_t Z_CALL ZutSafeStringResize(ZutSafeString *string, int32_t size);
+
+/* Cuts the last `count` characters off. Result  0, nothing cut, when there are fewer or `count`
+ * is negative. */
+Z_EXPORT int32_t Z_CALL ZutSafeStringShorten(ZutSafeString *string, int32_t count);
+
+/* ---- Linked lists (deque ptrdeque queue stack ptrqueue ptrstack) ----
+ * Links between records of the caller's, or between nodes that the library allocates to carry one
+ * item each. Nothing is checked and nothing is locked. A node that is taken out has null links. */
+/* Intrusive nodes: the caller's record begins with these links. */
+typedef struct ZutDqNode {
+  struct ZutDqNode *left;
+  struct ZutDqNode *right;
+} ZutDqNode;
+typedef struct ZutListNode {
+  struct ZutListNode *next;
+} ZutListNode;
+/* Nodes that the library allocates. */
+typedef struct ZutPdqNode {
+  ZutDqNode links;
+  ZutWord item;
+} ZutPdqNode;
+typedef struct ZutPqNode {
+  struct ZutPqNode *next;
+  ZutWord item;
+} ZutPqNode;
+typedef struct ZutPq {
+  ZutPqNode *head;
+  ZutPqNode *tail;
+} ZutPq;
+typedef struct ZutPstNode {
+  struct ZutPstNode *next;
+  ZutWord item;
+} ZutPstNode;
+typedef int32_t(Z_CALL *ZutListFunc)(ZutListNode *node, ZutWord argument);
+typedef int32_t(Z_CALL *ZutListOrderFunc)(ZutListNode *node, ZutListNode *other);
+typedef int32_t(Z_CALL *ZutPqOrderFunc)(ZutWord item, ZutWord other);
+
+/* A deque is a ring of nodes closed by a sentinel, which is its handle: the sentinel's right
+ * neighbour is the first node, its left one the last. ZutDqClose frees the nodes with ZutFree. */
+Z_EXPORT void Z_CALL ZutDqOpen(ZutDqNode **deque);
+Z_EXPORT void Z_CALL ZutDqClose(ZutDqNode **deque);
+
+/* Links `node` to the right of `position`; to append, give the sentinel's left neighbour. */
+Z_EXPORT void Z_CALL ZutDqRightInsert(ZutDqNode *node, ZutDqNode *position);
+
+/* Unlinks a node. Result  the node; null when it is the sentinel. */
+Z_EXPORT ZutDqNode *Z_CALL ZutDqDetach(ZutDqNode *deque, ZutDqNode *node);
+
+/* The first node, unlinked (Pop) or left in place, or the last. Result  null when empty. */
+Z_EXPORT ZutDqNode *Z_CALL ZutDqPop(ZutDqNode *deque);
+Z_EXPORT ZutDqNode *Z_CALL ZutDqFirst(ZutDqNode *deque);
+Z_EXPORT ZutDqNode *Z_CALL ZutDqLast(ZutDqNode *deque);
+
+/* A deque of items: adds at the front; finds the first node with the item or null; deletes that
+ * node: 0, or -1 when there is none. */
+Z_EXPORT ZutPdqNode *Z_CALL ZutAddPdqNode(ZutDqNode *deque, ZutWord item);
+Z_EXPORT ZutPdqNode *Z_CALL ZutFindPdqNode(ZutDqNode *deque, ZutWord item);
+Z_EXPORT int32_t Z_CALL ZutDeletePdqNode(ZutDqNode *deque, ZutWord item);
+
+/* Queues of the caller's nodes between a head and a tail word. Append adds at the end, Push at
+ * the front, Pop removes the first, null when empty. */
+Z_EXPORT void Z_CALL ZutQueueAppend(ZutListNode **head, ZutListNode **tail, ZutListNode *node);
+Z_EXPORT void Z_CALL ZutQueuePush(ZutListNode **head, ZutListNode **tail, ZutListNode *node);
+Z_EXPORT ZutListNode *Z_CALL ZutQueuePop(ZutListNode **head, ZutListNode **tail);
+
+/* These work on a link word: the head word, or the next word of a node. RightInsert puts the
+ * node where the link points; RightDetach removes the node that the link points to, null when
+ * none; LeftFind gives the link to the first node for which function(node, argument) is not 0,
+ * or null. */
+Z_EXPORT void Z_CALL ZutQueueRightInsert(ZutListNode **head, ZutListNode **tail, ZutListNode *node,
+                                         ZutListNode **after);
+Z_EXPORT ZutListNode *Z_CALL ZutQueueRightDetach(ZutListNode **head, ZutListNode **tail,
+                                                 ZutListNode **link);
+Z_EXPORT ZutListNode **Z_CALL ZutQueueLeftFind(ZutListNode **head, ZutListNode **tail,
+                                               ZutWord argument, ZutListFunc function);
+
+/* Inserts before the first node x for which function(node, x) is not 0, else at the end: with a
+ * function that says "strictly before", equal nodes keep the order of arrival. */
+Z_EXPORT void Z_CALL ZutQueueInsert(ZutListNode **head, ZutListNode **tail, ZutListNode *node,
+                                    ZutListOrderFunc function);
+
+/* Removes a node wherever it is: gives the node, null when it is not in the queue. */
+Z_EXPORT ZutListNode *Z_CALL ZutQueueDelete(ZutListNode **head, ZutListNode **tail,
+                                            ZutListNode *node);
+
+/* Frees all nodes with ZutFree. */
+Z_EXPORT void Z_CALL ZutQueueClose(ZutListNode **head, ZutListNode **tail);
+
+/* Stacks and lists of the caller's nodes behind one head word. Pop gives null when empty, Close
+ * frees all nodes with ZutFree. */
+Z_EXPORT void Z_CALL ZutStackPush(ZutListNode **head, ZutListNode *node);
+Z_EXPORT ZutListNode *Z_CALL ZutStackPop(ZutListNode **head);
+Z_EXPORT void Z_CALL ZutStackClose(ZutListNode **head);
+
+/* The chain's length; its last node (null for none); the place of a node counted from 0, or -1
+ * with message 5144. */
+Z_EXPORT int32_t Z_CALL ZutListLength(const ZutListNode *first);
+Z_EXPORT ZutListNode *Z_CALL ZutListEnd(ZutListNode *first);
+Z_EXPORT int32_t Z_CALL ZutListPos(const ZutListNode *first, const ZutListNode *node);
+
+/* Removes a node: gives it, null when it is absent. */
+Z_EXPORT ZutListNode *Z_CALL ZutListDelete(ZutListNode **head, ZutListNode *node);
+
+/* Calls function(node, argument) for every node; a node for which it is not 0 is unlinked and
+ * the function's to keep or free. Result  the last one of the function, 0 for an empty list. */
+Z_EXPORT int32_t Z_CALL ZutListTravDel(ZutListNode **head, ZutListFunc function, ZutWord argument);
+
+/* Queues of items. Add appends, Push puts at the front: both give the node. Pop gives the first
+ * item, 0 when empty. */
+Z_EXPORT ZutPqNode *Z_CALL ZutPqAdd(ZutPq *queue, ZutWord item);
+Z_EXPORT ZutPqNode *Z_CALL ZutPqPush(ZutPq *queue, ZutWord item);
+Z_EXPORT ZutWord Z_CALL ZutPqPop(ZutPq *queue);
+
+/* Inserts the item where `link`, the head word or a node's next word, points; gives the node. */
+Z_EXPORT ZutPqNode *Z_CALL ZutPqRInsert(ZutPq *queue, ZutWord item, ZutPqNode **link);
+
+/* Inserts before the first item x for which function(item, x) is not 0, else at the end.
+ * Result   the place, counted from 1, at which the item now stands. */
+Z_EXPORT int32_t Z_CALL ZutPqInsert(ZutPq *queue, ZutWord item, ZutPqOrderFunc function);
+
+/* Delete removes the first node with the item; both give the item, 0 when it is absent. */
+Z_EXPORT ZutWord Z_CALL ZutPqDelete(ZutPq *queue, ZutWord item);
+Z_EXPORT ZutWord Z_CALL ZutPqFind(const ZutPq *queue, ZutWord item);
+Z_EXPORT int32_t Z_CALL ZutPqCount(const ZutPq *queue);
+Z_EXPORT void Z_CALL ZutPqClose(ZutPq *queue);
+
+/* Stacks of items: Push gives the new node, Pop the item (0 when empty), Find the first node
+ * with the item or null. */
+Z_EXPORT ZutPstNode *Z_CALL ZutPushPstNode(ZutPstNode **head, ZutWord item);
+Z_EXPORT ZutWord Z_CALL ZutPopPstNode(ZutPstNode **head);
+Z_EXPORT ZutPstNode *Z_CALL ZutFindPstNode(ZutPstNode *first, ZutWord item);
+
+/* ---- Lobe tables (lobe) ----
+ * A lobe gives any object one more slot, known by the object's address: a process-wide table from
+ * objects to copies of a value. Each lobe has a mutex of its own, taken once threads are
+ * initialised; any thread may use any lobe. A null lobe gives 0 or null. */
+typedef int32_t(Z_CALL *ZutLobeTraverseFunc)(ZutWord object, void *value, ZutWord argument);
+
+/* The lobe of a number, made when it is new, for values of `size` bytes or for texts (a size of
+ * -1). A lobe that was declared with another size is returned as it is, with message 5410. */
+Z_EXPORT ZutLobe *Z_CALL ZutLobeDeclare(int32_t number, int32_t size);
+Z_EXPORT ZutLobe *Z_CALL ZutLobeStringDeclare(int32_t number);
+
+/* Result  null when no lobe has the number, with error 8 if any was ever declared. */
+Z_EXPORT ZutLobe *Z_CALL ZutLobeLookup(int32_t number);
+
+/* The size of a value, -1 for texts, 0 for a null lobe. */
+Z_EXPORT int32_t Z_CALL ZutLobeGetSize(const ZutLobe *lobe);
+
+/* The table of all lobes by number, null before the first. Hold the process mutex while using
+ * it. */
+Z_EXPORT ZutHashTable *Z_CALL ZutLobeTable(void);
+
+/* The object's value, the lobe's own block, or null. Another thread may delete it at any time. */
+Z_EXPORT void *Z_CALL ZutLobeFindValue(const void *object, ZutLobe *lobe);
+
+/* Copies the object's value to `out`: the size's bytes, or the text with its terminator.
+ * Result   0 when the object has none. */
+Z_EXPORT int32_t Z_CALL ZutLobeGet(const void *object, ZutLobe *lobe, void *out);
+
+/* Gives the object a copy of a value. A value of fixed size that it has already is overwritten
+ * where it stands. ZutLobeCheckSet does nothing and gives 0 when there is a value; two threads
+ * that check at once may both set. */
+Z_EXPORT int32_t Z_CALL ZutLobeSet(const void *object, ZutLobe *lobe, const void *value);
+Z_EXPORT int32_t Z_CALL ZutLobeCheckSet(const void *object, ZutLobe *lobe, const void *value);
+
+/* Takes the object's value away. Result  always 0. */
+Z_EXPORT int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe);
+
+/* Takes the object's values away in every lobe: for use when the object goes. */
+Z_EXPORT void Z_CALL ZutLobeClear(const void *object);
+
+/* Calls `function` with each object and its value, under the lobe's mutex; results as
+ * ZutHashTraverse, 0 when no lobe was ever declared. */
+Z_EXPORT int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc function,
+                                        ZutWord argument);
+
+/* ---- Callback types and callback lists (callback) ----
+ * An event is a numbered type. Its callbacks stand in lists: one global list and one for each
+ * owner, any object of the caller's. Lists are ordered by priority, highest first, then by age; no
+ * two callbacks of a list have the same function and argument.
+ * Threads  any, once threads are initialised. A list is locked for reading while its callbacks
+ *          are called, traversed, looked up or printed, for writing while it is changed. A callback
+ *          may change, clear or call the list that is calling it: the change waits until no other
+ *          thread is inside a call of that list. A thread that has to wait lets others change the
+ *          lists that it is calling itself, so calls and changes never wait for each other in a
+ *          ring. A callback must return or end the process: left by a jump, it leaves its list
+ *          locked. */
+/* The event's record begins with this field: the list sets it before each call. */
+typedef struct ZutCbCallData {
+  ZutCb *cb;
+} ZutCbCallData;
+#define Z_CB_CHANGE_FUNCTION 1
+#define Z_CB_CHANGE_ARGUMENT 2
+#define Z_CB_CHANGE_DESTROY 3
+#define Z_CB_CHANGE_PRIORITY 4
+typedef struct ZutCbChangeData {
+  ZutCb *cb;
+  int32_t kind;
+} ZutCbChangeData;
+#define Z_CB_GLOBAL_ONLY 0
+#define Z_CB_NO_GLOBALS 1
+#define Z_CB_GLOBALS_OK 2
+#define Z_CB_INDIRECT 0
+#define Z_CB_DIRECT 1
+/* The library's own types. */
+#define Z_CB_TYPE_TIME_CHANGE (-101)
+#define Z_CB_TYPE_OPTION_CHANGE (-102)
+#define Z_CB_TYPE_LEXER_TOKEN (-104)
+#define Z_CB_TYPE_QUIT (-106)
+typedef void(Z_CALL *ZutCbFunc)(void *owner, void *call_data, ZutWord argument);
+typedef void(Z_CALL *ZutCbChangeFunc)(ZutCb *cb, ZutCbChangeData *data, ZutWord argument);
+typedef int32_t(Z_CALL *ZutCbTypeTraverseFunc)(ZutWord number, ZutCbType *type, ZutWord argument);
+typedef int32_t(Z_CALL *ZutCbListTraverseFunc)(ZutCbList *list, ZutCb *cb, ZutWord argument);
+
+/* A new type; the name, which may be null, is copied. Result  null when the number is taken.
+ * Callback type numbers are lobe numbers as well: a type whose number is that of a lobe with
+ * another size has no owner lists (message 5005). */
+Z_EXPORT ZutCbType *Z_CALL ZutCbTypeCreate(int32_t number, const char *name);
+
+/* The type of a name, ignoring case (error 18 when there is none), or of a number (error 8 when
+ * there is none, no error number before the first type). */
+Z_EXPORT ZutCbType *Z_CALL ZutCbTypeLookup(const char *name);
+Z_EXPORT ZutCbType *Z_CALL ZutCbTypeNumLookup(int32_t number);
+
+/* Calls `function` with each type, the process mutex held; results as ZutHashTraverse. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeTraverse(ZutCbTypeTraverseFunc function, ZutWord argument);
+
+/* What an event calls: Z_CB_GLOBAL_ONLY, Z_CB_NO_GLOBALS (the owner's callbacks only) or
+ * Z_CB_GLOBALS_OK (both, merged by priority), the value at first. Any value is stored. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeSetGlobFlag(ZutCbType *type, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutCbTypeGetGlobFlag(ZutCbType *type, int32_t *out);
+
+/* Where owners' lists are: Z_CB_INDIRECT, the library finds them; Z_CB_DIRECT, owners keep them.
+ * Errors   7 for another flag. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeSetLocalFlag(ZutCbType *type, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutCbTypeGetLocalFlag(ZutCbType *type, int32_t *out);
+
+/* The name, null when there is none, and the number. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeGetName(ZutCbType *type, const char **out);
+Z_EXPORT int32_t Z_CALL ZutCbTypeGetNum(ZutCbType *type, int32_t *out);
+
+/* The list of an owner, or for a null owner the global one. Result  0 when there is none; for an
+ * owner of a direct type with message 5006. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeGetCbList(ZutCbType *type, void *owner, ZutCbList **out);
+
+/* A list that becomes the owner's. Result  null for a direct type. */
+Z_EXPORT ZutCbList *Z_CALL ZutCbTypeCbListCreate(ZutCbType *type, void *owner);
+
+/* A callback with priority 0 in the owner's list, or for a null owner in the global one, made when
+ * it is missing. Result  null for an owner of a direct type.
+ * Errors   6 when the pair of function and argument is there; 15 for a global callback of a type
+ *          with Z_CB_NO_GLOBALS. */
+Z_EXPORT ZutCb *Z_CALL ZutCbTypeCbCreate(ZutCbType *type, void *owner, ZutCbFunc function,
+                                         ZutWord argument);
+
+/* The callback with that function and argument. Errors  8 when there is none; 15 with message
+ * 5007 for an owner of a direct type. */
+Z_EXPORT ZutCb *Z_CALL ZutCbTypeCbLookup(ZutCbType *type, void *owner, ZutCbFunc function,
+                                         ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutCbCreateGlobal(ZutCbType *type, ZutCbFunc function, ZutWord argument);
+
+/* Raises the event: calls the callbacks of the owner, the global ones or both, as the type's flag
+ * says, on this thread. `call_data` is a record that begins with a ZutCbCallData. The owner's list
+ * may be cleared by another thread meanwhile.
+ * Result   1, also when nothing was called. An unknown flag calls nothing: message 5008. */
+Z_EXPORT int32_t Z_CALL ZutCbTypeCall(ZutCbType *type, void *owner, void *call_data);
+
+/* The same by the type's number. An unknown number gives 0, the call 1. ZutCbTypeNumCbDestroy
+ * destroys the callback that the look-up finds. */
+Z_EXPORT ZutCb *Z_CALL ZutCbTypeNumCbLookup(int32_t number, void *owner, ZutCbFunc function,
+                                            ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutCbTypeNumCbDestroy(int32_t number, void *owner, ZutCbFunc function,
+                                              ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutCbTypeNumCbCall(int32_t number, void *owner, void *call_data);
+Z_EXPORT int32_t Z_CALL ZutCbTypeNumObjClear(int32_t number, void *owner);
+
+/* Destroys the owner's list. Result  0 when it has none; as ZutCbListDestroy otherwise. */
+Z_EXPORT int32_t Z_CALL ZutCbObjClear(ZutCbType *type, void *owner);
+
+/* Prints a type through `out`. */
+Z_EXPORT int32_t Z_CALL ZutCbPrintType(ZutCbType *type, ZutPrintFunc out);
+
+/* A list of a type. It is found by its owner only if the caller keeps it; see
+ * ZutCbTypeCbListCreate. */
+Z_EXPORT ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner);
+
+/* Destroys a list and its callbacks, each change function called.
+ * Errors   32 when this thread is calling the list: the call stops after the callback that it is
+ *          in, and the last call to end destroys an owner's list. A global list then stays as it
+ *          is and calls one callback an event.
+ * Threads  waits for other threads' calls. */
+Z_EXPORT int32_t Z_CALL ZutCbListDestroy(ZutCbList *list);
+
+/* Calls the list's callbacks, ZutCbMergeCall those of two lists by priority, the owner's first
+ * among equals. Both stop when the owner's list is being destroyed. Result  1. */
+Z_EXPORT int32_t Z_CALL ZutCbListCall(ZutCbList *list, void *owner, void *call_data);
+
+/* Calls `function` for each callback in calling order. Result  the first one that is not 0; 0,
+ * without error 18, at the end. */
+Z_EXPORT int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function,
+                                          ZutWord argument);
+
+/* A new callback with priority 0 in the list. Errors  6 when function and argument are there. */
+Z_EXPORT ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, ZutWord argument);
+
+/* Inserts a callback that ZutCbListRemoveCb took out of a list, after those of equal priority.
+ * Errors   6 when function and argument are there, 32 when the callback is in a list. Removing
+ *          gives error 8 when the callback is not in this list. */
+Z_EXPORT int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb);
+
+/* The first callback with that function and argument. Errors  8 when there is none. */
+Z_EXPORT ZutCb *Z_CALL ZutCbListCbLookup(ZutCbList *list, ZutCbFunc function, ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutCbListRemoveCb(ZutCbList *list, ZutCb *cb);
+
+/* Is any thread calling, traversing or printing the list? */
+Z_EXPORT int32_t Z_CALL ZutCbListIsActive(ZutCbList *list);
+
+/* The owner (null for a global list) and the type. */
+Z_EXPORT int32_t Z_CALL ZutCbListGetOwner(ZutCbList *list, void **out);
+Z_EXPORT int32_t Z_CALL ZutCbListGetType(ZutCbList *list, ZutCbType **out);
+
+/* Two numbers that are kept with the list and printed, without effect.
+ * Result   always 0, with messages 5001 to 5004, although the number is stored or fetched. */
+Z_EXPORT int32_t Z_CALL ZutCbListSetStartThresh(ZutCbList *list, uint16_t threshold);
+Z_EXPORT int32_t Z_CALL ZutCbListGetStartThresh(ZutCbList *list, uint16_t *out);
+Z_EXPORT int32_t Z_CALL ZutCbListSetCurrentThresh(ZutCbList *list, uint16_t threshold);
+Z_EXPORT int32_t Z_CALL ZutCbListGetCurrentThresh(ZutCbList *list, uint16_t *out);
+Z_EXPORT int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_list, void *owner,
+                                       void *call_data);
+
+/* Prints a list and its callbacks through `out`. */
+Z_EXPORT int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out);
+
+/* Takes a callback out of its list, calls its change function and frees it. A callback may
+ * destroy itself or any other while it is called. */
+Z_EXPORT int32_t Z_CALL ZutCbDestroy(ZutCb *cb);
+
+/* Change a callback. Result  0 without an error number when the list has a callback with the new
+ * pair of function and argument, be it this one. A new priority puts the callback after those of
+ * equal priority; the present one changes nothing. */
+Z_EXPORT int32_t Z_CALL ZutCbSetFunction(ZutCb *cb, ZutCbFunc function);
+Z_EXPORT int32_t Z_CALL ZutCbSetArgument(ZutCb *cb, ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutCbSetPriority(ZutCb *cb, int16_t priority);
+
+/* What a callback has. One that is in no list has a null list, owner and type. */
+Z_EXPORT int32_t Z_CALL ZutCbGetFunction(ZutCb *cb, ZutCbFunc *out);
+Z_EXPORT int32_t Z_CALL ZutCbGetArgument(ZutCb *cb, ZutWord *out);
+Z_EXPORT int32_t Z_CALL ZutCbGetPriority(ZutCb *cb, int16_t *out);
+Z_EXPORT int32_t Z_CALL ZutCbGetList(ZutCb *cb, ZutCbList **out);
+Z_EXPORT int32_t Z_CALL ZutCbGetOwner(ZutCb *cb, void **out);
+Z_EXPORT int32_t Z_CALL ZutCbGetCbType(ZutCb *cb, ZutCbType **out);
+
+/* `function` is told, after the fact, that the callback's function, argument or priority
+ * changed, with the list locked for writing, so it must not change other lists; and, before the
+ * record is freed, that it is destroyed. */
+Z_EXPORT int32_t Z_CALL ZutCbSetChangeFunction(ZutCb *cb, ZutCbChangeFunc function,
+                                               ZutWord argument);
+
+/* Prints a callback through `out`. */
+Z_EXPORT int32_t Z_CALL ZutCbPrint(ZutCb *cb, ZutPrintFunc out);
+
+/* Callbacks that the quit command calls just before the process exits, with a null owner. The
+ * look-up sets error 8 when there is none. */
+Z_EXPORT ZutCb *Z_CALL ZutQuitCbCreate(ZutCbFunc function, ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutQuitCbLookup(ZutCbFunc function, ZutWord argument);
+
+/* ---- Lexer (lex) ----
+ * Cuts a file, a stream or a string into tokens. The lexer holds one token of look-ahead; a parser
+ * asks for the kind that it expects with the accept operations, which keep the token's value in
+ * the record and scan the next one.
+ *
+ * White space and comments part tokens: (* ... *), / * ... * / written without the blanks, and two
+ * slashes up to the line's end. So a network path or a name with a slash and a star must be quoted.
+ *
+ *   identifier   a letter or "_", then letters, digits, "_", "%"; at most 63 characters
+ *   pattern      the same with exactly two "?" that do not touch; one, or more than two, of them
+ *                make an error token
+ *   number       digits, "." and digits, "e" with a sign and digits; signs are tokens of their own
+ *   string       in double quotes; \" \\ \n \t stand for a quote, a backslash, a line end, a tab,
+ *                a backslash at the line's end continues on the next line, any other backslash
+ *                stands for itself
+ *   operators    the longest that fits
+ *
+ * Classes are those of ASCII whatever the locale; every other character is an error token.
+ *
+ * Errors do not return. They go to the lexer's error function (or to the library-wide one), which
+ * as a rule destroys the lexer and jumps back into the parser; if it returns, the lexer is
+ * destroyed for it, and the parser must not touch it any more. Whatever a parse has collected
+ * belongs to the lexer and is freed with it.
+ *
+ * Threads: a lexer belongs to one thread; the reserved words and the library-wide error function
+ * may be used from any. */
+/* Token kinds; a reserved word's kind is its own number, 1 or more. */
+enum {
+  Z_LEX_IDENTIFIER = 0,
+  Z_LEX_PATTERN = -1,
+  Z_LEX_PLUS = -2,
+  Z_LEX_PLUS_PLUS = -3,
+  Z_LEX_PLUS_EQUAL = -4,
+  Z_LEX_MINUS = -5,
+  Z_LEX_MINUS_MINUS = -6,
+  Z_LEX_MINUS_EQUAL = -7,
+  Z_LEX_STAR = -8,
+  Z_LEX_STAR_EQUAL = -9,
+  Z_LEX_SLASH = -10,
+  Z_LEX_SLASH_EQUAL = -11,
+  Z_LEX_EQUAL = -12,
+  Z_LEX_NOT_EQUAL = -13,
+  Z_LEX_LESS = -14,
+  Z_LEX_LESS_EQUAL = -15,
+  Z_LEX_GREATER = -16,
+  Z_LEX_GREATER_EQUAL = -17,
+  Z_LEX_ASSIGN = -18,
+  Z_LEX_LEFT_PAREN = -19,
+  Z_LEX_RIGHT_PAREN = -20,
+  Z_LEX_LEFT_BRACKET = -21,
+  Z_LEX_RIGHT_BRACKET = -22,
+  Z_LEX_LEFT_BRACE = -23,
+  Z_LEX_RIGHT_BRACE = -24,
+  Z_LEX_COLON = -25,
+  Z_LEX_DOT = -26,
+  Z_LEX_COMMA = -27,
+  Z_LEX_SEMICOLON = -28,
+  Z_LEX_EXCLAMATION = -29,
+  Z_LEX_DOLLAR = -30,
+  Z_LEX_CARET = -31,
+  Z_LEX_AT = -32,
+  Z_LEX_HASH = -33,
+  Z_LEX_PERCENT = -34,
+  Z_LEX_AMPERSAND = -35,
+  Z_LEX_TILDE = -36,
+  Z_LEX_BAR = -37,
+  Z_LEX_NUMBER = -38,
+  Z_LEX_STRING = -39,
+  Z_LEX_BACKSLASH = -40,
+  Z_LEX_SPACE = -41,
+  Z_LEX_END = -42,
+  Z_LEX_ERROR = -43,
+  Z_LEX_OCTETS = -44
+};
+/* Option numbers of ZutLexCreate. */
+enum {
+  Z_LEX_OPT_END = 0,
+  Z_LEX_OPT_FILE_NAME = 1,
+  Z_LEX_OPT_STREAM = 2,
+  Z_LEX_OPT_STRING = 3,
+  Z_LEX_OPT_ERROR_FUNC = 4,
+  Z_LEX_OPT_ERROR_ARG = 5,
+  Z_LEX_OPT_SPACES = 6,
+  Z_LEX_OPT_KEEP_CASE = 7
+};
+#define Z_LEX_ID_SIZE 64
+#define Z_LEX_BUFFER_SIZE 512
+/* The value that the library's error functions jump with. */
+#define Z_LEX_JUMP 42
+typedef void(Z_CALL *ZutLexErrorFunc)(ZutLexer *lexer, const char *format, va_list args,
+                                      void *argument);
+typedef void(Z_CALL *ZutLexUserErrorFunc)(ZutLexer *lexer, const char *format, va_list args);
+/* What a parser may read of a lexer. It may also write return_spaces, keep_case and expect_octets:
+ * they hold from the next token scanned, that is, from the one behind the look-ahead token.
+ * `read - 1` is the place of the current character; at the end of input a NUL stands there. */
+struct ZutLexer {
+  int32_t token; /* kind of the look-ahead token */
+  char *text;    /* its characters, NUL-terminated */
+  char *text_end;
+  int32_t text_length;
+  int32_t text_capacity;
+  char id_value[Z_LEX_ID_SIZE]; /* last accepted identifier, reserved word or pattern */
+  ZutSafeString string_value;   /* last accepted string, file name or slot name */
+  double number_value;          /* last accepted numeric constant */
+  ZutLexErrorFunc error_func;
+  void *error_arg;
+  char *file_name;
+  FILE *stream;
+  const char *string;
+  int32_t line;
+  int32_t character; /* -1 at end of input */
+  const char *read;  /* the next character not yet read */
+  char buffer[Z_LEX_BUFFER_SIZE + 1];
+  int32_t return_spaces;
+  int32_t keep_case;
+  int32_t expect_octets;
+  ZutCbList *token_cbs;
+};
+/* Call data of the "lexer_token" callbacks; their owner is the lexer. */
+typedef struct ZutLexTokenData {
+  ZutCb *cb;
+  int32_t token;
+  const char *text;
+} ZutLexTokenData;
+/* Makes a lexer and scans its first token. Arguments: pairs of an option number and its value, then
+ * 0. A file name (the file is read and closed by the lexer), a stream or a string (both stay the
+ * caller's and must outlive the lexer) is the input; without one the first token is the end of
+ * input. Options 6 and 7 have no value: white space and comments become tokens; identifiers are
+ * not lower-cased when accepted.
+ *   A second file name or stream is ignored; a string, an error function or an error argument
+ * replaces what was there. An unknown option number ends the list, since nobody knows whether a
+ * value follows.
+ * Result   null with error 3 for a null file name, stream or string; null when the first token is
+ *          wrong and the error function returned. A file that cannot be opened is fatal. */
+Z_EXPORT ZutLexer *Z_CALL ZutLexCreate(int32_t option, ...);
+Z_EXPORT int32_t Z_CALL ZutLexDestroy(ZutLexer *lexer);
+/* The accept operations: if the look-ahead token is not what the name says, the lexer's error.
+ * ZutLexAccept takes one kind and keeps a string in string_value, a number in number_value and any
+ * other text, cut at 63 characters and lower-cased, in id_value. */
+Z_EXPORT void Z_CALL ZutLexAccept(ZutLexer *lexer, int32_t kind);
+/* An identifier or a reserved word; the second takes a pattern as well. */
+Z_EXPORT void Z_CALL ZutLexAcceptId(ZutLexer *lexer);
+Z_EXPORT void Z_CALL ZutLexAcceptPattern(ZutLexer *lexer);
+/* The identifier true gives 1, false 0. */
+Z_EXPORT int32_t Z_CALL ZutLexAcceptBool(ZutLexer *lexer);
+/* Numbers, into number_value: with an optional sign, with an optional sign and integral, unsigned
+ * and integral (2.0 is). */
+Z_EXPORT void Z_CALL ZutLexAcceptSignedReal(ZutLexer *lexer);
+Z_EXPORT void Z_CALL ZutLexAcceptSignedInt(ZutLexer *lexer);
+Z_EXPORT void Z_CALL ZutLexAcceptUnsignedInt(ZutLexer *lexer);
+/* A file name into string_value: a string constant as it is, else the tokens up to the next white
+ * space, comment, "," or ";" joined as they were typed. A "$" with an identifier right behind it is
+ * replaced by the value of that environment variable, if it is set. */
+Z_EXPORT void Z_CALL ZutLexAcceptFileName(ZutLexer *lexer);
+/* A slot name into string_value: identifiers and dots, with a dot inside but at neither end. */
+Z_EXPORT void Z_CALL ZutLexAcceptSlot(ZutLexer *lexer);
+Z_EXPORT void Z_CALL ZutLexAcceptSlotOrAlias(ZutLexer *lexer);
+/* {8-4-4-4-12} hexadecimal digits; string_value gets the whole text with its braces. */
+Z_EXPORT void Z_CALL ZutLexAcceptGuidStr(ZutLexer *lexer);
+/* Drops the look-ahead token and the rest of the line that it ends on. */
+Z_EXPORT void Z_CALL ZutLexSkipToEoln(ZutLexer *lexer);
+Z_EXPORT void Z_CALL ZutLexGobbleWhitespace(ZutLexer *lexer);
+/* Bytes of the input stream read so far; -1 when there is none or its position cannot be told. */
+Z_EXPORT int32_t Z_CALL ZutLexGetCurrentPositionInFile(ZutLexer *lexer);
+/* The display name of a kind into `buffer`, which has room for 64 characters. The octet string has
+ * a name that this operation does not give: its kind is an unknown token here. */
+Z_EXPORT char *Z_CALL ZutLexTokenToString(int32_t kind, char *buffer);
+/* Makes `name` (case does not count) a token kind of its own for every lexer.
+ * Errors   4 for a value below 1; 6 for a word that is there already. */
+Z_EXPORT int32_t Z_CALL ZutLexAddReservedWord(const char *name, int32_t value);
+/* One line for each word. Result 0 when there never was one. `out` runs under the process mutex. */
+Z_EXPORT int32_t Z_CALL ZutLexPrintReservedWords(ZutPrintFunc out);
+/* Callbacks told of each token that is accepted, before its value is kept, and of each run of white
+ * space and each comment that is skipped. A null lexer: of every lexer. */
+Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbCreate(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbLookup(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
+/* Raises an error from a parser. The lexer is gone afterwards. */
+Z_EXPORT void Z_CALL ZutLexError(ZutLexer *lexer, const char *format, ...) Z_PRINTF(2, 3);
+/* Replaces the function for lexers that have none of their own. At first it prints the message and
+ * ends the program with the fatal report of file and line. */
+Z_EXPORT void Z_CALL ZutLexSetUserErrorFunc(ZutLexUserErrorFunc function);
+/* Error functions that destroy the lexer and jump to the jmp_buf given as the error argument, with
+ * the value Z_LEX_JUMP. The first prints the message, the file and the line before. */
+Z_EXPORT void Z_CALL ZutLexLongjmpErrorFunc(ZutLexer *lexer, const char *format, va_list args,
+                                            void *argument) Z_PRINTF(2, 0);
+Z_EXPORT void Z_CALL ZutLexQuietLongjmpErrorFunc(ZutLexer *lexer, const char *format, va_list args,
+                                                 void *argument) Z_PRINTF(2, 0);
+
+/* ---- Options (option) ----
+ * Named, typed settings of the process. An option without a value is unknown. The table of all
+ * options, with the library's standard set in it, is made by the first operation that needs it.
+ * Names ignore case; three old names still work: application (project), datagroups (subjects) and
+ * unique_datagroup (unique_subject).
+ *
+ * Setting an option: a read-only one refuses with error 28. The verify function, which still sees
+ * the old value in the option, may refuse with an error number of its own (otherwise 17). Then the
+ * value is replaced and the "option_change" callbacks are called, in the thread that sets. A
+ * refused set changes nothing.
+ *
+ * A value belongs to its option: setters copy, getters hand out the inner pointer, which holds
+ * until the option is set again. While callbacks run, the value that they were told of stays valid
+ * even if one of them sets the option anew.
+ *
+ * Threads: table and records may be used from any thread; who sets and reads the same option from
+ * several threads agrees on that himself. Traversals run under the process mutex; verify functions
+ * and callbacks run without any lock of the library's own table. */
+#define Z_OPTION_BOOL 0
+#define Z_OPTION_ENUM 1
+#define Z_OPTION_NUM 2
+#define Z_OPTION_STR 3
+#define Z_OPTION_ENUM_LIST 4
+#define Z_OPTION_NUM_LIST 5
+#define Z_OPTION_STR_LIST 6
+/* Call data of the "option_change" callbacks; their owner is the option. */
+typedef struct ZutOptionChangeData {
+  ZutCb *cb;
+  void *value; /* int32_t *, char *, double * or ZutStrList * by the option's type; null: unknown */
+} ZutOptionChangeData;
+/* Told of a new value (as in the call data, null when the option becomes unknown) before it is
+ * stored: 1 accepts, 0 refuses. */
+typedef int32_t(Z_CALL *ZutOptionVerifyFunc)(ZutOption *option, void *value, ZutWord argument);
+typedef int32_t(Z_CALL *ZutOptionTraverseFunc)(const char *name, ZutOption *option,
+                                               ZutWord argument);
+typedef int32_t(Z_CALL *ZutOptionLegValFunc)(const char *key, const char *word, ZutWord argument);
+/* A new option: unknown, not required, not read-only, not protected. The name is lower-cased.
+ * Errors   7 for a type outside 0 to 6; 6 for a name that is taken. */
+Z_EXPORT ZutOption *Z_CALL ZutOptionCreate(const char *name, int32_t type);
+/* Errors   8 for an option that is not in the table (a member of a named table). */
+Z_EXPORT int32_t Z_CALL ZutOptionDestroy(ZutOption *option);
+Z_EXPORT ZutOption *Z_CALL ZutOptionLookup(const char *name);
+/* All options by name; the array is freed by the caller. */
+Z_EXPORT ZutOption **Z_CALL ZutOptionSort(int32_t *count);
+Z_EXPORT int32_t Z_CALL ZutOptionTraverse(ZutOptionTraverseFunc function, ZutWord argument);
+Z_EXPORT const char *Z_CALL ZutOptionGetName(ZutOption *option);
+/* Errors of the typed getters and setters: 14 for an option of another type, 12 for reading an
+ * unknown one. Two options are let through: ...Enum works on unique_subject, a string, and
+ * ...EnumList on subjects, a string list. */
+Z_EXPORT int32_t Z_CALL ZutOptionGetBool(ZutOption *option, int32_t *out);
+Z_EXPORT int32_t Z_CALL ZutOptionGetEnum(ZutOption *option, const char **out);
+Z_EXPORT int32_t Z_CALL ZutOptionGetNum(ZutOption *option, double *out);
+Z_EXPORT int32_t Z_CALL ZutOptionGetStr(ZutOption *option, const char **out);
+Z_EXPORT int32_t Z_CALL ZutOptionGetEnumList(ZutOption *option, const ZutStrList **out);
+Z_EXPORT int32_t Z_CALL ZutOptionGetStrList(ZutOption *option, const ZutStrList **out);
+/* Errors   7 for a value other than 0 and 1. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetBool(ZutOption *option, int32_t value);
+/* Errors   7 for a word that is not one of the option's legal values, if it has any. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetEnum(ZutOption *option, const char *word);
+Z_EXPORT int32_t Z_CALL ZutOptionSetNum(ZutOption *option, double value);
+Z_EXPORT int32_t Z_CALL ZutOptionSetStr(ZutOption *option, const char *text);
+/* Lists are copied; legal values are not looked at. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetEnumList(ZutOption *option, const ZutStrList *list);
+Z_EXPORT int32_t Z_CALL ZutOptionSetStrList(ZutOption *option, const ZutStrList *list);
+/* Errors   13 for a required option. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetUnknown(ZutOption *option);
+Z_EXPORT int32_t Z_CALL ZutOptionGetKnown(ZutOption *option, int32_t *out);
+/* Flags: required, the option cannot become unknown; read-only, every set is refused; protected, it
+ * is left out of the dump of all options. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetRequired(ZutOption *option, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutOptionGetRequired(ZutOption *option, int32_t *out);
+Z_EXPORT int32_t Z_CALL ZutOptionSetReadOnly(ZutOption *option, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutOptionGetReadOnly(ZutOption *option, int32_t *out);
+Z_EXPORT int32_t Z_CALL ZutOptionSetProtected(ZutOption *option, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutOptionGetProtected(ZutOption *option, int32_t *out);
+/* A null function takes the check away. */
+Z_EXPORT int32_t Z_CALL ZutOptionSetVerifyFunc(ZutOption *option, ZutOptionVerifyFunc function,
+                                               ZutWord argument);
+/* By name, in the representation of the call data. An unknown name prints a message; ZutOptionSet
+ * gives the stored value, or null. Legal values hold here too. */
+Z_EXPORT void *Z_CALL ZutOptionGetValue(const char *name);
+Z_EXPORT void *Z_CALL ZutOptionSet(const char *name, const void *value);
+Z_EXPORT int32_t Z_CALL ZutOptionUnset(const char *name);
+/* 0.0 when there is no such numeric option (with a message) or its value is unknown. */
+Z_EXPORT double Z_CALL ZutOptionGetNumValue(const char *name);
+Z_EXPORT int32_t Z_CALL ZutOptionSetNumValue(const char *name, double value);
+/* A null option: told of every option. */
+Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbCreate(ZutOption *option, ZutCbFunc function,
+                                               ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbLookup(ZutOption *option, ZutCbFunc function,
+                                               ZutWord argument);
+/* Change callbacks that keep an int32_t variable, whose address is the argument, equal to a boolean
+ * or to a number without its fraction (kept within 32 bits); 0 when the option becomes unknown.
+ * The second of each pair lets one option feed two variables. */
+Z_EXPORT void Z_CALL ZutCbOptionCopyBool(void *option, void *call_data, ZutWord argument);
+Z_EXPORT void Z_CALL ZutCbOptionCopyBool2(void *option, void *call_data, ZutWord argument);
+Z_EXPORT void Z_CALL ZutCbOptionCopyInt4(void *option, void *call_data, ZutWord argument);
+Z_EXPORT void Z_CALL ZutCbOptionCopyInt42(void *option, void *call_data, ZutWord argument);
+/* Verify functions. NonNeg: 0 or more, else error 4. Int2: an integer of 16 bits, else error 7.
+ * LogFile: opens the file named by the value with ZutOpenFile, truncating it or, with a leading
+ * "@", appending to it, and closes the file of the old value; its argument is a const char * with
+ * the log's name for the message, or 0 for the option's name. All accept an unknown value. */
+Z_EXPORT int32_t Z_CALL ZutOptionVerifyNonNeg(ZutOption *option, void *value, ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutOptionVerifyInt2(ZutOption *option, void *value, ZutWord argument);
+Z_EXPORT int32_t Z_CALL ZutOptionVerifyLogFile(ZutOption *option, void *value, ZutWord argument);
+Z_EXPORT const char *Z_CALL ZutOptionTypeToStr(int32_t type);
+
+/* ---- Option values and named tables (optvalue) ----
+ * How values are read from the command language and printed, the legal values of enumerated
+ * options, the text of real numbers, and named tables: private copies of the whole option set, each
+ * made by the first operation that names it. Setting a copy does not touch the global option or
+ * call its callbacks; only the legal values are shared with it. */
+/* The value as text: UNKNOWN; TRUE or FALSE; a word; a number; strings in double quotes; lists
+ * joined by ", ". The text is one buffer of the thread, overwritten by its next call. */
+Z_EXPORT const char *Z_CALL ZutOptionValToStr(ZutOption *option);
+/* Reads one value and sets the option. The word unknown makes it unknown. Wrong tokens are the
+ * lexer's error; a value that the option refuses prints a message and gives 0.
+ * Errors   7 for a word that the option does not take; 14 for a type without values; those of the
+ *          setters. */
+Z_EXPORT int32_t Z_CALL ZutOptionParseValue(ZutOption *option, ZutLexer *lexer);
+/* Reads [protect] TYPE [VALUE] and makes a required option of it. TYPE: boolean enum numeric string
+ * enum_list numeric_list str_list. The values behind enum, parted by ",", are its legal values, the
+ * first is its value. When the value is wrong the option is not made. */
+Z_EXPORT int32_t Z_CALL ZutOptionCreateFromLexer(const char *name, ZutLexer *lexer);
+/* Errors   14 for an option that is not enumerated; 6 for a word that is there already in any case;
+ *          7 for the word unknown. */
+Z_EXPORT int32_t Z_CALL ZutOptionLegValAdd(ZutOption *option, const char *word);
+/* The function runs under the process mutex. */
+Z_EXPORT int32_t Z_CALL ZutOptionLegValTraverse(ZutOption *option, ZutOptionLegValFunc function,
+                                                ZutWord argument);
+/* One line with name and value, or with a null name one for each option by name, without those
+ * that begin with "_" or are protected. `out` runs under the process mutex.
+ * Errors   8 for an option that is not there (after the line that says so). */
+Z_EXPORT int32_t Z_CALL ZutOptionDump(const char *name, ZutPrintFunc out);
+/* A number as the option real_number_format prints it. What follows its prefix OVERRIDE: is any
+ * text with one conversion: e f g E G take the number, d i u x X o the number cut to an integer of
+ * 32 bits, everything else is copied. Widths and precisions end at 255, the text at 319 characters;
+ * the decimal point is a point in every locale.
+ *   The first gives one buffer of the thread, overwritten by its next call; the second fills the
+ * caller's, of Z_REAL_TEXT_SIZE bytes. */
+Z_EXPORT const char *Z_CALL ZutRealToStr(double value);
+Z_EXPORT char *Z_CALL ZutRealToStrCopy(double value, char *buffer);
+#define Z_REAL_TEXT_SIZE 320
+/* The verify function of real_number_format: "%", flags of "-+ #0", width, "." and precision, "l",
+ * one of e f g E G, and nothing more, else error 7; OVERRIDE: (in any case) lets any text pass. */
+Z_EXPORT int32_t Z_CALL ZutOptionRealNumberFormatVf(ZutOption *option, void *value,
+                                                    ZutWord argument);
+/* The options of a named table, by name. Options made since the last call are added, each with a
+ * line of output. The table is the library's: read it, do not change it. */
+Z_EXPORT ZutHashTable *Z_CALL ZutGetNamedOptionTable(const char *name);
+/* One option of a named table; a global option that it lacks is added silently. */
+Z_EXPORT ZutOption *Z_CALL ZutOptionNamedLookup(const char *table_name, const char *option_name);
+/* As ZutOptionDump, with the names written as table/option. Adds nothing to the table. */
+Z_EXPORT int32_t Z_CALL ZutOptionNamedDump(const char *table_name, const char *option_name,
+                                           ZutPrintFunc out);
+/* The default of unique_subject, into a buffer of 300 bytes. */
+Z_EXPORT char *Z_CALL ZutOptionGetUniqueSubjectDefault(char *buffer);
+
+/* ---- Command interpreter (command) ----
+ *
+ * A text is a sequence of commands separated by ";". Each begins with a name, looked up among the
+ * aliases and then among the commands; the command's parse function reads its own arguments from
+ * the lexer up to the separator or the end. A problem is told by a catalog message and ends the
+ * text, never the caller: the parse operations say nothing of it in their result. Who must know
+ * asks the thread's count of failed commands.
+ *
+ * Any thread may parse. No lock is held while a parse function runs, and one that finds bad
+ * arguments leaves through ZutLexError: hold nothing then that somebody would have to release.
+ * Parses and sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
+ */
+typedef void(Z_CALL *ZutCommandFunc)(ZutLexer *lexer);
+/* Told of each failing command before its message: the file now being parsed (null outside a
+ * file), the line in it, the command's name or "". */
+typedef void(Z_CALL *ZutCommandFailureFunc)(const char *file, int32_t line, const char *command);
+
+/* Registers a command. The name's pointer is kept, so the text must live as long as the command;
+ * typed names arrive in lower case. Error 6 when the name is taken. */
+Z_EXPORT ZutCommand *Z_CALL ZutCommandCreate(const char *name, ZutCommandFunc function);
+/* Finds a command. "join_dg", "leave_dg" and "retrieve_dg" (in any case) are found as "subscribe",
+ * "unsubscribe" and "retrieve". Null with error 8 when there is none. */
+Z_EXPORT ZutCommand *Z_CALL ZutCommandLookup(const char *name);
+/* Takes a command from the registry and frees it. */
+Z_EXPORT int32_t Z_CALL ZutCommandDestroy(ZutCommand *command);
+Z_EXPORT int32_t Z_CALL ZutCommandSetParseFunc(ZutCommand *command, ZutCommandFunc function);
+/* Hidden commands (flag 1) are left out of the listing that "help" prints. */
+Z_EXPORT int32_t Z_CALL ZutCommandSetHidden(ZutCommand *command, int32_t flag);
+/* Prints the full help of a command from the help files. 0 when they know none. */
+Z_EXPORT int32_t Z_CALL ZutCommandHelpPrint(const char *name);
+
+/* Run a text as the program's own (the built-in commands report nothing in the feedback mode
+ * "interactive") or as typed by a person. With a control other than 0 the text came from outside
+ * the process: only commands that the option enable_control_msgs lists are run, and that holds for
+ * what aliases expand to. A typed text is never checked: ZutCommandParseTypedStrInternal takes the
+ * argument and does not use it. */
+Z_EXPORT int32_t Z_CALL ZutCommandParseStr(const char *text);
+Z_EXPORT int32_t Z_CALL ZutCommandParseStrInternal(const char *text, int32_t control);
+Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStr(const char *text);
+Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStrInternal(const char *text, int32_t control);
+/* Runs a file line by line, each line a text of its own. 0 when the file cannot be opened, or is
+ * given up because it is not text; a line of more than 4095 characters is skipped and reported. */
+Z_EXPORT int32_t Z_CALL ZutCommandParseFile(const char *file_name);
+
+/* Read a program's start-up files: in the directory "standard" of the data directory and then in
+ * HOME the first that exists of base.cm and base.cmd (and the same of the second base name, when
+ * given); then the command file: x.cm or else x.cmd, whichever of the two is named, and the same
+ * of the second file. Others that exist too are named by message 5087 and not read.
+ * Arguments  flags is 0 or 1 and has no effect. must_exist 1 (always so but in ...Std2): message
+ *            5070 and result 0 with error 8 when there is no command file, unless it is base.cm. */
+Z_EXPORT int32_t Z_CALL ZutCommandParseStd(const char *base_name, int32_t flags,
+                                           const char *command_file);
+Z_EXPORT int32_t Z_CALL ZutCommandParseStd2(const char *base_name, int32_t flags,
+                                            const char *command_file, int32_t must_exist);
+Z_EXPORT int32_t Z_CALL ZutCommandParseStdInternal(const char *base_name, int32_t flags,
+                                                   const char *command_file,
+                                                   const char *second_base_name,
+                                                   const char *second_file);
+
+/* Prompts for lines on standard input and runs them as typed until the input ends; result 0.
+ * "!!" runs the newest line of the history again, "!be" the newest that begins with "be". An
+ * interrupt gives up the line and goes on. A line of more than 4095 characters is not run. */
+Z_EXPORT int32_t Z_CALL ZutCommandMainLoop(void);
+/* Adds a line to the history, where it stays; blank lines are not recorded (result 1). */
+Z_EXPORT int32_t Z_CALL ZutCommandRecordString(const char *text);
+/* Asks on standard output and reads standard input until the answer is yes or y (1), no or n (0).
+ * The end of the input and an answer that cannot be read are 0. */
+Z_EXPORT int32_t Z_CALL ZutCommandGetYesOrNo(const char *prompt);
+
+/* What the option command_feedback does: "always", "never" or "interactive" (typed lines only). */
+Z_EXPORT void Z_CALL ZutCbCommandSetFeedback(void *option, void *call_data, ZutWord argument);
+/* Prints what a command did, when the feedback mode asks for it. */
+Z_EXPORT int32_t Z_CALL ZutCommandPrintFeedback(const char *format, ...) Z_PRINTF(1, 2);
+
+/* How many commands of this thread failed: unknown, refused, with bad arguments, of a file that
+ * was not found. The count starts at 0 and is the program's to set back. */
+Z_EXPORT int32_t Z_CALL ZutCommandGetFailures(void);
+Z_EXPORT int32_t Z_CALL ZutCommandSetFailures(int32_t count);
+/* For parse functions: counts a failure and tells the failure function. Call it before printing
+ * the message. Syntax errors are counted without it. */
+Z_EXPORT void Z_CALL ZutCommandFailed(void);
+/* The innermost file that this thread now parses, and the line in it, from 1. Outside a file null
+ * and 0, result 0 with error 8. The name lives until the file's parse ends. */
+Z_EXPORT int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line);
+/* One function for the process; null for none. It is called without any lock held. */
+Z_EXPORT void Z_CALL ZutCommandSetFailureFunc(ZutCommandFailureFunc function);
+/* With 1 a thread in which a command has failed runs no further command of a text, a file or the
+ * main loop until its count of failures is set back. 0, as at the start: it goes on. */
+Z_EXPORT int32_t Z_CALL ZutCommandSetStopAtFailure(int32_t flag);
+
+/* ---- Message catalogs (utcat) ----
+ *
+ * A catalog maps numbers to texts. They stand in a plain file, one a line:
+ *   ORL-WL-05065-I Unknown command <%s>.
+ * vendor, product, number, severity letter, text; the text keeps its line end. Lines that begin
+ * with "#" and empty lines are skipped, a bad line is reported and skipped. Lines of more than 1023
+ * characters are read in pieces.
+ *
+ * Catalogs that name the same file share what was read; it is read once and stays as it was while
+ * any of them uses it. Names are compared without regard to case, except that two names which both
+ * exist as different files are different. A file is opened with the process mutex held: a name on
+ * a dead share stops every thread. A missing file is reported only when the option verbose is on.
+ *
+ * Threads: look-ups may run in any thread while another one points the catalog at another file.
+ * Texts belong to the file they came from; copy what is kept beyond the next such change. */
+
+/* One message. The first character of the text proper is at `display`, within `complete_str`,
+ * which is the whole line. */
+typedef struct ZutCatMsgKey {
+  char *vendor;
+  char *product;
+  int32_t id;
+  uint32_t severity; /* 0..6: the letters A N E W I V D */
+  char *complete_id;
+  char *display;
+  char *complete_str;
+} ZutCatMsgKey;
+/* Texts with their identifier. The other flag bits are the caller's. */
+#define Z_CAT_FLAG_ID 1u
+/* Result: a catalog with one reference, also when the file is null or cannot be read: it then has
+ * no file, and look-ups fail with error 3. */
+Z_EXPORT ZutCatalog *Z_CALL ZutCatCreate(const char *filename);
+Z_EXPORT int32_t Z_CALL ZutCatAddref(ZutCatalog *catalog);
+Z_EXPORT int32_t Z_CALL ZutCatRelease(ZutCatalog *catalog);
+/* Destroys it whatever the count of references. */
+Z_EXPORT int32_t Z_CALL ZutCatDestroy(ZutCatalog *catalog);
+Z_EXPORT int32_t Z_CALL ZutCatFlagSet(ZutCatalog *catalog, uint32_t bits);
+Z_EXPORT int32_t Z_CALL ZutCatFlagClear(ZutCatalog *catalog, uint32_t bits);
+/* 0 without an error number for a letter that is none. */
+Z_EXPORT int32_t Z_CALL ZutCatSeverityStrToVal(char letter, uint32_t *value);
+/* The record of a number. When there is none: 0, null in `out`, no error number, and a line on the
+ * output that says so. */
+Z_EXPORT int32_t Z_CALL ZutCatLookup(ZutCatalog *catalog, int32_t id, ZutCatMsgKey **out);
+/* The text to show: with the identifier when the flag Z_CAT_FLAG_ID is set. */
+Z_EXPORT int32_t Z_CALL ZutCatGetDisplayStr(ZutCatalog *catalog, ZutCatMsgKey *key,
+                                            const char **out);
+Z_EXPORT int32_t Z_CALL ZutCatGetStr(ZutCatalog *catalog, int32_t id, const char **out);
+/* Points the catalog at another file. Null gives up the file, whose texts can still be looked up
+ * until the next change. */
+Z_EXPORT int32_t Z_CALL ZutCatFilenameSet(ZutCatalog *catalog, const char *filename);
+Z_EXPORT int32_t Z_CALL ZutCatFilenameGet(ZutCatalog *catalog, const char **out);
+/* Bound, the catalog follows an option: its file a string option, its flags an enumerated list that
+ * may hold "id". Binding takes the option's value over at once. Unbind before the catalog goes;
+ * unbinding what is not bound is no failure. */
+Z_EXPORT int32_t Z_CALL ZutCatFilenameOptionBind(ZutCatalog *catalog, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutCatFilenameOptionUnbind(ZutCatalog *catalog, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutCatFlagsOptionBind(ZutCatalog *catalog, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutCatFlagsOptionUnbind(ZutCatalog *catalog, const char *option_name);
+/* The shared files themselves: one reference more, one fewer. When a file cannot be read
+ * ZutCatFileCreate returns null WITH THE PROCESS MUTEX HELD; unlock it once. (ZutCatCreate and the
+ * others here do not.) A name of 256 characters or more counts as unreadable. */
+Z_EXPORT ZutCatalogFile *Z_CALL ZutCatFileCreate(const char *filename);
+Z_EXPORT int32_t Z_CALL ZutCatFileDestroy(ZutCatalogFile *file);
+/* Reads the file into its table; ZutCatFileCreate has done so. */
+Z_EXPORT int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file);
+
+/* ---- Trace objects (uttrace) ----
+ *
+ * A named channel with a level and a file. A message is written when its level is not above the
+ * object's and not 0, in one piece: time, prefix and level tag as the flags ask, then the text
+ * as it stands; nothing adds a line end. Each message is flushed.
+ *
+ * When the option trace_file_size is above 0 and a file has reached it, the file is backed up
+ * (ZutBackupFile) and begun anew before the next message. If no backup can be made it goes on
+ * growing, which is reported once, and the next try comes after as many bytes again.
+ *
+ * Threads: writing, from any thread, and changes of level, flags and file are safe against one
+ * another; lines never interleave, not even those of two objects. The life of an object, its prefix
+ * and its catalog are its owner's business. Files are opened with the process mutex held: a pipe
+ * without a reader stops every thread that prints. */
+
+/* Levels: as an object's level, and as a message's. A message of level "always" is written by
+ * every object, one of level "never" by none. A message of level "default" takes its level from
+ * its severity in the catalog (ZutTraceCat). */
+#define Z_TRACE_LEVEL_DEFAULT (-2)
+#define Z_TRACE_LEVEL_ALWAYS (-1)
+#define Z_TRACE_LEVEL_NEVER 0
+#define Z_TRACE_LEVEL_ERROR 1
+#define Z_TRACE_LEVEL_WARNING 2
+#define Z_TRACE_LEVEL_INFO 3
+#define Z_TRACE_LEVEL_INFO_1 4
+#define Z_TRACE_LEVEL_INFO_2 5
+#define Z_TRACE_LEVEL_VERBOSE 6
+#define Z_TRACE_LEVEL_VERBOSE_1 7
+#define Z_TRACE_LEVEL_VERBOSE_2 8
+#define Z_TRACE_LEVEL_DEBUG 9
+/* Time in the current time format; the prefix in braces; the level's name. */
+#define Z_TRACE_FLAG_TIMESTAMP 1u
+#define Z_TRACE_FLAG_PREFIX 2u
+#define Z_TRACE_FLAG_LEVEL 4u
+/* `file_name` as for ZutTraceFileSet. The level is "warning". Flags of 0 bind the object to the
+ * option trace_flags. The second form makes a catalog that follows the options catalog_file and
+ * catalog_flags. */
+Z_EXPORT struct ZutTrace *Z_CALL ZutTraceCreate(const char *name, const char *file_name,
+                                                uint32_t flags, const char *prefix);
+Z_EXPORT struct ZutTrace *Z_CALL ZutTraceCreateWithCatalog(const char *name, const char *file_name,
+                                                           uint32_t flags, const char *prefix);
+Z_EXPORT struct ZutTrace *Z_CALL ZutTraceAddref(struct ZutTrace *trace);
+/* The last release destroys the object, ZutTraceDestroy does so at once; both clear the variable
+ * of a destroyed object. Options that the caller has bound must be unbound first. */
+Z_EXPORT int32_t Z_CALL ZutTraceRelease(struct ZutTrace **trace);
+Z_EXPORT int32_t Z_CALL ZutTraceDestroy(struct ZutTrace **trace);
+/* The object takes a reference of its own; a catalog it had before is not released. */
+Z_EXPORT int32_t Z_CALL ZutTraceCatalogBind(ZutCatalog *catalog, struct ZutTrace *trace);
+Z_EXPORT int32_t Z_CALL ZutTraceCatalogUnbind(struct ZutTrace *trace);
+/* -2 to 9; anything else is error 7. */
+Z_EXPORT int32_t Z_CALL ZutTraceLevelSet(struct ZutTrace *trace, int32_t level);
+Z_EXPORT int32_t Z_CALL ZutTraceLevelGet(struct ZutTrace *trace, int32_t *out);
+Z_EXPORT int32_t Z_CALL ZutTraceFlagSet(struct ZutTrace *trace, uint32_t bits);
+Z_EXPORT int32_t Z_CALL ZutTraceFlagClear(struct ZutTrace *trace, uint32_t bits);
+/* Null or "": no prefix. */
+Z_EXPORT int32_t Z_CALL ZutTracePrefixSet(struct ZutTrace *trace, const char *prefix);
+Z_EXPORT int32_t Z_CALL ZutTracePrefixGet(struct ZutTrace *trace, const char **out);
+/* "stdout", "stderr", or a file's name, which is shared with whoever has it open through
+ * ZutOpenFile in the same mode: begun anew, or appended to when "@" stands before it. Null: nothing
+ * is written. A file that cannot be opened gives standard output, with one warning per process. */
+Z_EXPORT int32_t Z_CALL ZutTraceFileSet(struct ZutTrace *trace, const char *file_name);
+/* An unknown name is 0 without an error number; a level without a name (only 0 to 9 have one) is
+ * error 7. */
+Z_EXPORT int32_t Z_CALL ZutTraceLevelStrToVal(const char *text, int32_t *out);
+Z_EXPORT int32_t Z_CALL ZutTraceLevelValToStr(int32_t level, const char **out);
+/* 10000, which no object admits, for a severity that is none. */
+Z_EXPORT int32_t Z_CALL ZutTraceMapSeverityToTraceLevel(int32_t severity, int32_t *level);
+Z_EXPORT int32_t Z_CALL ZutTrace(struct ZutTrace *trace, int32_t level, const char *format, ...)
+    Z_PRINTF(3, 4);
+Z_EXPORT int32_t Z_CALL ZutTraceVa(struct ZutTrace *trace, int32_t level, const char *format,
+                                   va_list args) Z_PRINTF(3, 0);
+/* The message of that number in the object's catalog; its text is examined as ZutOutCat does. 0
+ * when there is no such message. */
+Z_EXPORT int32_t Z_CALL ZutTraceCat(struct ZutTrace *trace, int32_t level, int32_t number, ...);
+/* Options for trace objects: an enumerated one of the level names "never" to "debug", a file name,
+ * and a list of "timestamp", "prefix" and "level" that begins as "prefix". */
+Z_EXPORT ZutOption *Z_CALL ZutTraceLevelOptionCreate(const char *option_name);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFileOptionCreate(const char *option_name);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsOptionCreate(const char *option_name);
+/* Bound, the object follows an option, whose value it takes over at once. The flags option replaces
+ * all flags (VNTIMESTAMPOUTPUT adds the time again). An option that does not exist is no failure:
+ * nothing is bound. Binding twice is binding once. */
+Z_EXPORT int32_t Z_CALL ZutTraceLevelOptionBind(struct ZutTrace *trace, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutTraceFileOptionBind(struct ZutTrace *trace, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutTraceFlagsOptionBind(struct ZutTrace *trace, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutTraceLevelOptionUnbind(struct ZutTrace *trace, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutTraceFileOptionUnbind(struct ZutTrace *trace, const char *option_name);
+Z_EXPORT int32_t Z_CALL ZutTraceFlagsOptionUnbind(struct ZutTrace *trace, const char *option_name);
+/* The object's own options: trace_level_, trace_file_ or trace_flags_ and its name. Creating binds
+ * them, destroying unbinds them and is 0 when there is none. The one named trace_flags_ is bound as
+ * a file's name is, not as flags are: setting it does not change the object's flags. */
+Z_EXPORT ZutOption *Z_CALL ZutTraceLevelDefaultOptionCreate(struct ZutTrace *trace);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFileDefaultOptionCreate(struct ZutTrace *trace);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsDefaultOptionCreate(struct ZutTrace *trace);
+Z_EXPORT ZutOption *Z_CALL ZutTraceLevelDefaultOptionLookup(struct ZutTrace *trace);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFileDefaultOptionLookup(struct ZutTrace *trace);
+Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsDefaultOptionLookup(struct ZutTrace *trace);
+/* Unbind and destroy; 0 when there is none. */
+Z_EXPORT int32_t Z_CALL ZutTraceLevelDefaultOptionDestroy(struct ZutTrace *trace);
+Z_EXPORT int32_t Z_CALL ZutTraceFileDefaultOptionDestroy(struct ZutTrace *trace);
+Z_EXPORT int32_t Z_CALL ZutTraceFlagsDefaultOptionDestroy(struct ZutTrace *trace);
+
+/* ---- Clocks (clock) ----
+ * Three clocks stand side by side: the wall time, which is the system's clock in milliseconds and
+ * can be stopped by a test; the current time, which only the program sets, for example to a
+ * simulated time; and the system's clock as a text. A pair of seconds and microseconds is set when
+ * neither field is negative; seconds beyond 2038 stay at the largest number that a pair holds.
+ * Reading takes no lock. */
+/* Call data of the "time_change" callbacks. */
+typedef struct ZutTimeChangeData {
+  ZutCb *cb;
+  ZutTimePair time;
+} ZutTimeChangeData;
+
+/* The wall time, or the test time while that is in force. */
+Z_EXPORT double Z_CALL ZutGetWallTime(void);
+Z_EXPORT int32_t Z_CALL ZutGetWallTimeStruct(ZutTimePair *out);
+
+/* Stops the wall at `time`; a pair with a field of -1 lets it run again. */
+Z_EXPORT int32_t Z_CALL ZutSetTestWallTimeStruct(const ZutTimePair *time);
+
+/* The system's clock (never the test time) in local time, such as "Wed Jan 02 02:03:55 1980". */
+Z_EXPORT const char *Z_CALL ZutGetWallTimeStr(void);
+
+/* The current time: 0.0 until it is set, and as a pair error 4 until then. */
+Z_EXPORT double Z_CALL ZutGetCurrentTime(void);
+Z_EXPORT int32_t Z_CALL ZutGetCurrentTimeStruct(ZutTimePair *out);
+
+/* Set the current time, then call the "time_change" callbacks on this thread, without a lock.
+ * Errors   4 for a negative number, NaN, or a pair that is not set. */
+Z_EXPORT int32_t Z_CALL ZutSetCurrentTime(double time);
+Z_EXPORT int32_t Z_CALL ZutSetCurrentTimeStruct(const ZutTimePair *time);
+
+/* A callback for every change of the current time, and looking one up; the call data are a
+ * ZutTimeChangeData. The callbacks are global ones: their owner is null. */
+Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbCreate(ZutCbFunc function, ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbLookup(ZutCbFunc function, ZutWord argument);
+
+/* How many times `b` goes into `a`, cut towards zero and kept within 32 bits; 0 by 0 gives 0. */
+Z_EXPORT int32_t Z_CALL ZutTimeRatio(const ZutTimePair *a, const ZutTimePair *b);
+
+/* `n` times a pair, kept within 32 bits; `out` may be `time`. A million microseconds or more are
+ * carried into the seconds, negative microseconds stay as they are. */
+Z_EXPORT int32_t Z_CALL ZutTimeMultInt(ZutTimePair *out, const ZutTimePair *time, int32_t n);
+
+/* ---- Time converters (timecvt) ----
+ * A time converter is a named pair of functions, time to text and text to time. One of them is the
+ * current converter, at first "hms": it makes the stamps of all output. Names ignore case.
+ *
+ *   full      local: Wed Jan 02 02:03:55.123 1980; the fraction in the printf format of the
+ *             environment variable VNFULLFORMAT ("%.3f" when unset), cut at 15 characters
+ *   hms       local: 02:03:55; read as today's, today being that of the current time, or of the
+ *             system's clock while that is 0
+ *   numeric   seconds, in the format of the option real_number_format, cut at 39 characters
+ *   http      UTC: Wed, 02 Jan 1980 02:03:55 GMT
+ *   smtp      UTC: Wednesday, 02-Jan-80 02:03:55 GMT
+ *   asctime   UTC: Wed Jan  2 02:03:55 1980, with two blanks before every day; in December one
+ *             blank and two digits
+ *
+ * Each of the last three reads what any of them prints, as LOCAL time whatever the text says, with
+ * years 70 to 99 and 1970 to 2020. Daylight-saving time is in force in what "hms" and these read
+ * when it is at the current time. White space and the comments of the command language may stand
+ * between the parts of a text. What cannot be read gives 0 with a message that names the bad part,
+ * and no error number. Times before 1970 or after 9999 have no text: it is "error", the result 0.
+ * The zone is that of the environment variable TZ or of the system. */
+/* Give a text or a time and 1, or 0 when there is none. The current converter's functions are
+ * called with the process mutex held. A text stays the converter's own. */
+typedef int32_t(Z_CALL *ZutTimeNumToStrFunc)(double time, const char **text);
+typedef int32_t(Z_CALL *ZutTimeStrToNumFunc)(const char *text, double *time);
+typedef void(Z_CALL *ZutTimeDestroyFunc)(void);
+typedef int32_t(Z_CALL *ZutTimeCvtTraverseFunc)(const char *name, ZutTimeCvt *converter,
+                                                ZutWord argument);
+/* Room for every text of a built-in converter. */
+#define Z_TIME_TEXT_SIZE 40
+
+/* Registers a converter. `destroy` (may be null) is called when it is destroyed.
+ * Result   null, without an error number, when there is one of that name. */
+Z_EXPORT ZutTimeCvt *Z_CALL ZutTimeCvtCreate(const char *name, ZutTimeNumToStrFunc num_to_str,
+                                             ZutTimeStrToNumFunc str_to_num,
+                                             ZutTimeDestroyFunc destroy);
+Z_EXPORT ZutTimeCvt *Z_CALL ZutTimeCvtLookup(const char *name);
+
+/* Removes a converter, a built-in one as well. If it is the current one, "hms" takes its place. */
+Z_EXPORT int32_t Z_CALL ZutTimeCvtDestroy(ZutTimeCvt *converter);
+
+/* Visits every converter, names in lower case, with the process mutex held. */
+Z_EXPORT int32_t Z_CALL ZutTimeCvtTraverse(ZutTimeCvtTraverseFunc function, ZutWord argument);
+
+/* Call one converter's function, without a lock and without a check of the arguments. */
+Z_EXPORT int32_t Z_CALL ZutTimeCvtNumToStr(ZutTimeCvt *converter, double time, const char **out);
+Z_EXPORT int32_t Z_CALL ZutTimeCvtStrToNum(ZutTimeCvt *converter, const char *text, double *out);
+
+/* Makes a converter the current one; not checked. The option time_format does the same by name. */
+Z_EXPORT int32_t Z_CALL ZutTimeCvtSetCurrent(ZutTimeCvt *converter);
+
+/* Convert with the current converter; a time without a text gives "<UNKNOWN>". */
+Z_EXPORT const char *Z_CALL ZutTimeNumToStr(double time);
+Z_EXPORT int32_t Z_CALL ZutTimeStrToNum(const char *text, double *out);
+
+/* Copies the current converter's text into `buffer` and gives it. Z_TIME_TEXT_SIZE bytes hold
+ * every built-in text; a converter of the program's own needs room for the longest of its texts. */
+Z_EXPORT char *Z_CALL ZutTimeToString(double time, char *buffer);
+
+/* ---- Threads and thread-specific data (utthread) ---- */
+/* Threads by value: a thread that was created here and a thread that the library met (the main
+ * thread, other code's threads: adopted ones) have one, the same for life, 0 for none. On Windows
+ * it is the thread's handle. Every created thread is waited for or detached, once; after that its
+ * value means nothing. Adopted threads belong to the library: a thread of its own looks once a
+ * minute for one that has ended and closes it, unless somebody has waited for it.
+ *
+ * Thread-specific data: a key holds one value per thread, null at first. Destructors run when a
+ * thread ends by ZutThreadExit or by returning from the function it was created with. */
+typedef ZutWord ZutThreadId;
+typedef uint32_t ZutTsdKey;
+#define Z_TSD_KEY_INVALID 0xFFFFFFFFu
+#define Z_THREAD_ATTR_NAMED 1
+typedef ZutWord(Z_CALL *ZutThreadFunc)(ZutWord argument);
+typedef void(Z_CALL *ZutTsdDestroyFunc)(void *value);
+/* Start a thread that runs function(argument); what it returns is the thread's exit code. The
+ * first form calls ZutInitThreads before. Attributes are pairs of a kind (int32_t) and a string,
+ * ended by a kind of 0; the only kind is Z_THREAD_ATTR_NAMED, the only name "thread_bounded", which
+ * changes nothing. They are read only while the option _thread_create_check_varargs is on.
+ * Result   the thread, or 0.
+ * Errors   3 for a null function; 7 for another kind; 2 when the system refuses. */
+Z_EXPORT ZutThreadId Z_CALL ZutThreadCreate(ZutThreadFunc function, ZutWord argument, ...);
+Z_EXPORT ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument,
+                                              va_list attributes);
+/* The calling thread's value; adopts a thread that the library does not know yet.
+ * Result   0 without an error before ZutInitThreads; 0 with error 2 when the system refuses. */
+Z_EXPORT ZutThreadId Z_CALL ZutThreadSelf(void);
+Z_EXPORT int32_t Z_CALL ZutThreadEqual(ZutThreadId a, ZutThreadId b);
+/* Ends the calling thread. Calls every key's destructor, oldest key first, once, with the thread's
+ * value even if that is null; the value is cleared before. They run while the process mutex is
+ * held: none may wait for a thread that needs it, nor end the thread. A destructor may create and
+ * destroy keys; that of a key created meanwhile is not called. ZutThreadSelf, the error number and
+ * the result buffers work in destructors. On Linux the thread's stack is unwound: no function on
+ * it may be noexcept. */
+Z_EXPORT void Z_CALL ZutThreadExit(ZutWord code);
+/* Waits until a created or adopted thread has ended, then closes its value. `code_out` may be null;
+ * the exit code has 32 bits on Windows, and is 0 for adopted threads that ended by other means than
+ * ZutThreadExit on Linux. A thread that waits for itself waits for ever.
+ * Errors   2 for a value that is no thread (any more). */
+Z_EXPORT int32_t Z_CALL ZutThreadWait(ZutThreadId thread, ZutWord *code_out);
+/* Closes the value of a created thread, which runs on. An adopted thread's value stays the
+ * library's. Result 1. */
+Z_EXPORT int32_t Z_CALL ZutThreadDetach(ZutThreadId thread);
+Z_EXPORT ZutThreadId Z_CALL ZutThreadPosixGetInvalid(void);
+/* Creates a key. Null as destructor is none.
+ * Result   0 without an error when the system's keys (Linux 1024, Windows 1088) are used up. */
+Z_EXPORT int32_t Z_CALL ZutTsdKeyCreate(ZutTsdKey *key_out, ZutTsdDestroyFunc destructor);
+/* Frees a key without calling its destructor for anybody's value.
+ * Errors   7 for the invalid key; none when the system does not know the key. */
+Z_EXPORT int32_t Z_CALL ZutTsdKeyDestroy(ZutTsdKey key);
+/* The calling thread's value. The read gives 0, and no error, for a null value. Errors 7 for the
+ * invalid key. */
+Z_EXPORT int32_t Z_CALL ZutTsdGetValue(ZutTsdKey key, void **value_out);
+Z_EXPORT int32_t Z_CALL ZutTsdSetValue(ZutTsdKey key, void *value);
+/* The library's own 520 bytes of the calling thread. The first two 32-bit words are the command
+ * interpreter's state and the thread's error number; the rest is the library's. Freed when the
+ * thread ends, however it ends. */
+Z_EXPORT void *Z_CALL ZutGetLibTsdValue(void);
+/* Ends the thread that looks after adopted threads, for good; takes half a second.
+ * Result   that of waking it: 0 with error 7 when it never ran. */
+Z_EXPORT int32_t Z_CALL ZutEndImportThreadCheckerThread(void);
+
+/* ---- Mutexes, conditions, spinlocks (utlock) ---- */
+/* Fast mutexes serve one process and are made for speed; kernel mutexes are the system's own.
+ * Either may be locked again by its holder, one unlock each. `owner` 1: the caller holds the new
+ * mutex. A null mutex, condition or spinlock is error 7 here, and so are an owner other than 0 and
+ * 1 and a timeout that is not a number or below 0 other than -1.0.
+ *
+ * ZutMutexCreate makes a kernel mutex (errors 2), the other two a fast one. */
+Z_EXPORT ZutMutex *Z_CALL ZutMutexCreate(int32_t owner);
+Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateFast(int32_t owner);
+Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
+/* Frees a mutex that nobody uses.
+ * Errors   2 for a kernel mutex that the system refuses to close; the record is freed even so. */
+Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
+/* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). A kernel mutex
+ * whose holder died is taken like a free one.
+ * Errors   9 on time-out, except that a fast mutex which has waited sets none: test the result;
+ *          2 when the system refuses.
+ * Threads  any. Timed fast locks poll ten times a second. */
+Z_EXPORT int32_t Z_CALL ZutMutexLock(ZutMutex *mutex, double timeout);
+/* Gives one lock back.
+ * Errors   a thread that does not hold the mutex changes nothing: 2 for a kernel mutex, 7 for a
+ *          fast one. */
+Z_EXPORT int32_t Z_CALL ZutMutexUnlock(ZutMutex *mutex);
+/* A mutex that other processes find by its name. The result is the system's own object, not a
+ * ZutMutex: a HANDLE on Windows; on Linux a pthread_mutex_t *, recursive and robust, to be used
+ * with the pthread calls (mind EOWNERDEAD), for processes of the same user. It lives as long as a
+ * process that created or attached it, however that ends; on Linux a process keeps it to its end.
+ * The first creates and never opens, the second opens and never creates.
+ * Errors   3 for a null name; 2, with the system's "already exists" (183; on Linux EEXIST) when the
+ *          name is taken. */
+Z_EXPORT void *Z_CALL ZutMutexCreateNamedNp(const char *name, int32_t owner);
+Z_EXPORT void *Z_CALL ZutMutexAttachNamedNp(const char *name);
+/* Conditions. A named one is shared between processes, like named mutexes and under the same names.
+ * Errors   3 for a null name; 2 as for named mutexes. */
+Z_EXPORT ZutCond *Z_CALL ZutCondCreate(void);
+Z_EXPORT ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name);
+Z_EXPORT ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name);
+Z_EXPORT int32_t Z_CALL ZutCondDestroy(ZutCond *cond);
+/* Releases every thread that waits at this moment. A wake before a wait is not seen by it: test the
+ * predicate under the mutex before waiting and again after. */
+Z_EXPORT int32_t Z_CALL ZutCondWakeAll(ZutCond *cond);
+/* Gives `mutex`, which the caller holds once, back and waits for a wake, at most `timeout` seconds
+ * (whole milliseconds); then takes the mutex again, however long that takes.
+ * Errors   7 also for a timeout of 0.0, and for a fast mutex that the caller does not hold; 9 on
+ *          time-out; 2 when the system refuses, and only then is the mutex not held on return.
+ * Windows  of a named condition a thread may miss a wake when another thread begins to wait at the
+ *          same moment: wait with a timeout there. */
+Z_EXPORT int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout);
+/* Spinlocks: a thread that waits keeps its processor busy, without end. Not for its holder to take
+ * again; for sections of a few instructions. */
+Z_EXPORT ZutSpinlock *Z_CALL ZutSpinlockCreate(int32_t owner);
+Z_EXPORT int32_t Z_CALL ZutSpinlockLock(ZutSpinlock *lock);
+Z_EXPORT int32_t Z_CALL ZutSpinlockUnlock(ZutSpinlock *lock);
+Z_EXPORT int32_t Z_CALL ZutSpinlockDestroy(ZutSpinlock *lock);
+
+/* ---- Reader-writer mutex (rwmutex) ---- */
+/* Many threads read, or one writes. Who reads may read again, even while writers wait; who writes
+ * may read or write again; each lock needs one unlock. Waiting writers go before new readers, and
+ * waiting upgrades before writers. Nobody but holders is considered: do not wait for another thread
+ * while you hold one, nor for a second lock of this kind that is held by someone who may wait for
+ * yours - two threads that each read what the other wants to write wait for ever.
+ *
+ * The read quota is the number of threads expected to read at once, 1 to 32. It grows when there
+ * are more. `owner` 1: the caller writes at once. A null mutex is error 7; so are an owner or quota
+ * out of range. */
+Z_EXPORT ZutRwMutex *Z_CALL ZutRwMutexCreate(int32_t owner, int32_t quota);
+/* Frees it without waiting for holders: there must be none but the caller. */
+Z_EXPORT int32_t Z_CALL ZutRwMutexDestroy(ZutRwMutex *mutex);
+Z_EXPORT int32_t Z_CALL ZutRwMutexGetReadQuota(ZutRwMutex *mutex, int32_t *quota_out);
+/* Waits until it may write, and must not be called while reading. */
+Z_EXPORT int32_t Z_CALL ZutRwMutexSetReadQuota(ZutRwMutex *mutex, int32_t quota);
+/* Both wait for ever. A reader that asks to write waits as in an upgrade, and has afterwards as
+ * many locks as it had plus one. */
+Z_EXPORT int32_t Z_CALL ZutRwMutexReadLock(ZutRwMutex *mutex);
+Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLock(ZutRwMutex *mutex);
+/* Gives the caller's latest lock back.
+ * Errors   7 when the caller holds none; nothing changes. */
+Z_EXPORT int32_t Z_CALL ZutRwMutexUnlock(ZutRwMutex *mutex);
+/* Makes the caller's read locks as many write locks: at once when nobody else reads, otherwise when
+ * the others have left. While it waits its read locks do not hold others back: another reader's
+ * upgrade may write before it, so look again at what was read. Each wait in between gets the whole
+ * timeout anew. 1 without change when nobody reads.
+ * Errors   4 for a timeout below 0 other than -1.0 or not a number; 9 on time-out, at once for 0.0:
+ *          the caller still reads; 7 when others read and the caller does not. */
+Z_EXPORT int32_t Z_CALL ZutRwMutexUpgradeLock(ZutRwMutex *mutex, double timeout);
+/* Does the calling thread read (or write) it? Does it write it? */
+Z_EXPORT int32_t Z_CALL ZutRwMutexReadLocked(ZutRwMutex *mutex);
+Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLocked(ZutRwMutex *mutex);
+
+/* ---- Interrupt counter (interrupt) ---- */
+/* SIGINT (Ctrl-C) raises a counter instead of ending the program; what takes long reads it. A
+ * count above the limit, 5 or what VN_INTERRUPT_MAX says, ends the process by abort.
+ *
+ * Reads VN_INTERRUPT_MAX and installs the handler. On Linux a signal also breaks a read that waits
+ * off, with EINTR. Errors 1, with message 5130, when the system refuses. */
+Z_EXPORT int32_t Z_CALL ZutInterruptInit(void);
+/* The counter. Any thread and any signal handler may use it. Set gives its argument back, Incr and
+ * Reset the new count. */
+Z_EXPORT int32_t Z_CALL ZutInterruptGet(void);
+Z_EXPORT int32_t Z_CALL ZutInterruptSet(int32_t value);
+Z_EXPORT int32_t Z_CALL ZutInterruptIncr(void);
+Z_EXPORT int32_t Z_CALL ZutInterruptReset(void);
+/* The handler, for programs that install it themselves. It waits for no lock, allocates nothing
+ * and keeps errno. */
+Z_EXPORT void ZutSigintHandler(int signal_number);
+
+/* ---- Files (file) ----
+ * Names, single files, and the table of open files, in which all openers of one name share one
+ * stream. Library-built names have the platform's separator ("\" on Windows, "/" elsewhere); in a
+ * name that is examined both separate. The table compares names without regard to case; where the
+ * file system keeps two files whose names differ in case only, they are two.
+ *
+ * "Error 1" means that errno holds the reason (ZutErrNumGetC). A directory is not opened, an open
+ * does not wait for the other end of a pipe, and streams are not handed down to child processes. */
+/* One open file, handed to traversals. */
+typedef struct ZutFileNode {
+  ZutDqNode links;
+  char *fname;
+  char *mode;
+  FILE *stream;
+  int32_t ref_count;     /* opens not yet closed */
+  int32_t bytes_written; /* counted by trace objects */
+} ZutFileNode;
+
+/* Hooks and traversals run with the process mutex held. */
+typedef FILE *(Z_CALL *ZutFileOpenFunc)(const char *name, const char *mode);
+typedef int32_t(Z_CALL *ZutFileCloseFunc)(FILE *stream);
+typedef int32_t(Z_CALL *ZutFileTraverseFunc)(ZutFileNode *node, ZutWord argument);
+
+/* Join a name in `out`, which needs room for all parts, a separator and the end, and give it back.
+ * The separator is left out where the directory ends with one, is empty or null; a null extension
+ * is none. `out` may be the directory's own buffer. */
+Z_EXPORT char *Z_CALL ZutBuildFileName(char *out, const char *directory, const char *base,
+                                       const char *extension);
+Z_EXPORT char *Z_CALL ZutBuildDirName(char *out, const char *directory, const char *subdirectory);
+
+/* A base name that the file system takes: the name itself when it is short (255 characters, or the
+ * number in the environment variable VN_MAX_BASE_NAME) and of printable ASCII characters without
+ * separators; else its hash, eight hexadecimal digits. A file in `directory` named by the hash with
+ * the extension ".nam" holds the lower-cased name; with `create` 1 it is made when it is missing.
+ * Result   the caller frees *base_out with ZutFree; null when the result is 0.
+ * Errors   1 for a name file that cannot be opened or made, 24 for one without a line. */
+Z_EXPORT int32_t Z_CALL ZutBuildBaseName(const char *directory, const char *name, char **base_out,
+                                         int32_t create);
+
+/* Does the name end with the extension, ignoring case? */
+Z_EXPORT int32_t Z_CALL ZutHasExtension(const char *name, const char *extension);
+
+/* Is there a file or directory of that name; may it be written? Errors  1 when not. */
+Z_EXPORT int32_t Z_CALL ZutFileExists(const char *name);
+Z_EXPORT int32_t Z_CALL ZutFileWritable(const char *name);
+
+/* Result   0 when deleted, -1 with error 1 (3 for null) when not. */
+Z_EXPORT int32_t Z_CALL ZutDeleteFile(const char *name);
+
+/* Not available on these platforms: -1. */
+Z_EXPORT int32_t Z_CALL ZutMvsAccess(const char *name, int32_t mode);
+
+/* Renames a file to its name with the text of the option backup_name behind it, replacing an older
+ * backup in one step. Nothing to do, and 1, when the option has no text or there is no such file;
+ * devices, pipes and directories are left alone. Errors  1. */
+Z_EXPORT int32_t Z_CALL ZutBackupFile(const char *name);
+
+/* Opens a stream of the caller's own, outside the table. Errors  1. */
+Z_EXPORT FILE *Z_CALL ZutFOpen(const char *name, const char *mode);
+
+/* Opens a file through the table: a file that is open with the same mode is shared, one call of
+ * ZutCloseFile for each open. A file that the modes "w" and "w+b" would truncate is backed up
+ * first. If that fails, message 5097 tells so and the file is opened at its end ("a", "a+b"):
+ * what has no backup is not truncated.
+ * Errors   15 when the file is open with another mode; those of the open otherwise.
+ * Threads  the process mutex is held while the file is opened or closed. */
+Z_EXPORT FILE *Z_CALL ZutOpenFile(const char *name, const char *mode);
+
+/* The stream of a file in the table. Errors  8. */
+Z_EXPORT FILE *Z_CALL ZutLookupFile(const char *name);
+
+/* Takes back one open; the last closes the stream (message 5098 if that fails, result 1 still).
+ * Errors   8 for a stream that is not in the table. */
+Z_EXPORT int32_t Z_CALL ZutCloseFile(FILE *stream);
+
+/* Errors  1. */
+Z_EXPORT int32_t Z_CALL ZutFlushFile(FILE *stream);
+
+/* Visits the table from the oldest node on; the function may close the file it is handed, no
+ * other. Result  the first non-zero one; at the end 0 with the error number set to 0. */
+Z_EXPORT int32_t Z_CALL ZutFileTraverse(ZutFileTraverseFunc function, ZutWord argument);
+
+/* Writes the table to "files.dmp" in the working directory and shows that. */
+Z_EXPORT int32_t Z_CALL ZutFileExamine(void);
+
+/* Copies a file to the output, character by character. It is opened with the mode "r+b", so it
+ * must be writable. Messages  5101 when it cannot be opened, result 0. */
+Z_EXPORT int32_t Z_CALL ZutCatFile(const char *name);
+
+/* Shows a file in the editor and returns when that has ended, whatever `wait` (0 or 1) says. The
+ * editor is the option "editor", else the environment variable EDITOR, else the platform's; "_cat"
+ * copies the file to the output instead. A name with other than plain characters is quoted for the
+ * command processor. Errors  7 for a name that cannot be; result 0 when no editor could be run. */
+Z_EXPORT int32_t Z_CALL ZutEditFile(const char *name, int32_t wait);
+
+/* Shows an open file of the table and opens it again, in case the editor has put a new file in its
+ * place: the stream stays the same object, nothing is truncated, and a stream that writes goes on
+ * at the end. The editor "emacs" is sent to the line of the stream's position. No lock is held
+ * while the editor runs.
+ * Messages  5113 for a stream that is not in the table; 5114 when the file cannot be opened again,
+ *           and the stream stays with the old one. Result  the stream. */
+Z_EXPORT FILE *Z_CALL ZutViewFilePtr(FILE *stream);
+
+/* Functions to open and close the table's streams with, instead of ZutFOpen and fclose; the close
+ * function gives 0 when it worked. */
+Z_EXPORT int32_t Z_CALL ZutSetFileOpenFunc(ZutFileOpenFunc function);
+Z_EXPORT int32_t Z_CALL ZutSetFileCloseFunc(ZutFileCloseFunc function);
+
+/* ---- Search paths and directories (path) ----
+ * A search path is a list of directories in which a file is looked for, in the order they were
+ * added. Paths and directory handles have no lock. */
+#define Z_DIR_ENTRY_OTHER 0
+#define Z_DIR_ENTRY_DIRECTORY 1
+#define Z_DIR_ENTRY_FILE 2
+typedef struct ZutDirEntry {
+  char name[260];
+  int32_t kind;
+} ZutDirEntry;
+typedef int32_t(Z_CALL *ZutPathFunc)(const char *directory, ZutWord argument);
+
+/* An empty search path. */
+Z_EXPORT ZutPath *Z_CALL ZutPathCreate(void);
+
+/* Appends a directory (null: nothing is done). */
+Z_EXPORT int32_t Z_CALL ZutPathAddDir(ZutPath *path, const char *directory);
+
+/* Removes the first entry that equals `directory`, ignoring case. Errors  8. */
+Z_EXPORT int32_t Z_CALL ZutPathDeleteDir(ZutPath *path, const char *directory);
+
+/* Result  the first non-zero one, or 0. The function may delete the entry it is handed. */
+Z_EXPORT int32_t Z_CALL ZutPathForEachDir(ZutPath *path, ZutPathFunc function, ZutWord argument);
+
+/* Frees the path and its entries. */
+Z_EXPORT int32_t Z_CALL ZutPathDestroy(ZutPath *path);
+
+/* The full name of the first file that exists along the path (null: the name itself). The
+ * lower-cased name is looked for in every directory, then the name as it is given.
+ * Result   in `out`, which needs room for the longest directory, a separator, the name and the
+ *          end; with a null `out` in a buffer of the thread. Null, and an empty `out`, when there
+ *          is none (error 8). */
+Z_EXPORT char *Z_CALL ZutPathFindFile(ZutPath *path, const char *name, char *out);
+
+/* The part of a name after its last separator, in `out` or a buffer of the thread. */
+Z_EXPORT char *Z_CALL ZutGetFileName(const char *full_name, char *out);
+
+/* Takes a name apart: what is before the last separator (with the platform's separators), what is
+ * before the last dot behind it, and from that dot on. Parts that are missing are empty; the caller
+ * frees the three with ZutFree.
+ * Errors   7 when the base is empty or holds control characters. */
+Z_EXPORT int32_t Z_CALL ZutFileExplodeName(const char *full_name, char **directory_out,
+                                           char **base_out, char **extension_out);
+
+/* A directory for temporary files, with a separator at its end: the working directory when it may
+ * be written, else HOME, else TEMP, else "\tmp\" or "/tmp/". `out` needs room for the environment
+ * variable and two bytes more. Result  0 when that one may not be written either (error 1). */
+Z_EXPORT int32_t Z_CALL ZutGetTmpFilePath(char *out);
+
+/* A file's size. Errors  1; 5 for a file that is too large for 32 bits. */
+Z_EXPORT int32_t Z_CALL ZutFileGetSize(const char *name, int32_t *size_out);
+
+/* When a file was last read, written, and changed in its attributes (on Windows: created). Each
+ * `out` may be null. Errors  1. */
+Z_EXPORT int32_t Z_CALL ZutFileGetAccessTimes(const char *name, double *access_out,
+                                              double *modification_out, double *change_out);
+
+/* Errors  6 when it exists; 1. */
+Z_EXPORT int32_t Z_CALL ZutMkdir(const char *directory);
+
+/* Errors  517 when it is not empty; 8 when it does not exist; 1. */
+Z_EXPORT int32_t Z_CALL ZutRmdir(const char *directory);
+
+/* Changes the working directory of the process. Errors  8 when it does not exist; 1. */
+Z_EXPORT int32_t Z_CALL ZutChdir(const char *directory);
+
+/* Lists a directory: open, read until 0 with error 18, close. The text `directory` is kept, not
+ * copied, and looked at by the first read, which fails with error 1 if there is no such directory.
+ * "." and ".." are listed; the order is the system's. */
+Z_EXPORT ZutDir *Z_CALL ZutOpenDir(const char *directory);
+Z_EXPORT int32_t Z_CALL ZutReadDir(ZutDir *handle, ZutDirEntry *entry_out);
+Z_EXPORT int32_t Z_CALL ZutCloseDir(ZutDir *handle);
+
+/* Not available on these platforms: 0 with error 31. */
+Z_EXPORT int32_t Z_CALL ZutMvsDirectoryType(const char *name);
+
+/* ---- Sockets: start-up and the socket directory (socket) ---- */
+/* Starts the socket layer in version 2.0, once, and has it ended at ZutExit; operations that need
+ * sockets do so themselves. A system that cannot is a fatal error. */
+Z_EXPORT int32_t Z_CALL ZutWinStartWinsock(void);
+/* Ends it, if started; a later start starts it again.
+ * Threads  any; takes no lock. */
+Z_EXPORT int32_t Z_CALL ZutWinEndWinsock(void);
+/* The directory of local sockets: "vantrel" below the first of TMP, TEMP and windir (Linux: TMPDIR)
+ * that names a writable directory, else below "." (Linux: /tmp). Found and made once.
+ * Result   its name; one that could not be made is reported by message 5261. */
+Z_EXPORT const char *Z_CALL ZutGetSocketDir(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -8,7 +8,7 @@ from pathlib import Path
 SOURCE = Path(os.environ.get("ZUT_SOURCE", Path(__file__).resolve().parents[2]))
 BUILD = Path(os.environ.get("ZUT_BUILD", SOURCE / "build" / "linux"))
 INCLUDE = SOURCE / "include"
-HEADERS = [INCLUDE / "zut.h", *sorted(INCLUDE.glob("zut/*.h"))]
+HEADERS = [INCLUDE / "zut.h"]
 
 
 def run(*command, **options):
