@@ -98,14 +98,16 @@ void integersGlib(benchmark::State &state) {
   g_string_free(text, TRUE);
 }
 
-const Row appendWords = Row("safe string: append", "words")
-                            .ours(wordsOurs)
-                            .peer("std::string", wordsStd)
-                            .peer("GString", wordsGlib)
-                            .peer("Tcl_DString", wordsTcl);
-const Row appendIntegers = Row("safe string: append", "integer")
-                               .ours(integersOurs)
-                               .peer("std::string", integersStd)
-                               .peer("GString", integersGlib);
-
 } // namespace
+
+void addRows() {
+  Row("safe string: append", "words")
+      .ours(wordsOurs)
+      .peer("std::string", wordsStd)
+      .peer("GString", wordsGlib)
+      .peer("Tcl_DString", wordsTcl);
+  Row("safe string: append", "integer")
+      .ours(integersOurs)
+      .peer("std::string", integersStd)
+      .peer("GString", integersGlib);
+}

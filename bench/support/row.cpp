@@ -1,5 +1,7 @@
 #include "support/row.h"
 
+#include "zut.h"
+
 #include <utility>
 
 Row::Row(const std::string &row, const std::string &parameter)
@@ -28,4 +30,10 @@ Row &Row::add(const std::string &who, Function function) {
   return *this;
 }
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) {
+  ZutInitThreads(); // everything is measured with locks that lock
+  addRows();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+}

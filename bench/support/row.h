@@ -4,15 +4,20 @@
 //   void appendOurs(benchmark::State &state) {
 //     for (auto _ : state) ...the work...
 //   }
-//   const Row append = Row("safe string: append", "words")  // row, parameter (may be "")
-//                          .ours(appendOurs)
-//                          .peer("std::string", appendStd);
+//   void addRows() {
+//     Row("safe string: append", "words")  // row, parameter
+//         .ours(appendOurs)
+//         .peer("std::string", appendStd);
+//   }
 //
 // Every function of a row does the same work on the same data; what is not the work (making keys,
-// opening files) stays outside the loop. `state.SetItemsProcessed` is not needed: the table shows
-// time of ours over time of the fastest peer. Lambdas that capture a size give the same row for
-// several parameters. `threads(2)` measures the functions added after it on two threads at once,
-// by the clock; `clock()` on one thread by the clock (files, processes).
+// opening files) stays outside the loop, and what is dear to make is made once, in a static: a
+// function is called again for each repetition. A lambda that captures a size gives the same row
+// for several parameters. `threads(2)` measures the functions added after it on two threads at
+// once, by the clock; `clock()` on one thread by the clock (files, processes).
+//
+// Programs run in a directory of their own, which is removed afterwards.
+//
 // The limit of each row stands in targets.txt as "row/parameter<TAB>limit"; tools/bench_table.py
 // runs the programs and prints the table.
 #pragma once
@@ -21,6 +26,9 @@
 
 #include <functional>
 #include <string>
+
+// Each program's own.
+void addRows();
 
 class Row {
 public:
