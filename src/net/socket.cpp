@@ -1,13 +1,17 @@
-// Start and end of the socket layer, and the directory of local sockets.
+// Sockets of any kind: start and end of the socket layer, waiting, receiving, closing, and the
+// directory of local sockets.
 //
 // The process mutex guards the start and the directory. The end takes no lock, because a process
 // that is being stopped by a fatal error or an interrupt must not wait for one: whoever clears
 // `started` does the clean-up.
+#include "net/socket.h"
+
+#include "config/option.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/report.h"
+#include "core/text.h"
 #include "platform/platform.h"
-#include "platform/platform_socket.h"
 
 #include <atomic>
 
@@ -39,7 +43,88 @@ char *makeSocketDirName() {
   return utJoinNames({utPlatSocketDirFallback, "vantrel"});
 }
 
+// 1, or 0 with the system's reason.
+int32_t outcome(bool done) {
+  if (!done) ZutErrNumSetSocket(0);
+  return done;
+}
+
+int32_t getSize(int32_t socket, PlatSocketSetting setting, int32_t *size) {
+  if (socket < 0) return utFail(Err::tooSmall);
+  if (!size) return utFail(Err::nullPointer);
+  return outcome(utPlatSocketGet(socket, setting, size));
+}
+
+int32_t setSize(int32_t socket, PlatSocketSetting setting, int32_t size) {
+  if (socket < 0) return utFail(Err::tooSmall);
+  return outcome(utPlatSocketSet(socket, setting, size));
+}
+
+int32_t receiveFailed() {
+  ZutErrNumSetSocket(0);
+  return -1;
+}
+
+int32_t waitFailed() {
+  ZutErrNumSetSocket(0);
+  if (ZutErrNumGetSocket() != utPlatInterrupted) {
+    ZutPerror("select");
+  } else if (ZutInterruptGet() != 0) {
+    utErrSet(Err::interrupted);
+  }
+  return 0;
+}
+
+// After a wait that failed: is there a point in another one? Arguments stay wrong and a socket that
+// is closed stays closed.
+bool mayWaitAgain() {
+  constexpr int32_t badHandle = 10009, notSocket = 10038;
+  const int32_t reason = ZutErrNumGetSocket();
+  if (utErrGet() == Err::interrupted) return true;
+  return utErrGet() == Err::socket && reason != badHandle && reason != notSocket;
+}
+
+bool wasInterrupted() {
+  return utErrGet() == Err::socket && ZutErrNumGetSocket() == utPlatInterrupted;
+}
+
+enum class Wait { ready, timedOut, failed };
+
+Wait waitForData(int32_t socket, double timeout) {
+  while (!ZutSocketCheck(socket, 0, timeout)) {
+    if (utErrGet() == Err::timeout) return Wait::timedOut;
+    if (!mayWaitAgain()) return Wait::failed;
+    if (wasInterrupted()) continue;
+    ZutPerror("select");
+    utReport<Msg::socketWait>(Z_TRACE_LEVEL_WARNING, socket);
+  }
+  return Wait::ready;
+}
+
 } // namespace
+
+int32_t utSocketFail(const char *call) {
+  ZutErrNumSetSocket(0);
+  ZutPerror(call);
+  return -1;
+}
+
+int32_t utSocketGiveUp(int32_t socket, const char *call) {
+  ZutErrNumSetSocket(0);
+  ZutErrState reason;
+  ZutErrNumSave(&reason);
+  ZutPerror(call);
+  ZutWinCloseSocket(socket);
+  ZutErrNumRestore(&reason);
+  return -1;
+}
+
+void utSocketPrepare(int32_t socket) {
+  const int32_t size = utToInt32(utOptionNumber("_socket_buffer_size", 0.0));
+  if (size == 0) return;
+  ZutSocketSetSendBufSize(socket, size);
+  ZutSocketSetRecvBufSize(socket, size);
+}
 
 extern "C" {
 
@@ -57,6 +142,96 @@ int32_t Z_CALL ZutWinStartWinsock() {
 int32_t Z_CALL ZutWinEndWinsock() {
   if (started.exchange(false)) utPlatSocketEnd();
   return 1;
+}
+
+int32_t Z_CALL ZutWinCloseSocket(int32_t socket) {
+  const int64_t seconds = utToInt32(utOptionNumber("_winsock_close_timeout", 0.0));
+  for (int64_t tries = seconds * 100; tries > 0; --tries) {
+    if (utPlatSocketClose(socket)) return 0;
+    if (utPlatSocketErrorGet() != utPlatWouldBlock) return -1;
+    ZutSleep(0.01);
+  }
+  return -1;
+}
+
+int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double timeout) {
+  if (socket < 0) return utFail(Err::tooSmall);
+  if (mode != 0 && mode != 1) return utFail(Err::invalid);
+  if (timeout != timeout) return utFail(Err::invalid);
+  if (timeout < 0.0 && timeout != -1.0) return utFail(Err::tooSmall);
+  switch (utPlatSocketWait(socket, mode == 1, timeout)) {
+  case PlatSocketWait::ready: return 1;
+  case PlatSocketWait::timedOut: return utFail(Err::timeout);
+  case PlatSocketWait::exception: ZutErrNumSetSocket(0); return 0;
+  case PlatSocketWait::failed: break;
+  }
+  return waitFailed();
+}
+
+int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length, int32_t flags) {
+  if (socket < 0 || length < 1) return utFailSocket(Err::tooSmall);
+  if (!buffer) return utFailSocket(Err::nullPointer);
+  int32_t count = 0;
+  while (count < length) {
+    char *const place = static_cast<char *>(buffer) + count;
+    const int32_t got = utPlatSocketReceive(socket, place, length - count, flags);
+    if (got < 0) return receiveFailed();
+    if (got == 0) break;
+    count += got;
+  }
+  return count;
+}
+
+int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length, int32_t flags,
+                                    double timeout, int32_t *timed_out_out) {
+  if (socket < 0 || length < 1) return utFailSocket(Err::tooSmall);
+  if (!buffer || !timed_out_out) return utFailSocket(Err::nullPointer);
+  *timed_out_out = 0;
+  int32_t count = 0;
+  while (count < length) {
+    // Most often data is there already: the wait is for when it is not.
+    char *const place = static_cast<char *>(buffer) + count;
+    int32_t got = utPlatSocketReceiveNow(socket, place, length - count, flags);
+    if (got == utPlatNothingYet) {
+      const Wait wait = waitForData(socket, timeout);
+      if (wait == Wait::failed) return -1;
+      if (wait == Wait::timedOut) {
+        *timed_out_out = 1;
+        return count;
+      }
+      got = utPlatSocketReceive(socket, place, length - count, flags);
+    }
+    if (got < 0) return receiveFailed();
+    if (got == 0) break;
+    count += got;
+  }
+  return count;
+}
+
+int32_t Z_CALL ZutSocketSetBlockMode(int32_t socket, int32_t mode) {
+  if (socket < 0) return utFail(Err::tooSmall);
+  if (mode != 0 && mode != 1) return utFail(Err::invalid);
+  if (utPlatSocketSetBlocking(socket, mode == 1)) return 1;
+  utSocketFail("ioctlsocket");
+  return 0;
+}
+
+int32_t Z_CALL ZutSocketGetBlockMode(int32_t, int32_t *) { return utFail(Err::notFound); }
+
+int32_t Z_CALL ZutSocketGetRecvBufSize(int32_t socket, int32_t *size_out) {
+  return getSize(socket, PlatSocketSetting::receiveSize, size_out);
+}
+
+int32_t Z_CALL ZutSocketGetSendBufSize(int32_t socket, int32_t *size_out) {
+  return getSize(socket, PlatSocketSetting::sendSize, size_out);
+}
+
+int32_t Z_CALL ZutSocketSetRecvBufSize(int32_t socket, int32_t size) {
+  return setSize(socket, PlatSocketSetting::receiveSize, size);
+}
+
+int32_t Z_CALL ZutSocketSetSendBufSize(int32_t socket, int32_t size) {
+  return setSize(socket, PlatSocketSetting::sendSize, size);
 }
 
 const char *Z_CALL ZutGetSocketDir() {

@@ -48,6 +48,8 @@ bool utPlatCpuTimes(double *user, double *kernel);
 int32_t utPlatProcessors();
 // The character format of the system: the number of a code page.
 int32_t utPlatCharFormat();
+// A number that nobody can foresee.
+uint64_t utPlatSecret();
 
 // --- Libraries ---
 extern const char utPlatLibrarySuffix[];

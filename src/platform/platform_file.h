@@ -9,13 +9,22 @@
 
 // Opens a stream like fopen, with these differences: a directory is refused; a pipe without a
 // partner never blocks the open; 'x' in the mode creates a file that did not exist, following no
-// link; the file may be renamed while it is open.
+// link; 'n' refuses a name that is a link, where every user can make links; the file may be renamed
+// while it is open; what is appended by several goes behind each other. Waits a moment for others
+// who keep the file to themselves.
 FILE *utPlatFileOpen(const char *name, const char *mode);
 // Flushes an open stream and points it at a file opened as above; on failure the stream is what
 // it was. The mode must read and write as the stream's own does. No other thread uses the stream
 // meanwhile.
 bool utPlatFileReopen(FILE *stream, const char *name, const char *mode);
 int32_t utPlatFileDescriptor(FILE *stream);
+
+// --- Descriptors ---
+
+// The standard read and write, -1 when they fail. What a signal breaks off goes on: a read begins
+// again, a write ends when all is written or the rest cannot be.
+int32_t utPlatDescriptorRead(int32_t descriptor, void *buffer, int32_t count);
+int32_t utPlatDescriptorWrite(int32_t descriptor, const void *buffer, int32_t count);
 
 // --- Names of files ---
 

@@ -81,3 +81,9 @@ bool utPlatKeySet(uint32_t key, void *value);
 // Has `handler` called on the next SIGINT; it installs itself again. May be called by a handler.
 // False: errno tells.
 bool utPlatInterruptHandle(void (*handler)(int));
+// Has the process ignore SIGINT. False: errno tells.
+bool utPlatInterruptIgnore();
+// Holds SIGINT back from the calling thread, where the system can: one that comes meanwhile is
+// handled at the release. False: it was held back already, or cannot be; there is no release.
+bool utPlatInterruptHold();
+void utPlatInterruptRelease();

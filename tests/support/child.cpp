@@ -1,6 +1,7 @@
 #include "support/child.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,7 +36,7 @@ std::vector<Registered> &children() {
 fs::path program; // of this test, absolute
 
 fs::path freshName(const char *kind) {
-  static int count = 0;
+  static std::atomic<int> count = 0; // children may run side by side
 #ifdef _WIN32
   const int process = _getpid();
 #else

@@ -13,7 +13,8 @@ namespace {
 int openFlags(const char *mode) {
   const bool update = std::strchr(mode, '+') != nullptr;
   const int exclusive = std::strchr(mode, 'x') ? O_EXCL : 0;
-  const int access = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+  const int links = std::strchr(mode, 'n') ? O_NOFOLLOW : 0;
+  const int access = (update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY) | links;
   if (mode[0] == 'r') return access;
   if (mode[0] == 'w') return access | O_CREAT | O_TRUNC | exclusive;
   if (mode[0] == 'a') return access | O_CREAT | O_APPEND | exclusive;
@@ -88,6 +89,24 @@ bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
 }
 
 int32_t utPlatFileDescriptor(FILE *stream) { return fileno(stream); }
+
+int32_t utPlatDescriptorRead(int32_t descriptor, void *buffer, int32_t count) {
+  for (;;) {
+    const ssize_t got = read(descriptor, buffer, static_cast<size_t>(count));
+    if (got >= 0 || errno != EINTR) return static_cast<int32_t>(got);
+  }
+}
+
+int32_t utPlatDescriptorWrite(int32_t descriptor, const void *buffer, int32_t count) {
+  const char *bytes = static_cast<const char *>(buffer);
+  int32_t written = 0;
+  do {
+    const ssize_t put = write(descriptor, bytes + written, static_cast<size_t>(count - written));
+    if (put > 0) written += static_cast<int32_t>(put);
+    else if (put == 0 || errno != EINTR) return written > 0 ? written : static_cast<int32_t>(put);
+  } while (written < count);
+  return written;
+}
 
 PlatFileKind utPlatFileKind(const char *name) {
   struct stat info;

@@ -18,6 +18,12 @@ namespace {
 
 constexpr int64_t Z_SECOND = 1000000000; // a deadline is in nanoseconds
 
+int64_t nanoseconds(clockid_t clock) {
+  timespec now;
+  clock_gettime(clock, &now);
+  return now.tv_sec * Z_SECOND + now.tv_nsec;
+}
+
 timespec timeOf(PlatDeadline deadline) {
   return {static_cast<time_t>(deadline / Z_SECOND), static_cast<long>(deadline % Z_SECOND)};
 }
@@ -25,6 +31,16 @@ timespec timeOf(PlatDeadline deadline) {
 bool fail(int code) {
   utPlatErrorSet(code);
   return false;
+}
+
+int lockUntil(pthread_mutex_t *mutex, PlatDeadline deadline) {
+#ifdef __SANITIZE_THREAD__ // it only knows the lock that waits by the clock of the day
+  const timespec time = timeOf(deadline + nanoseconds(CLOCK_REALTIME) - nanoseconds(CLOCK_MONOTONIC));
+  return pthread_mutex_timedlock(mutex, &time);
+#else
+  const timespec time = timeOf(deadline);
+  return pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &time);
+#endif
 }
 
 // A dead holder left it to us: its data is the program's business, the lock goes on.
@@ -71,9 +87,7 @@ int utPosixMutexInit(pthread_mutex_t *mutex, bool shared) {
 
 PlatDeadline utPlatDeadline(int64_t milliseconds) {
   if (milliseconds < 0) return Z_NO_DEADLINE;
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec * Z_SECOND + now.tv_nsec + milliseconds * (Z_SECOND / 1000);
+  return nanoseconds(CLOCK_MONOTONIC) + milliseconds * (Z_SECOND / 1000);
 }
 
 bool utPlatWordWait(std::atomic<int32_t> &word, int32_t value, PlatDeadline deadline) {
@@ -108,11 +122,9 @@ bool utPlatMutexDestroy(PlatMutex *mutex) {
 }
 
 PlatWait utPlatMutexLock(PlatMutex *mutex, PlatDeadline deadline) {
-  const timespec time = timeOf(deadline);
-  const int code = repaired(&mutex->mutex,
-                            deadline == Z_NO_DEADLINE
-                                ? pthread_mutex_lock(&mutex->mutex)
-                                : pthread_mutex_clocklock(&mutex->mutex, CLOCK_MONOTONIC, &time));
+  const int code = repaired(&mutex->mutex, deadline == Z_NO_DEADLINE
+                                               ? pthread_mutex_lock(&mutex->mutex)
+                                               : lockUntil(&mutex->mutex, deadline));
   if (code == 0) return PlatWait::done;
   if (code == ETIMEDOUT) return PlatWait::timedOut;
   utPlatErrorSet(code);

@@ -19,12 +19,17 @@ struct OpenMode {
   int flags; // of the runtime
 };
 
+// Who may only append, for him the system itself finds the file's end at each write, so that
+// several may write to one file.
+constexpr DWORD Z_APPEND = FILE_GENERIC_WRITE & ~static_cast<DWORD>(FILE_WRITE_DATA);
+
 // False for what is not a mode of fopen.
 bool parseMode(const char *mode, OpenMode &out) {
   const bool update = std::strchr(mode, '+') != nullptr;
   const bool exclusive = std::strchr(mode, 'x') != nullptr;
   out.flags = _O_NOINHERIT | (std::strchr(mode, 'b') ? _O_BINARY : _O_TEXT);
-  out.access = update ? GENERIC_READ | GENERIC_WRITE : GENERIC_WRITE;
+  out.access = mode[0] == 'a' ? Z_APPEND : GENERIC_WRITE;
+  if (update) out.access |= GENERIC_READ;
   if (mode[0] == 'r') {
     if (!update) out.access = GENERIC_READ, out.flags |= _O_RDONLY;
     out.creation = OPEN_EXISTING;
@@ -37,15 +42,15 @@ bool parseMode(const char *mode, OpenMode &out) {
 }
 
 // Others (virus scanners, indexers, a reader that is about to close) hold a file for a moment:
-// tries again for a twentieth of a second.
+// tries again for a twentieth of a second. A rename then finds its target denied.
 template <class Attempt>
-bool patiently(Attempt attempt) {
+bool patiently(bool renames, Attempt attempt) {
   constexpr int tries = 6;
   for (int i = 1;; ++i) {
     if (attempt()) return true;
     const DWORD error = GetLastError();
     const bool passing = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION ||
-                         error == ERROR_ACCESS_DENIED;
+                         (renames && error == ERROR_ACCESS_DENIED);
     if (!passing || i == tries) {
       errno = utWinErrno(error);
       return false;
@@ -60,13 +65,14 @@ int openDescriptor(const char *name, const char *mode) {
     errno = EINVAL;
     return -1;
   }
-  const HANDLE file =
-      CreateFileA(name, how.access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                  how.creation, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    errno = utWinErrno(GetLastError());
-    return -1;
-  }
+  constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  HANDLE file = nullptr;
+  const auto attempt = [&] {
+    file = CreateFileA(name, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
+    return file != INVALID_HANDLE_VALUE;
+  };
+  if (!patiently(false, attempt)) return -1;
   const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(file), how.flags);
   if (fd < 0) {
     CloseHandle(file);
@@ -92,6 +98,7 @@ double seconds(const FILETIME &time) {
 } // namespace
 
 int utWinErrno(unsigned long code) {
+  if (code >= ERROR_WRITE_PROTECT && code <= ERROR_SHARING_BUFFER_EXCEEDED) return EACCES;
   switch (code) {
   case ERROR_FILE_NOT_FOUND:
   case ERROR_PATH_NOT_FOUND:
@@ -104,8 +111,8 @@ int utWinErrno(unsigned long code) {
   case ERROR_TOO_MANY_OPEN_FILES:
     return EMFILE;
   case ERROR_ACCESS_DENIED:
-  case ERROR_SHARING_VIOLATION:
-  case ERROR_LOCK_VIOLATION:
+  case ERROR_CURRENT_DIRECTORY:
+  case ERROR_NETWORK_ACCESS_DENIED:
     return EACCES;
   case ERROR_FILE_EXISTS:
   case ERROR_ALREADY_EXISTS:
@@ -148,6 +155,14 @@ bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
 
 int32_t utPlatFileDescriptor(FILE *stream) { return _fileno(stream); }
 
+int32_t utPlatDescriptorRead(int32_t descriptor, void *buffer, int32_t count) {
+  return _read(descriptor, buffer, static_cast<unsigned>(count));
+}
+
+int32_t utPlatDescriptorWrite(int32_t descriptor, const void *buffer, int32_t count) {
+  return _write(descriptor, buffer, static_cast<unsigned>(count));
+}
+
 PlatFileKind utPlatFileKind(const char *name) {
   const DWORD attributes = GetFileAttributesA(name);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
@@ -165,7 +180,7 @@ bool utPlatFilesDiffer(const char *, const char *) { return false; }
 bool utPlatFileRemove(const char *name) { return _unlink(name) == 0; }
 
 bool utPlatFileReplace(const char *from, const char *to) {
-  return patiently([=] { return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0; });
+  return patiently(true, [=] { return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0; });
 }
 
 bool utPlatFileInfo(const char *name, PlatFileInfo &info) {

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <ntsecapi.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -105,3 +107,9 @@ int32_t utPlatProcessors() {
 }
 
 int32_t utPlatCharFormat() { return static_cast<int32_t>(GetACP()); }
+
+uint64_t utPlatSecret() {
+  uint64_t secret = 0;
+  RtlGenRandom(&secret, sizeof secret);
+  return secret;
+}

@@ -6,3 +6,7 @@
 bool utPlatInterruptHandle(void (*handler)(int)) {
   return std::signal(SIGINT, handler) != SIG_ERR;
 }
+
+bool utPlatInterruptIgnore() { return std::signal(SIGINT, SIG_IGN) != SIG_ERR; }
+bool utPlatInterruptHold() { return false; }
+void utPlatInterruptRelease() {}

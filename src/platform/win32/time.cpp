@@ -12,14 +12,22 @@ int64_t utPlatWallMilliseconds() {
   return (steps - epoch) / 10000;
 }
 
-// The runtime's own conversion is asked, because it alone follows TZ. Its result lives in a record
-// of the thread.
+// The runtime is asked, because it alone follows TZ. It knows no year after 3000; the calendar, and
+// with it the rule of the zone, repeats itself after 400 years. Both of its results are written to
+// the same record of the thread.
 PlatZone utPlatZone(int64_t utc) {
-  const __time64_t time = utc;
+  constexpr int64_t end = 32503680000; // of the year 2999
+  constexpr int64_t era = 146097 * int64_t{86400};
+  const __time64_t time = utc < end ? utc : utc - ((utc - end) / era + 1) * era;
   const tm *found = _localtime64(&time);
   if (!found) return {0, false};
-  tm local = *found;
-  return {static_cast<int32_t>(_mkgmtime64(&local) - utc), local.tm_isdst > 0};
+  const tm local = *found;
+  const tm &here = *_gmtime64(&time);
+  const int32_t days = local.tm_year != here.tm_year ? local.tm_year - here.tm_year
+                                                     : local.tm_yday - here.tm_yday;
+  const int32_t hours = days * 24 + local.tm_hour - here.tm_hour;
+  const int32_t minutes = hours * 60 + local.tm_min - here.tm_min;
+  return {minutes * 60 + local.tm_sec - here.tm_sec, local.tm_isdst > 0};
 }
 
 void utPlatSleep(double seconds) {

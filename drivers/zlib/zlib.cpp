@@ -1,0 +1,164 @@
+// The driver "zlib": plain zlib streams, which every zlib reads. The argument is the level, 0 to 9,
+// 6 when there is none. Mode 0 lets zlib keep back what it likes, 1 ends with a sync flush, 2 ends
+// the stream; the next call begins a new one.
+//
+// A call that finds too little room must leave no trace. At the start of a stream, where whole
+// messages begin, the stream is simply reset; in the middle a copy made before the call is put
+// back.
+#include "zut.h"
+
+#include <zlib.h>
+
+#include <cstring>
+
+namespace {
+
+constexpr int32_t tooSmall = 4, invalid = 7, corrupt = 24, noMemory = 30;
+
+// One direction of a compressor. `open` from its first use on.
+struct Stream {
+  z_stream z;
+  bool open;
+};
+
+struct Codec {
+  int level;
+  Stream deflater;
+  Stream inflater;
+  uint32_t operations;
+  uint32_t bytesIn;
+  uint32_t bytesOut;
+};
+
+Codec &codecOf(void *state) { return *static_cast<Codec *>(state); }
+
+int32_t fail(int32_t error) {
+  ZutErrNumSet(error);
+  return 0;
+}
+
+// zlib's functions for one direction under one name.
+struct Deflate {
+  static int run(z_stream &z, int flush) { return deflate(&z, flush); }
+  static int reset(z_stream &z) { return deflateReset(&z); }
+  static int copy(z_stream &to, z_stream &from) { return deflateCopy(&to, &from); }
+  static int end(z_stream &z) { return deflateEnd(&z); }
+};
+
+struct Inflate {
+  // zlib's own finish asks for the whole output at once; whether the stream ended is looked at
+  // here.
+  static int run(z_stream &z, int) { return inflate(&z, Z_SYNC_FLUSH); }
+  static int reset(z_stream &z) { return inflateReset(&z); }
+  static int copy(z_stream &to, z_stream &from) { return inflateCopy(&to, &from); }
+  static int end(z_stream &z) { return inflateEnd(&z); }
+};
+
+// What a call of zlib came to: 0 for success, else an error number. zlib may keep more output back
+// as long as the room is used up to the last byte.
+int32_t judge(int result, const z_stream &z, int32_t mode) {
+  if (result == Z_STREAM_END) return 0;
+  if (result == Z_MEM_ERROR) return noMemory;
+  if (result != Z_OK && result != Z_BUF_ERROR) return corrupt;
+  if (z.avail_out == 0) return tooSmall;
+  return mode == 2 ? corrupt : 0; // the input ended before its stream
+}
+
+// Works on the unread part of `source`; takes and gives everything or nothing.
+template <class Way>
+int32_t work(z_stream &z, ZutBuf &destination, ZutBuf &source, int32_t mode) {
+  constexpr int flushes[] = {Z_NO_FLUSH, Z_SYNC_FLUSH, Z_FINISH};
+  const bool fresh = z.total_in == 0 && z.total_out == 0;
+  z_stream before;
+  if (!fresh && Way::copy(before, z) != Z_OK) return noMemory;
+  const int32_t unread = source.size > source.offset ? source.size - source.offset : 0;
+  const int32_t room = destination.capacity - destination.size;
+  z.next_in = source.data + source.offset;
+  z.avail_in = static_cast<uInt>(unread);
+  z.next_out = destination.data + destination.size;
+  z.avail_out = static_cast<uInt>(room);
+  const int result = Way::run(z, flushes[mode]);
+  if (const int32_t error = judge(result, z, mode)) {
+    if (fresh) {
+      Way::reset(z);
+    } else {
+      Way::end(z);
+      Way::copy(z, before);
+      Way::end(before);
+    }
+    return error;
+  }
+  if (!fresh) Way::end(before);
+  source.offset += unread - static_cast<int32_t>(z.avail_in);
+  destination.size += room - static_cast<int32_t>(z.avail_out);
+  if (result == Z_STREAM_END) Way::reset(z);
+  return 0;
+}
+
+// --- The driver's functions ---
+
+void *Z_CALL create(const char *args) {
+  int level = 6;
+  if (args && *args) {
+    if (args[0] < '0' || args[0] > '9' || args[1]) {
+      fail(invalid);
+      return nullptr;
+    }
+    level = args[0] - '0';
+  }
+  auto *codec = static_cast<Codec *>(ZutCalloc(sizeof(Codec)));
+  codec->level = level;
+  return codec;
+}
+
+int32_t Z_CALL compress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
+  Codec &codec = codecOf(state);
+  Stream &stream = codec.deflater;
+  if (!stream.open && deflateInit(&stream.z, codec.level) != Z_OK) return fail(noMemory);
+  stream.open = true;
+  const int32_t offset = source->offset, size = destination->size;
+  if (const int32_t error = work<Deflate>(stream.z, *destination, *source, mode)) {
+    return fail(error);
+  }
+  ++codec.operations;
+  codec.bytesIn += static_cast<uint32_t>(source->offset - offset);
+  codec.bytesOut += static_cast<uint32_t>(destination->size - size);
+  return 1;
+}
+
+int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
+  Stream &stream = codecOf(state).inflater;
+  if (!stream.open && inflateInit(&stream.z) != Z_OK) return fail(noMemory);
+  stream.open = true;
+  const int32_t error = work<Inflate>(stream.z, *destination, *source, mode);
+  return error ? fail(error) : 1;
+}
+
+// Of compressing, so that bytes in by bytes out is the ratio.
+int32_t Z_CALL getStats(void *state, ZutCompressorStats *stats) {
+  const Codec &codec = codecOf(state);
+  stats->operations = codec.operations;
+  stats->bytes_in = codec.bytesIn;
+  stats->bytes_out = codec.bytesOut;
+  return 1;
+}
+
+int32_t Z_CALL reset(void *state) {
+  Codec &codec = codecOf(state);
+  if (codec.deflater.open) deflateReset(&codec.deflater.z);
+  if (codec.inflater.open) inflateReset(&codec.inflater.z);
+  return 1;
+}
+
+void Z_CALL destroy(void *state) {
+  Codec &codec = codecOf(state);
+  if (codec.deflater.open) deflateEnd(&codec.deflater.z);
+  if (codec.inflater.open) inflateEnd(&codec.inflater.z);
+  ZutFree(state);
+}
+
+} // namespace
+
+extern "C" Z_DRIVER_EXPORT int32_t Z_CALL ZcompressorDriverInit(void) {
+  return ZutCompressorInit("zlib", create, compress, uncompress, getStats, reset, destroy);
+}

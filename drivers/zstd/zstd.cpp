@@ -1,0 +1,183 @@
+// The driver "zstd": Zstandard frames. The argument is the level, 1 to 19, 3 when there is none.
+// Modes as the library means them: 0 go on, 1 flush, 2 end the frame; the next call begins a new
+// one.
+//
+// A context cannot be put back, so a call whose output finds too little room keeps it: the call's
+// repetition only has to copy it out.
+#include "zut.h"
+
+#include <zstd.h>
+
+#include <cstring>
+#include <initializer_list>
+
+namespace {
+
+constexpr int32_t tooSmall = 4, invalid = 7, corrupt = 24;
+
+// Output that waits for room, and how much input it stands for.
+struct Pending {
+  ZutBuf *output;
+  int32_t taken;
+  bool waits;
+};
+
+struct Codec {
+  ZSTD_CCtx *compressor;
+  ZSTD_DCtx *decompressor;
+  Pending compressed;
+  Pending plain;
+  bool inFrame; // decompressing stopped within a frame
+  uint32_t operations;
+  uint32_t bytesIn;
+  uint32_t bytesOut;
+};
+
+Codec &codecOf(void *state) { return *static_cast<Codec *>(state); }
+
+int32_t fail(int32_t error) {
+  ZutErrNumSet(error);
+  return 0;
+}
+
+// Makes room for a good piece more.
+ZSTD_outBuffer roomIn(ZutBuf &buffer, size_t piece) {
+  ZutBufGrow(&buffer, buffer.size + static_cast<int32_t>(piece));
+  return {buffer.data, static_cast<size_t>(buffer.capacity), static_cast<size_t>(buffer.size)};
+}
+
+ZSTD_inBuffer unreadOf(const ZutBuf &source) {
+  const int32_t unread = source.size > source.offset ? source.size - source.offset : 0;
+  return {source.data + source.offset, static_cast<size_t>(unread), 0};
+}
+
+int32_t deliver(Pending &pending, ZutBuf &destination, ZutBuf &source) {
+  ZutBuf &output = *pending.output;
+  pending.waits = destination.capacity - destination.size < output.size;
+  if (pending.waits) return fail(tooSmall);
+  std::memcpy(destination.data + destination.size, output.data, static_cast<size_t>(output.size));
+  destination.size += output.size;
+  source.offset += pending.taken;
+  ZutBufSetSize(&output, 0);
+  return 1;
+}
+
+bool runCompressor(Codec &codec, const ZutBuf &source, int32_t mode) {
+  constexpr ZSTD_EndDirective ends[] = {ZSTD_e_continue, ZSTD_e_flush, ZSTD_e_end};
+  ZutBuf &output = *codec.compressed.output;
+  ZSTD_inBuffer in = unreadOf(source);
+  for (bool more = true; more;) {
+    ZSTD_outBuffer out = roomIn(output, ZSTD_CStreamOutSize());
+    const size_t left = ZSTD_compressStream2(codec.compressor, &out, &in, ends[mode]);
+    if (ZSTD_isError(left)) return false;
+    output.size = static_cast<int32_t>(out.pos);
+    more = mode == 0 ? in.pos < in.size : left > 0;
+  }
+  codec.compressed.taken = static_cast<int32_t>(in.pos);
+  return true;
+}
+
+// To the end of the frame or of the input.
+bool runDecompressor(Codec &codec, const ZutBuf &source) {
+  ZutBuf &output = *codec.plain.output;
+  ZSTD_inBuffer in = unreadOf(source);
+  for (bool more = true; more;) {
+    ZSTD_outBuffer out = roomIn(output, ZSTD_DStreamOutSize());
+    const size_t left = ZSTD_decompressStream(codec.decompressor, &out, &in);
+    if (ZSTD_isError(left)) return false;
+    output.size = static_cast<int32_t>(out.pos);
+    codec.inFrame = left > 0;
+    more = left > 0 && (in.pos < in.size || out.pos == out.size);
+  }
+  codec.plain.taken = static_cast<int32_t>(in.pos);
+  return true;
+}
+
+// --- The driver's functions ---
+
+// 0 for a text that is no level.
+int levelOf(const char *args) {
+  if (!args || !*args) return 3;
+  int level = 0;
+  for (; *args; ++args) {
+    if (*args < '0' || *args > '9' || level > 19) return 0;
+    level = level * 10 + (*args - '0');
+  }
+  return level <= 19 ? level : 0;
+}
+
+void *Z_CALL create(const char *args) {
+  const int level = levelOf(args);
+  if (level == 0) {
+    fail(invalid);
+    return nullptr;
+  }
+  auto *codec = static_cast<Codec *>(ZutCalloc(sizeof(Codec)));
+  codec->compressor = ZSTD_createCCtx();
+  codec->decompressor = ZSTD_createDCtx();
+  ZSTD_CCtx_setParameter(codec->compressor, ZSTD_c_compressionLevel, level);
+  codec->compressed.output = ZutBufCreate(0);
+  codec->plain.output = ZutBufCreate(0);
+  return codec;
+}
+
+int32_t Z_CALL reset(void *state) {
+  Codec &codec = codecOf(state);
+  ZSTD_CCtx_reset(codec.compressor, ZSTD_reset_session_only);
+  ZSTD_DCtx_reset(codec.decompressor, ZSTD_reset_session_only);
+  for (Pending *pending : {&codec.compressed, &codec.plain}) {
+    pending->waits = false;
+    ZutBufSetSize(pending->output, 0);
+  }
+  codec.inFrame = false;
+  return 1;
+}
+
+int32_t Z_CALL compress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
+  Codec &codec = codecOf(state);
+  Pending &pending = codec.compressed;
+  if (!pending.waits && !runCompressor(codec, *source, mode)) {
+    reset(state);
+    return fail(corrupt);
+  }
+  const int32_t size = destination->size;
+  if (!deliver(pending, *destination, *source)) return 0;
+  ++codec.operations;
+  codec.bytesIn += static_cast<uint32_t>(pending.taken);
+  codec.bytesOut += static_cast<uint32_t>(destination->size - size);
+  return 1;
+}
+
+int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
+  Codec &codec = codecOf(state);
+  Pending &pending = codec.plain;
+  if (!pending.waits && (!runDecompressor(codec, *source) || (mode == 2 && codec.inFrame))) {
+    reset(state);
+    return fail(corrupt);
+  }
+  return deliver(pending, *destination, *source);
+}
+
+// Of compressing, so that bytes in by bytes out is the ratio.
+int32_t Z_CALL getStats(void *state, ZutCompressorStats *stats) {
+  const Codec &codec = codecOf(state);
+  stats->operations = codec.operations;
+  stats->bytes_in = codec.bytesIn;
+  stats->bytes_out = codec.bytesOut;
+  return 1;
+}
+
+void Z_CALL destroy(void *state) {
+  Codec &codec = codecOf(state);
+  ZSTD_freeCCtx(codec.compressor);
+  ZSTD_freeDCtx(codec.decompressor);
+  ZutBufDestroy(codec.compressed.output);
+  ZutBufDestroy(codec.plain.output);
+  ZutFree(state);
+}
+
+} // namespace
+
+extern "C" Z_DRIVER_EXPORT int32_t Z_CALL ZcompressorDriverInit(void) {
+  return ZutCompressorInit("zstd", create, compress, uncompress, getStats, reset, destroy);
+}

@@ -1,0 +1,242 @@
+// The registry of drivers, compressors, and the pool of ready ones.
+//
+// Drivers stay until the process ends, so a compressor may point to its own. Registry and pool are
+// guarded by the process mutex. A compressor has no lock: the pool hands each out to one thread.
+#include "compress/utcompr.h"
+
+#include "config/option.h"
+#include "containers/utbuffer.h"
+#include "core/errnum.h"
+#include "core/memory.h"
+#include "core/process.h"
+#include "core/report.h"
+
+#include <cstdio>
+
+struct Driver {
+  char *name;
+  ZutCompressorCreateFunc create;
+  ZutCompressorWorkFunc compress;
+  ZutCompressorWorkFunc uncompress;
+  ZutCompressorStatsFunc getStats;
+  ZutCompressorResetFunc reset;
+  ZutCompressorDestroyFunc destroy;
+};
+
+struct ZutCompressor {
+  ZutDqNode links; // while it is in the pool
+  void *state;
+  const Driver *driver;
+  ZutCompressorStats stats;
+  double nextStatsTime; // wall time before which no statistics are printed
+  char *ident;
+};
+
+namespace {
+
+constexpr int32_t poolSize = 8;
+constexpr double statsInterval = 30.0;
+constexpr int32_t finish = 2;
+
+ZutHashTable *drivers = nullptr;
+ZutDqNode *pool = nullptr;
+
+// --- Drivers ---
+
+const Driver *findDriver(const char *name) {
+  const ProcessGuard guard;
+  if (!drivers) return nullptr;
+  return reinterpret_cast<const Driver *>(ZutHashLookup(drivers, reinterpret_cast<ZutWord>(name)));
+}
+
+// Two threads may load one driver at once: the second finds its name taken, which is as good.
+const Driver *loadDriver(const char *name) {
+  using Init = int32_t(Z_CALL *)();
+  ZutLibrary *library = ZutLibraryLoad(name, 1);
+  void *symbol = library ? ZutLibrarySymbolLookup(library, "ZcompressorDriverInit") : nullptr;
+  if (symbol) {
+    reinterpret_cast<Init>(symbol)();
+    if (const Driver *driver = findDriver(name)) return driver;
+  }
+  char *file = utLibraryFileName(name);
+  utReport<Msg::compressorDriver>(Z_TRACE_LEVEL_WARNING, file);
+  Z_FREE(file, "library name");
+  return utFailNull(Err::notFound);
+}
+
+// Either text may be null: the options' then.
+ZutCompressor *create(const char *name, const char *args) {
+  const Driver *driver = findDriver(name);
+  if (!driver) driver = loadDriver(name);
+  if (!driver) return nullptr;
+  void *state = driver->create(args);
+  if (!state) return nullptr;
+  auto *compressor = utNew<ZutCompressor>("comp");
+  compressor->state = state;
+  compressor->driver = driver;
+  return compressor;
+}
+
+void printStats(ZutCompressor &compressor) {
+  if (!utOptionFlag("Compression_Stats", false)) return;
+  const double now = ZutGetWallTime();
+  if (!(now > compressor.nextStatsTime)) return;
+  const ZutCompressorStats &stats = compressor.stats;
+  if (ZutCompressorGetStats(&compressor, &compressor.stats)) {
+    const double ratio = static_cast<double>(stats.bytes_in) / stats.bytes_out;
+    utReport<Msg::compressorStats>(Z_TRACE_LEVEL_DEFAULT,
+                                   compressor.ident ? compressor.ident : "<unknown>", stats.driver,
+                                   stats.operations, ratio);
+  }
+  compressor.nextStatsTime = now + statsInterval;
+}
+
+int32_t checkWork(const ZutCompressor *compressor, const ZutBuf *destination, const ZutBuf *source,
+                  int32_t mode) {
+  if (!compressor || !destination || !source) return utFail(Err::nullPointer);
+  return mode >= 0 && mode <= finish ? 1 : utFail(Err::invalid);
+}
+
+// --- Whole messages ---
+
+using Work = int32_t(Z_CALL *)(ZutCompressor *, ZutBuf *, ZutBuf *, int32_t);
+
+// Works until the destination is large enough.
+int32_t workGrowing(Work work, ZutCompressor *compressor, ZutBuf *destination, ZutBuf *source) {
+  for (;;) {
+    if (const int32_t result = work(compressor, destination, source, finish)) return result;
+    if (utErrGet() != Err::tooSmall) return 0;
+    if (!utBufEnlarge(*destination)) return 0;
+  }
+}
+
+int32_t serve(Work work, ZutBuf *destination, ZutBuf *source) {
+  if (!destination || !source) return utFail(Err::nullPointer);
+  if (destination->is_static) return utFail(Err::invalid);
+  ZutCompressor *compressor = utCompressorPoolGet();
+  if (!compressor) return 0;
+  const int32_t result = workGrowing(work, compressor, destination, source);
+  utCompressorPoolPut(compressor);
+  return result;
+}
+
+} // namespace
+
+int32_t utCompressorPoolInit() {
+  const ProcessGuard guard;
+  if (pool) return 1;
+  ZutDqOpen(&pool);
+  for (int32_t i = 0; i < poolSize; ++i) {
+    ZutCompressor *compressor = ZutCompressorCreate(nullptr, nullptr);
+    if (!compressor) return i > 0;
+    char ident[24];
+    std::snprintf(ident, sizeof ident, "UTIL %d", i);
+    ZutCompressorSetIdent(compressor, ident);
+    utCompressorPoolPut(compressor);
+  }
+  return 1;
+}
+
+ZutCompressor *utCompressorPoolGet() {
+  if (!utCompressorPoolInit()) return nullptr;
+  ZutCompressor *compressor;
+  {
+    const ProcessGuard guard;
+    compressor = reinterpret_cast<ZutCompressor *>(ZutDqPop(pool));
+  }
+  if (!compressor) return ZutCompressorCreate(nullptr, nullptr);
+  ZutCompressorReset(compressor);
+  return compressor;
+}
+
+int32_t utCompressorPoolPut(ZutCompressor *compressor) {
+  if (!compressor) return utFail(Err::nullPointer);
+  const ProcessGuard guard;
+  ZutDqRightInsert(&compressor->links, pool->left);
+  return 1;
+}
+
+extern "C" {
+
+int32_t Z_CALL ZutCompressorInit(const char *name, ZutCompressorCreateFunc create,
+                                 ZutCompressorWorkFunc compress, ZutCompressorWorkFunc uncompress,
+                                 ZutCompressorStatsFunc get_stats, ZutCompressorResetFunc reset,
+                                 ZutCompressorDestroyFunc destroy) {
+  if (!name) return utFail(Err::nullPointer);
+  if (!create || !compress || !uncompress || !get_stats || !destroy) return utFail(Err::invalid);
+  const ProcessGuard guard;
+  if (!drivers) drivers = ZutHashCreateStri(4);
+  if (findDriver(name)) return utFail(Err::exists);
+  auto *driver = utNew<Driver>("driver");
+  *driver = {
+      utDup(name, "(driver->name)"), create, compress, uncompress, get_stats, reset, destroy};
+  ZutHashInsert(drivers, reinterpret_cast<ZutWord>(driver->name),
+                reinterpret_cast<ZutWord>(driver));
+  return 1;
+}
+
+ZutCompressor *Z_CALL ZutCompressorCreate(const char *name, const char *args) {
+  char *defaultName = name ? nullptr : utOptionDup("Compression_Name");
+  char *defaultArgs = args ? nullptr : utOptionDup("Compression_Args");
+  if (!name) name = defaultName;
+  ZutCompressor *compressor =
+      name ? ::create(name, args ? args : defaultArgs) : utFailNull(Err::notFound);
+  ZutFree(defaultName);
+  ZutFree(defaultArgs);
+  return compressor;
+}
+
+int32_t Z_CALL ZutCompressorCompress(ZutCompressor *compressor, ZutBuf *destination, ZutBuf *source,
+                                     int32_t mode) {
+  if (!checkWork(compressor, destination, source, mode)) return 0;
+  const int32_t result = compressor->driver->compress(compressor->state, destination, source, mode);
+  const Err error = utErrGet();
+  printStats(*compressor);
+  if (!result) utErrSet(error);
+  return result;
+}
+
+int32_t Z_CALL ZutCompressorUncompress(ZutCompressor *compressor, ZutBuf *destination,
+                                       ZutBuf *source, int32_t mode) {
+  if (!checkWork(compressor, destination, source, mode)) return 0;
+  return compressor->driver->uncompress(compressor->state, destination, source, mode);
+}
+
+int32_t Z_CALL ZutCompressorGetStats(ZutCompressor *compressor, ZutCompressorStats *out) {
+  if (!compressor || !out) return utFail(Err::nullPointer);
+  out->driver = compressor->driver->name;
+  return compressor->driver->getStats(compressor->state, out);
+}
+
+int32_t Z_CALL ZutCompressorSetIdent(ZutCompressor *compressor, const char *ident) {
+  if (!compressor) return utFail(Err::nullPointer);
+  char *copy = ident ? utDup(ident, "comp->ident_str") : nullptr;
+  Z_FREE(compressor->ident, "comp->ident_str");
+  compressor->ident = copy;
+  return 1;
+}
+
+int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor) {
+  if (!compressor) return utFail(Err::nullPointer);
+  compressor->nextStatsTime = 0.0;
+  const ZutCompressorResetFunc reset = compressor->driver->reset;
+  return reset ? reset(compressor->state) : 1;
+}
+
+int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor) {
+  if (!compressor) return utFail(Err::nullPointer);
+  compressor->driver->destroy(compressor->state);
+  Z_FREE(compressor->ident, "comp->ident_str");
+  Z_FREE(compressor, "comp");
+  return 1;
+}
+
+int32_t Z_CALL ZutCompress(ZutBuf *destination, ZutBuf *source) {
+  return serve(ZutCompressorCompress, destination, source);
+}
+
+int32_t Z_CALL ZutUncompress(ZutBuf *destination, ZutBuf *source) {
+  return serve(ZutCompressorUncompress, destination, source);
+}
+
+} // extern "C"

@@ -1,0 +1,266 @@
+// The frame for compression, with a driver of the test's own, and the driver zlib through it.
+#include "support/child.h"
+
+#include <cstring>
+#include <random>
+#include <thread>
+
+namespace {
+
+// A driver that copies, asks for `wanted` bytes of room and counts what happens to it.
+struct Copier {
+  int32_t wanted = 0;
+  std::vector<int32_t> capacities; // of the destinations it found too small
+  int32_t resets = 0;
+} copier;
+
+void *Z_CALL create(const char *args) {
+  return args && std::strcmp(args, "refused") == 0 ? nullptr : &copier;
+}
+
+int32_t Z_CALL copy(void *, ZutBuf *destination, ZutBuf *source, int32_t) {
+  if (destination->capacity < copier.wanted) {
+    copier.capacities.push_back(destination->capacity);
+    ZutErrNumSet(4);
+    return 0;
+  }
+  std::memcpy(destination->data, source->data, static_cast<size_t>(source->size));
+  destination->size = source->size;
+  return 1;
+}
+
+int32_t Z_CALL corrupt(void *, ZutBuf *, ZutBuf *, int32_t) {
+  ZutErrNumSet(24);
+  return 0;
+}
+
+int32_t Z_CALL getStats(void *, ZutCompressorStats *stats) {
+  stats->operations = 3;
+  stats->bytes_in = 10;
+  stats->bytes_out = 4;
+  return 1;
+}
+
+int32_t Z_CALL reset(void *) {
+  ++copier.resets;
+  return 1;
+}
+
+void Z_CALL destroy(void *) {}
+
+void useCopier() {
+  ZutCompressorInit("copier", create, copy, corrupt, getStats, reset, destroy);
+  ZutCommandParseStr("setopt Compression_Name \"copier\"; setopt Compression_Args \"\"");
+}
+
+class Buffer {
+public:
+  explicit Buffer(const std::string &bytes = "") : buffer_(ZutBufCreate(16)) {
+    if (bytes.empty()) return;
+    const auto size = static_cast<int32_t>(bytes.size());
+    std::memcpy(ZutBufAllocAligned(buffer_, size, 1), bytes.data(), bytes.size());
+  }
+  ~Buffer() { ZutBufDestroy(buffer_); }
+  Buffer(const Buffer &) = delete;
+  Buffer &operator=(const Buffer &) = delete;
+  operator ZutBuf *() { return buffer_; }
+  ZutBuf *operator->() { return buffer_; }
+  std::string bytes() const {
+    return {reinterpret_cast<const char *>(buffer_->data), static_cast<size_t>(buffer_->size)};
+  }
+
+private:
+  ZutBuf *buffer_;
+};
+
+std::string sample(size_t size) {
+  std::string text;
+  for (int i = 0; text.size() < size; ++i)
+    text += "line " + std::to_string(i % 1000 * i) + " of some text\n";
+  text.resize(size);
+  return text;
+}
+
+std::string packed(const std::string &text) {
+  Buffer source(text), result;
+  EXPECT_EQ(ZutCompress(result, source), 1);
+  return result.bytes();
+}
+
+class Compressor : public testing::Test {
+protected:
+  void SetUp() override {
+    ZutInitThreads();
+    ZutOutInit();
+  }
+};
+
+} // namespace
+
+// A result and the error number after it.
+static void printResult(int32_t result) { ZutOut("%d %d\n", result, ZutErrNumGet()); }
+
+CHILD(registry) {
+  useCopier();
+  printResult(ZutCompressorInit("Copier", create, copy, copy, getStats, reset, destroy));
+  printResult(ZutCompressorInit("other", create, copy, nullptr, getStats, reset, destroy));
+  ZutCompressor *refused = ZutCompressorCreate("COPIER", "refused");
+  ZutCompressor *missing = ZutCompressorCreate("no_such_driver", nullptr);
+  ZutOut("%d %d %d\n", refused == nullptr, missing == nullptr, ZutErrNumGet());
+}
+
+TEST_F(Compressor, DriversHaveNames) {
+  const std::string out = runChild("registry").out;
+  EXPECT_EQ(out.rfind("0 6\n0 7\n", 0), 0u) << out;
+  EXPECT_NE(out.find("no_such_driver."), std::string::npos) << out; // the file it looked for
+  EXPECT_NE(out.find("1 1 8\n"), std::string::npos) << out;
+}
+
+CHILD(growth) {
+  useCopier();
+  copier.wanted = 1000;
+  Buffer source("text"), result;
+  const int32_t done = ZutCompress(result, source);
+  bool good = copier.capacities.size() > 3 && copier.capacities[0] == 16;
+  for (const int32_t capacity : copier.capacities) good = good && capacity % 16 == 0;
+  ZutOut("%d %d %d\n", done, good, result->capacity >= 1000 && result->capacity % 16 == 0);
+  printResult(ZutUncompress(result, source));
+  char memory[16];
+  ZutBuf *fixed = ZutBufCreateStatic(memory, sizeof memory);
+  printResult(ZutCompress(fixed, source));
+  ZutOut("%d\n", copier.resets);
+}
+
+TEST_F(Compressor, DestinationGrowsUntilItFits) {
+  EXPECT_EQ(runChild("growth").out, "1 1 1\n0 24\n0 7\n2\n");
+}
+
+CHILD(stats) {
+  useCopier();
+  ZutCommandParseStr("setopt Compression_Stats true");
+  ZutCompressor *compressor = ZutCompressorCreate(nullptr, nullptr);
+  ZutCompressorSetIdent(compressor, "mine");
+  Buffer source("text"), result;
+  for (int i = 0; i < 3; ++i) ZutCompressorCompress(compressor, result, source, 2);
+  ZutCompressorReset(compressor);
+  ZutCompressorSetIdent(compressor, nullptr);
+  ZutCompressorCompress(compressor, result, source, 2);
+  printResult(ZutCompressorCompress(compressor, result, source, 3));
+  ZutCompressorDestroy(compressor);
+}
+
+TEST_F(Compressor, StatisticsAreToldOnceInAWhile) {
+  const std::string out = runChild("stats").out;
+  const size_t first = out.find("mine: copier made 3 compressions, ratio 2.5.");
+  EXPECT_NE(first, std::string::npos) << out;
+  EXPECT_EQ(out.find("mine", first + 1), std::string::npos) << out;
+  EXPECT_NE(out.find("<unknown>: copier"), std::string::npos) << out;
+  EXPECT_NE(out.find("0 7\n"), std::string::npos) << out;
+}
+
+TEST_F(Compressor, ZlibThereAndBack) {
+  for (const size_t size : {size_t{1}, size_t{1000}, size_t{65536}, size_t{3000000}}) {
+    const std::string text = sample(size);
+    Buffer small(packed(text)), result;
+    ASSERT_EQ(ZutUncompress(result, small), 1);
+    EXPECT_EQ(result.bytes(), text);
+    EXPECT_EQ(small->offset, small->size);
+  }
+}
+
+TEST_F(Compressor, ZlibStreamInPieces) {
+  ZutCompressor *compressor = ZutCompressorCreate("zlib", "9");
+  ASSERT_NE(compressor, nullptr);
+  Buffer stream, text;
+  std::string whole;
+  for (int i = 0; i < 50; ++i) {
+    const std::string piece = sample(static_cast<size_t>(i * 40 + 1));
+    whole += piece;
+    Buffer source(piece);
+    const int32_t mode = i == 49 ? 2 : i % 2;
+    // Too little room at first: nothing may be taken or lost.
+    while (!ZutCompressorCompress(compressor, stream, source, mode)) {
+      ASSERT_EQ(ZutErrNumGet(), 4);
+      ASSERT_EQ(source->offset, 0);
+      ZutBufGrow(stream, stream->capacity + 16);
+    }
+  }
+  while (!ZutCompressorUncompress(compressor, text, stream, 2)) {
+    ASSERT_EQ(ZutErrNumGet(), 4);
+    ASSERT_EQ(stream->offset, 0);
+    ZutBufGrow(text, text->capacity * 2);
+  }
+  EXPECT_EQ(text.bytes(), whole);
+  ZutCompressorStats stats;
+  EXPECT_EQ(ZutCompressorGetStats(compressor, &stats), 1);
+  EXPECT_EQ(stats.operations, 50u);
+  EXPECT_EQ(stats.bytes_in, whole.size());
+  ZutCompressorDestroy(compressor);
+}
+
+TEST_F(Compressor, ZlibRefusesOtherLevels) {
+  for (const char *args : {"10", "-1", "x", "6 "}) {
+    EXPECT_EQ(ZutCompressorCreate("zlib", args), nullptr) << args;
+    EXPECT_EQ(ZutErrNumGet(), 7) << args;
+  }
+}
+
+TEST_F(Compressor, DamagedDataIsAnError) {
+  const std::string good = packed(sample(2000));
+  ZutCompressor *compressor = ZutCompressorCreate("zlib", nullptr);
+  std::mt19937 random(20);
+  int refused = 0;
+  for (int i = 0; i < 10000; ++i) {
+    std::string bad = good;
+    const size_t place = random() % bad.size();
+    if (i % 2) bad.resize(place);
+    else bad[place] = static_cast<char>(bad[place] ^ (1 << random() % 8));
+    Buffer source(bad), result;
+    ZutBufGrow(result, 4096);
+    ZutCompressorReset(compressor);
+    refused += !ZutCompressorUncompress(compressor, result, source, 2);
+  }
+  ZutCompressorDestroy(compressor);
+  EXPECT_GE(refused, 9990); // a flipped bit may stand where nothing reads it
+}
+
+TEST_F(Compressor, ManyThreadsShareThePool) {
+  std::vector<std::thread> threads;
+  std::atomic<int> good{0};
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&good, t] {
+      for (int i = 0; i < 25; ++i) {
+        const std::string text = sample(static_cast<size_t>(500 * t + i + 1));
+        Buffer source(text), small, result;
+        good +=
+            ZutCompress(small, source) && ZutUncompress(result, small) && result.bytes() == text;
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(good, 8 * 25);
+}
+
+#ifndef _WIN32
+TEST_F(Compressor, ZstdThereAndBack) {
+  ZutCompressor *compressor = ZutCompressorCreate("zstd", "5");
+  ASSERT_NE(compressor, nullptr);
+  const std::string text = sample(100000);
+  Buffer source(text), small, result;
+  while (!ZutCompressorCompress(compressor, small, source, 2)) {
+    ASSERT_EQ(ZutErrNumGet(), 4);
+    ASSERT_EQ(source->offset, 0);
+    ZutBufGrow(small, small->capacity * 2);
+  }
+  Buffer half(small.bytes().substr(0, static_cast<size_t>(small->size) / 2));
+  while (!ZutCompressorUncompress(compressor, result, small, 2)) {
+    ASSERT_EQ(ZutErrNumGet(), 4);
+    ZutBufGrow(result, result->capacity * 2);
+  }
+  EXPECT_EQ(result.bytes(), text);
+  EXPECT_EQ(ZutCompressorUncompress(compressor, result, half, 2), 0);
+  EXPECT_EQ(ZutErrNumGet(), 24);
+  EXPECT_EQ(ZutCompressorCreate("zstd", "20"), nullptr);
+  ZutCompressorDestroy(compressor);
+}
+#endif
