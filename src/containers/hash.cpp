@@ -10,9 +10,15 @@
 // a node that is deleted under it. A counter, not a list of traversals on the stack: one that was
 // left by a jump then costs memory and speed, never a wild pointer.
 //
+// The numbers of texts are simple and the order is visible, so keys can be chosen that all fall on
+// one chain. As soon as a chain of one of the ready-made kinds is long, the table is searched by a
+// second one, from its keys to its nodes, whose numbers cannot be foreseen. Nodes never move, so
+// growth does not concern it.
+//
 // No lock: the owner of a table has one.
 #include "containers/hash.h"
 
+#include "containers/stronghash.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -50,8 +56,12 @@ struct HashBlock {
 constexpr int32_t Z_BLOCK_MIN = 8;
 constexpr int32_t Z_BLOCK_MAX = 1024;
 
-// The ready-made kinds are compared in line; `other` calls the table's functions.
-enum class HashKind : int32_t { number, address, text, word, other };
+// More nodes than this in one chain are no accident.
+constexpr int32_t Z_CHAIN_LONG = 16;
+
+// The ready-made kinds are compared in line; `other` calls the table's functions; one of the
+// ready-made kinds that has an index is `indexed`.
+enum class HashKind : int32_t { number, address, text, word, other, indexed };
 
 } // namespace
 
@@ -66,6 +76,7 @@ struct ZutHashTable {
   ZutHashFunc hash;
   ZutHashTestFunc test;
   HashKind kind;
+  int32_t shift;  // of a number or address: the low bits that are not hashed
   int32_t walks;  // traversals in progress
   int32_t wanted; // the size asked for meanwhile, or 0
   HashNode *free;
@@ -73,6 +84,7 @@ struct ZutHashTable {
   HashNode *freshEnd;
   HashNode *dead; // deleted while a traversal runs, linked through value
   HashBlock *blocks;
+  ZutHashTable *index; // from keys to nodes; null unless indexed
 };
 
 namespace {
@@ -80,8 +92,9 @@ namespace {
 // --- Ready-made functions ---
 
 uint32_t Z_CALL hashNumber(ZutWord key) { return static_cast<uint32_t>(key); }
+constexpr int32_t Z_ADDRESS_SHIFT = 4;
 uint32_t Z_CALL hashAddress(ZutWord key) {
-  return static_cast<uint32_t>(static_cast<uintptr_t>(key) >> 4);
+  return static_cast<uint32_t>(static_cast<uintptr_t>(key) >> Z_ADDRESS_SHIFT);
 }
 int32_t Z_CALL sameNumber(ZutWord sought, ZutWord stored) { return sought == stored; }
 
@@ -171,8 +184,10 @@ void blocksFree(ZutHashTable &table) {
 // --- The core ---
 
 HashNode *findSame(HashNode *node, ZutWord key) {
-  while (node && node->key != key) node = node->next;
-  return node;
+  for (; node; node = node->next) {
+    if (node->key == key) [[likely]] return node;
+  }
+  return nullptr;
 }
 
 template <int32_t Same(ZutWord, ZutWord)>
@@ -181,30 +196,36 @@ HashNode *findText(HashNode *node, ZutWord key, uint32_t hash) {
   return node;
 }
 
-HashNode *findOther(const ZutHashTable &table, HashNode *node, ZutWord key) {
-  while (node && !table.test(key, node->key)) node = node->next;
-  return node;
+// By the index, which is an ordinary table.
+HashNode *indexed(const ZutHashTable &table, ZutWord key) {
+  const ZutHashBucket *entry = utHashFind(table.index, key);
+  return entry ? reinterpret_cast<HashNode *>(entry->value) : nullptr;
 }
 
-// The node of a key or null, and the key's hash.
-inline HashNode *find(const ZutHashTable &table, ZutWord key, uint32_t &hash) {
+// What a key leads to: its node or null, and its hash.
+struct Found {
+  HashNode *node;
+  uint32_t hash;
+};
+
+// By text, or by the functions of the table.
+[[gnu::noinline]] Found findSlowly(const ZutHashTable &table, ZutWord key) {
+  const uint32_t hash = table.kind == HashKind::text ? hashText(key) : table.hash(key);
+  HashNode *node = table.chains[hash & table.mask];
   switch (table.kind) {
-  case HashKind::number:
-    hash = hashNumber(key);
-    return findSame(table.chains[hash & table.mask], key);
-  case HashKind::address:
-    hash = hashAddress(key);
-    return findSame(table.chains[hash & table.mask], key);
-  case HashKind::text:
-    hash = hashText(key);
-    return findText<sameText>(table.chains[hash & table.mask], key, hash);
-  case HashKind::word:
-    hash = hashWord(key);
-    return findText<sameWord>(table.chains[hash & table.mask], key, hash);
-  case HashKind::other: break;
+  case HashKind::text: return {findText<sameText>(node, key, hash), hash};
+  case HashKind::word: return {findText<sameWord>(node, key, hash), hash};
+  case HashKind::indexed: return {indexed(table, key), hash};
+  default: break;
   }
-  hash = table.hash(key);
-  return findOther(table, table.chains[hash & table.mask], key);
+  while (node && !table.test(key, node->key)) node = node->next;
+  return {node, hash};
+}
+
+[[gnu::always_inline]] inline Found find(const ZutHashTable &table, ZutWord key) {
+  if (table.kind > HashKind::address) return findSlowly(table, key);
+  const auto hash = static_cast<uint32_t>(static_cast<uintptr_t>(key) >> table.shift);
+  return {findSame(table.chains[hash & table.mask], key), hash};
 }
 
 void push(ZutHashTable &table, HashNode *node) {
@@ -223,6 +244,17 @@ void chainsAllocate(ZutHashTable &table, int64_t expected) {
   table.buckets = static_cast<int32_t>(buckets);
   table.mask = static_cast<uint32_t>(buckets - 1);
   table.threshold = table.buckets / 4 * 3;
+}
+
+// Takes no lock: an index is made under whatever lock the table's owner has.
+ZutHashTable *create(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
+  auto *table = utNew<ZutHashTable>("table");
+  chainsAllocate(*table, expected);
+  table->hash = hash;
+  table->test = test;
+  table->kind = kindOf(hash, test);
+  table->shift = table->kind == HashKind::address ? Z_ADDRESS_SHIFT : 0;
+  return table;
 }
 
 void grow(ZutHashTable &table, int64_t expected) {
@@ -245,6 +277,33 @@ void grow(ZutHashTable &table, int64_t expected) {
   Z_FREE(old, "bigger_table");
 }
 
+bool isLong(const HashNode *chain) {
+  for (int32_t i = 0; chain && i < Z_CHAIN_LONG; ++i) chain = chain->next;
+  return chain != nullptr;
+}
+
+void indexNode(ZutHashTable &table, HashNode *node) {
+  ZutHashInsert(table.index, node->key, reinterpret_cast<ZutWord>(node));
+}
+
+void indexMake(ZutHashTable &table) {
+  const ZutHashFunc strong = table.kind == HashKind::text   ? utStrongText
+                             : table.kind == HashKind::word ? utStrongWord
+                                                            : utStrongNumber;
+  table.index = create(table.count, strong, table.test);
+  table.kind = HashKind::indexed;
+  for (int32_t i = 0; i < table.buckets; ++i) {
+    for (HashNode *node = table.chains[i]; node; node = node->next) indexNode(table, node);
+  }
+}
+
+void indexDrop(ZutHashTable &table) {
+  if (!table.index) return;
+  ZutHashDestroy(table.index, nullptr, 0);
+  table.index = nullptr;
+  table.kind = kindOf(table.hash, table.test);
+}
+
 // Asks for twice the chains and gets four times, because the request meets the size rule again:
 // 8, 32, 128, 512 chains. Kept; it buys short chains.
 void add(ZutHashTable &table, ZutWord key, ZutWord value, uint32_t hash) {
@@ -254,6 +313,8 @@ void add(ZutHashTable &table, ZutWord key, ZutWord value, uint32_t hash) {
   node->ref_count = 1;
   node->hash = hash;
   push(table, node);
+  if (table.index) [[unlikely]] indexNode(table, node);
+  else if (node->next && table.kind != HashKind::other && isLong(node)) indexMake(table);
   if (++table.count > table.threshold) grow(table, int64_t{2} * table.buckets);
 }
 
@@ -267,6 +328,7 @@ void takeOut(ZutHashTable &table, HashNode *node) {
   }
   *link = node->next;
   --table.count;
+  if (table.index) ZutHashDelete(table.index, node->key);
 }
 
 void walkBegin(ZutHashTable &table) { ++table.walks; }
@@ -302,6 +364,7 @@ int32_t walk(ZutHashTable &table, Visit visit) {
 
 void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
   walkBegin(table);
+  indexDrop(table);
   for (int32_t i = 0; i < table.buckets; ++i) {
     while (HashNode *node = table.chains[i]) {
       table.chains[i] = node->next;
@@ -310,6 +373,7 @@ void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
     }
   }
   std::fill_n(table.chains, table.buckets, nullptr); // drops what the function inserted
+  indexDrop(table);
   table.count = 0;
   table.collisions = 0;
   table.ref_counted = 0;
@@ -471,20 +535,14 @@ Sorted sortTable(ZutHashTable &table, ZutHashCompareFunc compare, ZutHashFilterF
 } // namespace
 
 ZutHashBucket *utHashFind(const ZutHashTable *table, ZutWord key) {
-  uint32_t hash;
-  return bucketOf(find(*table, key, hash));
+  return bucketOf(find(*table, key).node);
 }
 
 extern "C" {
 
 ZutHashTable *Z_CALL ZutHashCreate(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
   ZutSetInitialSbrk();
-  auto *table = utNew<ZutHashTable>("table");
-  chainsAllocate(*table, expected);
-  table->hash = hash;
-  table->test = test;
-  table->kind = kindOf(hash, test);
-  return table;
+  return create(expected, hash, test);
 }
 
 ZutHashTable *Z_CALL ZutHashCreateInt(int32_t expected) {
@@ -533,9 +591,9 @@ ZutHashTestFunc Z_CALL ZutHashGetTestFunc(const ZutHashTable *table) { return ta
 
 ZutWord Z_CALL ZutHashLookup(ZutHashTable *table, ZutWord key) {
   if (!table) return utFail(Err::nullPointer);
-  uint32_t hash;
-  const HashNode *node = find(*table, key, hash);
-  return node ? node->value : utFail(Err::notFound);
+  const HashNode *node = find(*table, key).node;
+  if (!node) [[unlikely]] return utFail(Err::notFound);
+  return node->value;
 }
 
 ZutWord Z_CALL ZutHashLookupInt(ZutHashTable *table, ZutWord key) {
@@ -544,8 +602,7 @@ ZutWord Z_CALL ZutHashLookupInt(ZutHashTable *table, ZutWord key) {
 
 ZutHashBucket *Z_CALL ZutHashLookupBucket(ZutHashTable *table, ZutWord key) {
   if (!table) return utFailNull(Err::nullPointer);
-  uint32_t hash;
-  HashNode *node = find(*table, key, hash);
+  HashNode *node = find(*table, key).node;
   return node ? bucketOf(node) : utFailNull(Err::notFound);
 }
 
@@ -558,21 +615,20 @@ ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table) {
 }
 
 void Z_CALL ZutHashInsert(ZutHashTable *table, ZutWord key, ZutWord value) {
-  uint32_t hash;
-  HashNode *node = find(*table, key, hash);
+  const auto [node, hash] = find(*table, key);
   if (!node) add(*table, key, value, hash);
   else if (table->ref_counted) ++node->ref_count;
   else reportDuplicate(*table, key);
 }
 
 ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value) {
-  uint32_t hash;
-  HashNode *node = find(*table, key, hash);
+  const auto [node, hash] = find(*table, key);
   if (!node) {
     add(*table, key, value, hash);
     return 0;
   }
   const ZutWord old = node->value;
+  if (table->index) utHashFind(table->index, key)->key = key;
   node->key = key;
   node->value = value;
   node->hash = hash; // the caller's test may call keys equal whose numbers differ
@@ -589,8 +645,7 @@ ZutWord Z_CALL ZutHashBucketSetValue(ZutHashBucket *bucket, ZutWord value) {
 
 ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key) {
   if (!table) return utFailNull(Err::nullPointer);
-  uint32_t hash;
-  HashNode *node = find(*table, key, hash);
+  HashNode *node = find(*table, key).node;
   if (!node) return utFailNull(Err::notFound);
   if (--node->ref_count) return bucketOf(node);
   auto *copy = utNew<ZutHashBucket>("new_bucket");
@@ -603,8 +658,7 @@ ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key) {
 
 ZutWord Z_CALL ZutHashDelete(ZutHashTable *table, ZutWord key) {
   if (!table) return utFail(Err::nullPointer);
-  uint32_t hash;
-  HashNode *node = find(*table, key, hash);
+  HashNode *node = find(*table, key).node;
   if (!node) return utFail(Err::notFound);
   const ZutWord value = node->value;
   if (!--node->ref_count) {

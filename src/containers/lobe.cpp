@@ -155,7 +155,9 @@ int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe) {
 void Z_CALL ZutLobeClear(const void *object) {
   if (!object) return;
   const ProcessGuard guard;
+  const Err before = utErrGet(); // having no value somewhere is no failure, nor is the end
   if (registry) ZutHashTraverse(registry, clearOne, keyOf(object));
+  utErrSet(before);
 }
 
 int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc function, ZutWord argument) {

@@ -21,20 +21,26 @@ void grow(ZutSafeString &string, int64_t length, int32_t step) {
   string.capacity = static_cast<int32_t>(capacity);
 }
 
-// Puts `count` characters at `place`, where the text then ends. They may lie in the string
-// itself, which may move.
-void put(ZutSafeString &string, int32_t place, const char *text, size_t count, int32_t step) {
+// Grows. Gives the place of `text` afterwards, which may lie in the string itself.
+[[gnu::noinline]] const char *makeRoom(ZutSafeString &string, int64_t length, const char *text,
+                                       int32_t step) {
+  const uintptr_t offset =
+      reinterpret_cast<uintptr_t>(text) - reinterpret_cast<uintptr_t>(string.str);
+  const bool inside = offset < static_cast<uintptr_t>(string.capacity);
+  grow(string, length, step);
+  return inside ? string.str + offset : text;
+}
+
+// Puts `count` characters at `place`, where the text then ends.
+inline ZutSafeString *put(ZutSafeString &string, int32_t place, const char *text, size_t count,
+                          int32_t step) {
   const int64_t length = static_cast<int64_t>(count) + place;
-  if (length >= string.capacity) {
-    const uintptr_t offset =
-        reinterpret_cast<uintptr_t>(text) - reinterpret_cast<uintptr_t>(string.str);
-    const bool inside = offset < static_cast<uintptr_t>(string.capacity);
-    grow(string, length, step);
-    if (inside) text = string.str + offset;
-  }
-  std::memmove(string.str + place, text, count);
-  string.str[length] = '\0';
+  if (length >= string.capacity) [[unlikely]] text = makeRoom(string, length, text, step);
   string.length = static_cast<int32_t>(length);
+  char *start = string.str + place;
+  std::memmove(start, text, count);
+  start[count] = '\0';
+  return &string;
 }
 
 } // namespace
@@ -61,8 +67,7 @@ ZutSafeString *Z_CALL ZutSafeStringAppend(ZutSafeString *string, const char *tex
 
 ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text,
                                            int32_t step) {
-  put(*string, string->length, text, std::strlen(text), step);
-  return string;
+  return put(*string, string->length, text, std::strlen(text), step);
 }
 
 ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char character) {
@@ -71,15 +76,13 @@ ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char charac
 
 ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char character,
                                                int32_t step) {
-  put(*string, string->length, &character, 1, step);
-  return string;
+  return put(*string, string->length, &character, 1, step);
 }
 
 ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number) {
   char digits[11]; // -2147483648
   const char *end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  put(*string, string->length, digits, static_cast<size_t>(end - digits), Z_STEP);
-  return string;
+  return put(*string, string->length, digits, static_cast<size_t>(end - digits), Z_STEP);
 }
 
 char *Z_CALL ZutSafeStringPrepend(ZutSafeString *string, const char *text) {
@@ -106,8 +109,7 @@ ZutSafeString *Z_CALL ZutSafeStringCopy(ZutSafeString *string, const char *text)
 // Not cleared first: the text may lie in the string, and then fits.
 ZutSafeString *Z_CALL ZutSafeStringQCopy(ZutSafeString *string, const char *text, int32_t step) {
   if (!string->str) ZutSafeStringCreate(string);
-  put(*string, 0, text, std::strlen(text), step);
-  return string;
+  return put(*string, 0, text, std::strlen(text), step);
 }
 
 int32_t Z_CALL ZutSafeStringResize(ZutSafeString *string, int32_t size) {

@@ -66,16 +66,19 @@ int32_t Z_CALL same(ZutWord a, ZutWord b) { return a == b; }
 
 TEST(Hash, OrderGrowthAndCollisionsFollowTheModel) {
   std::mt19937 random(1);
-  for (int kind = 0; kind < 3; ++kind) {
+  for (int kind = 0; kind < 5; ++kind) {
     ZutHashTable *table = kind == 0   ? ZutHashCreateInt(0)
                           : kind == 1 ? ZutHashCreatePtr(0)
-                                      : ZutHashCreate(0, fewChains, same);
+                          : kind == 2 ? ZutHashCreate(0, fewChains, same)
+                          : kind == 3 ? ZutHashCreateInt(0)  // from here on with
+                                      : ZutHashCreatePtr(0); // long chains
     Model model;
     model.hash = ZutHashGetHashFunc(table);
     std::vector<ZutWord> present;
     for (int step = 0; step < 3000; ++step) {
       if (present.empty() || random() % 3) {
-        const ZutWord key = static_cast<ZutWord>(random() % 100000) * 8 + 1;
+        ZutWord key = static_cast<ZutWord>(random() % 100000) * 8 + 1;
+        if (kind > 2) key = (key & 0x3fff) << 16 | 1;
         if (ZutHashLookupBucket(table, key)) continue;
         ZutHashInsert(table, key, key + 1);
         model.insert(key);
@@ -95,6 +98,10 @@ TEST(Hash, OrderGrowthAndCollisionsFollowTheModel) {
     EXPECT_EQ(ZutHashGetCollisions(table), model.collisions);
     EXPECT_EQ(ZutHashGetFirstBucket(table)->key, model.keys().front());
     for (ZutWord key : present) EXPECT_EQ(ZutHashLookupInt(table, key), key + 1);
+    EXPECT_EQ(ZutHashLookup(table, 0x7fff0001), 0);
+    ZutHashReset(table, nullptr, 0);
+    for (ZutWord key : present) ZutHashInsert(table, key, key);
+    for (ZutWord key : present) EXPECT_EQ(ZutHashLookup(table, key), key);
     ZutHashDestroy(table, nullptr, 0);
   }
 }
@@ -176,6 +183,29 @@ TEST(Hash, CountedTablesKeepTheFirstValueUntilTheLastDelete) {
   EXPECT_EQ(ZutHashGetReferenceCounted(table), 0);
   EXPECT_EQ(ZutHashGetFirstBucket(table), nullptr);
   ZutHashDestroy(table, nullptr, 0);
+}
+
+// All of one number: a search of the chain would take minutes.
+TEST(Hash, TextsThatWereChosenToCollideAreFoundAtOnce) {
+  constexpr int pairs = 16;
+  std::vector<std::string> names(1 << pairs);
+  for (size_t i = 0; i < names.size(); ++i) {
+    for (int bit = 0; bit < pairs; ++bit) names[i] += i >> bit & 1 ? "a}" : "bb";
+  }
+  for (ZutHashTable *table : {ZutHashCreateStr(4), ZutHashCreateStri(4)}) {
+    for (const std::string &name : names) ZutHashInsert(table, word(name.c_str()), word(&name));
+    EXPECT_EQ(ZutHashGetCollisions(table), (1 << pairs) - 1);
+    EXPECT_EQ(ZutHashGetFirstBucket(table)->value, word(&names.back())); // the newest
+    for (const std::string &name : names) {
+      const std::string same = name;
+      ASSERT_EQ(ZutHashReplace(table, word(same.c_str()), 1), word(&name));
+      ASSERT_EQ(ZutHashReplace(table, word(name.c_str()), word(&name)), 1);
+    }
+    EXPECT_EQ(ZutHashLookup(table, word(names[0].substr(1).c_str())), 0);
+    EXPECT_EQ(ZutHashDelete(table, word(names.back().c_str())), word(&names.back()));
+    EXPECT_EQ(ZutHashLookup(table, word(names.back().c_str())), 0);
+    ZutHashDestroy(table, nullptr, 0);
+  }
 }
 
 TEST(Hash, ReplaceTakesTheNewKey) {
@@ -323,7 +353,7 @@ CHILD(duplicate) {
 TEST(Hash, DuplicateKeysAreReported) {
   const std::string line = "ORL-WL-0000-W ZutHashInsert: key name already exists in hash table\n";
   EXPECT_EQ(runChild("duplicate").out, line + "value 1\n");
-  const Result dumped = runChild("duplicate", {{"HASH_INSERT_VERBOSE_ERROR", ""}});
+  const Result dumped = runChild("duplicate", {{"HASH_INSERT_VERBOSE_ERROR", "1"}});
   EXPECT_NE((dumped.out + dumped.err).find("    name\t1\n"), std::string::npos);
   const Result ended = runChild(
       "duplicate", {{"HASH_INSERT_FATAL_ERROR", "1"}, {"VN_FATAL_ERROR_ABORT", "1"}});

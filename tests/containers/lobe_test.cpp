@@ -67,7 +67,9 @@ TEST(Lobe, TextsClearAndTraverse) {
   EXPECT_STREQ(out, "a bit longer");
   ZutLobeSet(&b, texts, "b");
   ZutLobeSet(&a, numbers, &a);
+  ZutErrNumSet(28);
   ZutLobeClear(&a);
+  EXPECT_EQ(ZutErrNumGet(), 28); // no failure, though other lobes have no value of `a`
   EXPECT_EQ(ZutLobeGet(&a, texts, out), 0);
   EXPECT_EQ(ZutLobeGet(&a, numbers, out), 0);
   const auto visit = [](ZutWord object, void *value, ZutWord argument) {

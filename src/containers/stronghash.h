@@ -1,0 +1,9 @@
+// Numbers of keys that nobody outside the process can foresee, for tables whose order nobody sees.
+#pragma once
+
+#include "zut.h"
+
+uint32_t Z_CALL utStrongNumber(ZutWord key);
+uint32_t Z_CALL utStrongText(ZutWord key);
+// The same for texts that differ only in the case of ASCII letters.
+uint32_t Z_CALL utStrongWord(ZutWord key);

@@ -1,0 +1,388 @@
+// Byte order and the real-number formats of other machines: IEEE 754, DEC F, D and G, IBM 370.
+//
+// Every conversion loads the value into one unsigned word whose highest bit is the sign, works on
+// that, and stores it in the order asked for; so alignment and the order of this machine never
+// matter. The three layouts of a stored word:
+//   little   least significant byte first         (IEEE order 0)
+//   big      most significant byte first          (IEEE order 1, IBM)
+//   words    16-bit little-endian words, the most significant first (DEC)
+// Infinities, NaNs and denormals get no special treatment: their bits go through the arithmetic.
+// The conversions of words are pure; what is to be told about one comes back with its word.
+#include "core/errnum.h"
+#include "core/report.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t little = Z_LITTLE_ENDIAN;
+constexpr int32_t big = Z_BIG_ENDIAN;
+constexpr int32_t host = std::endian::native == std::endian::big ? big : little;
+
+template <class Word>
+constexpr Word reversed(Word word) {
+  if constexpr (sizeof(Word) == 4) return __builtin_bswap32(word);
+  else return __builtin_bswap64(word);
+}
+
+// Exchanges the 16-bit halves, or the four quarters end for end.
+constexpr uint32_t wordsTurned(uint32_t word) { return std::rotl(word, 16); }
+constexpr uint64_t wordsTurned(uint64_t word) {
+  word = std::rotl(word, 32);
+  return (word & 0xffff0000ffff0000u) >> 16 | (word & 0x0000ffff0000ffffu) << 16;
+}
+
+template <class Word>
+Word load(const void *from, int32_t order) {
+  Word word;
+  std::memcpy(&word, from, sizeof word);
+  return order == host ? word : reversed(word);
+}
+
+template <class Word>
+void store(void *to, Word word, int32_t order) {
+  if (order != host) word = reversed(word);
+  std::memcpy(to, &word, sizeof word);
+}
+
+template <class Word>
+Word loadDec(const void *from) {
+  return wordsTurned(load<Word>(from, little));
+}
+
+template <class Word>
+void storeDec(void *to, Word word) {
+  store(to, wordsTurned(word), little);
+}
+
+constexpr uint32_t sign32 = 0x80000000u;
+constexpr uint32_t fraction23 = 0x007fffffu;
+constexpr uint32_t fraction24 = 0x00ffffffu;
+constexpr uint64_t sign64 = uint64_t{1} << 63;
+constexpr uint64_t fraction52 = (uint64_t{1} << 52) - 1;
+constexpr uint64_t fraction55 = (uint64_t{1} << 55) - 1;
+constexpr uint64_t fraction56 = (uint64_t{1} << 56) - 1;
+
+// Positive and negative zero.
+constexpr bool isZero(uint32_t word) { return (word & ~sign32) == 0; }
+constexpr bool isZero(uint64_t word) { return (word & ~sign64) == 0; }
+
+// What a conversion makes, and the message about an exponent that did not fit, if any.
+template <class Word>
+struct Made {
+  constexpr Made(Word made) : word(made) {}
+  constexpr Made(Word made, Msg message, int32_t given)
+      : word(made), told(message), exponent(given) {}
+
+  Word word;
+  Msg told = Msg{};
+  int32_t exponent = 0; // what the message names
+};
+using Made4 = Made<uint32_t>;
+using Made8 = Made<uint64_t>;
+
+// --- 4 bytes ---
+
+// The hidden bit stands before the point in IEEE and behind it in DEC F, and the biases differ by
+// one: two steps of the exponent. They are made on the byte of the sign and the upper exponent
+// bits, so the ends of the range carry into the sign. Kept.
+constexpr uint32_t decFStep = 0x01000000u;
+
+constexpr Made4 ieee4ToDecF(uint32_t word) { return isZero(word) ? 0 : word + decFStep; }
+constexpr Made4 decFToIeee4(uint32_t word) { return word == 0 ? 0 : word - decFStep; }
+
+// An exponent of 16 counts in steps of four: the fraction moves right until the rest is one. IBM
+// single holds every exponent of IEEE single.
+constexpr Made4 ieee4ToIbm4(uint32_t word) {
+  if (isZero(word)) return 0;
+  const uint32_t exponent = word >> 23 & 0xff;
+  const uint32_t fraction = (word & fraction23) | (fraction23 + 1);
+  const uint32_t shift = 3 - ((exponent + 1) & 3);
+  return (word & sign32) | ((exponent + 2 + shift) / 4 + 32) << 24 | fraction >> shift;
+}
+
+// Where the leading one stands in the first hexadecimal digit of a fraction at the top of its word:
+// that many places below the digit's top. None when the digit is 0, an unnormalised fraction, which
+// stays where it is.
+struct Lead {
+  int32_t shift; // what brings it to the top
+  int32_t less;  // what that takes from the exponent
+};
+
+template <class Word>
+constexpr Lead leadOf(Word top) {
+  const int32_t zeros = std::countl_zero(static_cast<Word>(top | 1));
+  return zeros < 4 ? Lead{zeros, zeros + 1} : Lead{0, 0};
+}
+
+// IEEE single holds fewer exponents than IBM single: they are clamped to 33..96, and the result's
+// to 1..254, so that it stays finite and is not zero.
+constexpr Made4 ibm4ToIeee4(uint32_t word) {
+  if (word == 0) return 0;
+  const auto exponent = static_cast<int32_t>(word >> 24 & 0x7f);
+  const Msg told = exponent < 33 ? Msg::realUnderflow : exponent > 96 ? Msg::realOverflow : Msg{};
+  const uint32_t fraction = word & fraction24;
+  const Lead lead = leadOf(fraction << 8);
+  const int32_t biased = std::clamp(4 * std::clamp(exponent, 33, 96) - 129 - lead.less, 1, 254);
+  const uint32_t made = (word & sign32) | static_cast<uint32_t>(biased) << 23 |
+                        ((fraction << lead.shift) & fraction23);
+  return {made, told, 0};
+}
+
+constexpr Made4 decFToIbm4(uint32_t word) { return ieee4ToIbm4(decFToIeee4(word).word); }
+
+constexpr Made4 ibm4ToDecF(uint32_t word) {
+  const Made4 ieee = ibm4ToIeee4(word);
+  return {ieee4ToDecF(ieee.word).word, ieee.told, 0};
+}
+
+// --- 8 bytes ---
+
+// Of IEEE and DEC G.
+constexpr int32_t exponent11(uint64_t word) { return static_cast<int32_t>(word >> 52 & 0x7ff); }
+// Of DEC D.
+constexpr int32_t exponent8(uint64_t word) { return static_cast<int32_t>(word >> 55 & 0xff); }
+
+// Exponents outside their field wrap around. Kept: only the upper ends are clamped before.
+constexpr uint64_t withExponent11(uint64_t word, int32_t exponent, uint64_t fraction) {
+  return (word & sign64) | static_cast<uint64_t>(exponent & 0x7ff) << 52 | fraction;
+}
+constexpr uint64_t withExponent8(uint64_t word, int32_t exponent, uint64_t fraction) {
+  return (word & sign64) | static_cast<uint64_t>(exponent & 0xff) << 55 | fraction;
+}
+
+// To the narrower format, whose largest exponent takes the place of a larger one.
+constexpr Made8 narrowed(uint64_t made, Msg message, int32_t exponent, int32_t largest) {
+  return {made, exponent > largest ? message : Msg{}, exponent};
+}
+
+constexpr Made8 ieee8ToDecD(uint64_t word) {
+  if (isZero(word)) return 0;
+  const int32_t exponent = exponent11(word) - 1023;
+  return narrowed(withExponent8(word, std::min(exponent, 126) + 129, (word & fraction52) << 3),
+                  Msg::realTooLarge, exponent, 126);
+}
+
+constexpr Made8 ieee8ToDecG(uint64_t word) {
+  if (isZero(word)) return 0;
+  const int32_t exponent = exponent11(word) - 1023;
+  return narrowed(withExponent11(word, std::min(exponent, 1022) + 1025, word & fraction52),
+                  Msg::realTooLarge, exponent, 1022);
+}
+
+// The difference of the exponents is formed as a signed byte, so an exponent of 0 with a fraction
+// comes out as 1150. Kept.
+constexpr Made8 decDToIeee8(uint64_t word) {
+  if (word == 0) return 0;
+  const int32_t exponent = static_cast<int8_t>(exponent8(word) + 127);
+  return withExponent11(word, exponent + 1023, (word & fraction55) >> 3);
+}
+
+constexpr Made8 decDToDecG(uint64_t word) {
+  if (word == 0) return 0;
+  return withExponent11(word, exponent8(word) - 128 + 1024, (word & fraction55) >> 3);
+}
+
+constexpr Made8 decGToIeee8(uint64_t word) {
+  if (word == 0) return 0;
+  return withExponent11(word, exponent11(word) - 2, word & fraction52);
+}
+
+constexpr Made8 decGToDecD(uint64_t word) {
+  if (word == 0) return 0;
+  const int32_t exponent = exponent11(word) - 1024;
+  return narrowed(withExponent8(word, std::min(exponent, 126) + 128, (word & fraction52) << 3),
+                  Msg::realTooLargeForD, exponent, 126);
+}
+
+// The 53 bits stand at the top of the 56 and move right by 0..3, so none is lost. `aligned` is the
+// biased exponent that goes with the shift; 767..1275 is what the IBM exponent spans.
+constexpr Made8 ieee8ToIbm8(uint64_t word) {
+  if (isZero(word)) return 0;
+  const int32_t exponent = exponent11(word);
+  const int32_t shift = 3 - ((exponent + 1) & 3);
+  const int32_t aligned = exponent + shift + 1;
+  const int32_t kept = std::clamp(aligned, 767, 1275);
+  const auto power = static_cast<uint64_t>(((kept + 1) / 4 - 64) & 0x7f);
+  const uint64_t fraction = (word & fraction52) | (fraction52 + 1);
+  const uint64_t made = (word & sign64) | power << 56 | fraction << 3 >> shift;
+  return {made, kept != aligned ? Msg::realClamped : Msg{}, 0};
+}
+
+// IEEE double holds every exponent of IBM double.
+constexpr Made8 ibm8ToIeee8(uint64_t word) {
+  if (word == 0) return 0;
+  const auto exponent = static_cast<int32_t>(word >> 56 & 0x7f);
+  const uint64_t fraction = word & fraction56;
+  const Lead lead = leadOf(fraction << 8);
+  return withExponent11(word, 4 * exponent - 256 + 1023 - lead.less,
+                        ((fraction << lead.shift) & fraction55) >> 3);
+}
+
+constexpr Made8 decDToIbm8(uint64_t word) { return ieee8ToIbm8(decDToIeee8(word).word); }
+constexpr Made8 ibm8ToDecD(uint64_t word) { return ieee8ToDecD(ibm8ToIeee8(word).word); }
+constexpr Made8 decGToIbm8(uint64_t word) { return ieee8ToIbm8(decGToIeee8(word).word); }
+constexpr Made8 ibm8ToDecG(uint64_t word) { return ieee8ToDecG(ibm8ToIeee8(word).word); }
+
+// --- The edge ---
+
+// Which order may stand on a side of a conversion.
+enum class Side { ieee, dec, ibm };
+
+constexpr bool allowed(Side side, int32_t order) {
+  switch (side) {
+  case Side::ieee: return order == little || order == big;
+  case Side::dec: return order == little;
+  default: return order == big;
+  }
+}
+
+template <class Word>
+Word take(const void *value, Side side, int32_t order) {
+  return side == Side::dec ? loadDec<Word>(value) : load<Word>(value, order);
+}
+
+template <class Word>
+void put(void *value, Word word, Side side, int32_t order) {
+  if (side == Side::dec) storeDec(value, word);
+  else store(value, word, order);
+}
+
+// The ways that conversions rarely take are calls at their end, so that the others need no frame.
+[[gnu::cold, gnu::noinline]] int32_t refuse(Err error) { return utFail(error); }
+
+[[gnu::cold, gnu::noinline]] int32_t tell(Msg message, int32_t exponent) {
+  switch (message) {
+  case Msg::realUnderflow: utReport<Msg::realUnderflow>(Z_TRACE_LEVEL_WARNING); break;
+  case Msg::realOverflow: utReport<Msg::realOverflow>(Z_TRACE_LEVEL_WARNING); break;
+  case Msg::realTooLarge: utReport<Msg::realTooLarge>(Z_TRACE_LEVEL_WARNING, exponent); break;
+  case Msg::realTooLargeForD:
+    utReport<Msg::realTooLargeForD>(Z_TRACE_LEVEL_WARNING, exponent);
+    break;
+  default: utReport<Msg::realClamped>(Z_TRACE_LEVEL_WARNING); break;
+  }
+  return 1;
+}
+
+// Checks the arguments, then converts in place.
+template <class Word, Side From, Side To, Made<Word> (*Convert)(Word)>
+int32_t convert(void *value, int32_t inputOrder, int32_t outputOrder) {
+  if (!value) return refuse(Err::nullPointer);
+  if (!allowed(From, inputOrder) || !allowed(To, outputOrder)) return refuse(Err::invalid);
+  const Made<Word> made = Convert(take<Word>(value, From, inputOrder));
+  put<Word>(value, made.word, To, outputOrder);
+  return made.told == Msg{} ? 1 : tell(made.told, made.exponent);
+}
+
+template <size_t Size>
+void *reverseBytes(void *value) {
+  if (!value) return utFailNull(Err::nullPointer);
+  auto *bytes = static_cast<unsigned char *>(value);
+  std::reverse(bytes, bytes + Size);
+  return value;
+}
+
+int32_t nameOf(const char *const *names, int32_t count, int32_t format, const char **out) {
+  if (!out) return utFail(Err::nullPointer);
+  if (format < 0 || format >= count) return 0;
+  *out = names[format];
+  return 1;
+}
+
+} // namespace
+
+extern "C" {
+
+int32_t Z_CALL ZutGetIntFormat() { return host; }
+int32_t Z_CALL ZutGetRealFormat() { return Z_REAL_IEEE; }
+
+int32_t Z_CALL ZutIntFormatToStr(int32_t format, const char **out) {
+  static constexpr const char *names[] = {"LITTLE_ENDIAN", "BIG_ENDIAN"};
+  return nameOf(names, std::size(names), format, out);
+}
+
+int32_t Z_CALL ZutRealFormatToStr(int32_t format, const char **out) {
+  static constexpr const char *names[] = {"DEC_D", "DEC_G", "IEEE", "IBM_370"};
+  return nameOf(names, std::size(names), format, out);
+}
+
+void *Z_CALL ZutSwapTwoBytes(void *value) { return reverseBytes<2>(value); }
+void *Z_CALL ZutSwapFourBytes(void *value) { return reverseBytes<4>(value); }
+void *Z_CALL ZutSwapEightBytes(void *value) { return reverseBytes<8>(value); }
+void *Z_CALL ZutSwapSixteenBytes(void *value) { return reverseBytes<16>(value); }
+
+int32_t Z_CALL ZutSwapReal4IeeeToDecF(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::ieee, Side::dec, ieee4ToDecF>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal4DecFToIeee(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::dec, Side::ieee, decFToIeee4>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal4IeeeToIbm370(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::ieee, Side::ibm, ieee4ToIbm4>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal4Ibm370ToIeee(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::ibm, Side::ieee, ibm4ToIeee4>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal4DecFToIbm370(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::dec, Side::ibm, decFToIbm4>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal4Ibm370ToDecF(void *value, int32_t input, int32_t output) {
+  return convert<uint32_t, Side::ibm, Side::dec, ibm4ToDecF>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8IeeeToDecD(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ieee, Side::dec, ieee8ToDecD>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8IeeeToDecG(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ieee, Side::dec, ieee8ToDecG>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecDToIeee(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::ieee, decDToIeee8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecDToDecG(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::dec, decDToDecG>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecGToIeee(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::ieee, decGToIeee8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecGToDecD(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::dec, decGToDecD>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8IeeeToIbm370(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ieee, Side::ibm, ieee8ToIbm8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8Ibm370ToIeee(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ibm, Side::ieee, ibm8ToIeee8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecDToIbm370(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::ibm, decDToIbm8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8Ibm370ToDecD(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ibm, Side::dec, ibm8ToDecD>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8DecGToIbm370(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::dec, Side::ibm, decGToIbm8>(value, input, output);
+}
+
+int32_t Z_CALL ZutSwapReal8Ibm370ToDecG(void *value, int32_t input, int32_t output) {
+  return convert<uint64_t, Side::ibm, Side::dec, ibm8ToDecG>(value, input, output);
+}
+
+} // extern "C"

@@ -1,0 +1,82 @@
+#include "zut.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+namespace {
+
+using Texts = std::map<std::string, std::string>;
+
+int32_t Z_CALL collect(const char *name, ZutProperty *property, ZutWord texts) {
+  EXPECT_EQ(name, property->name);
+  (*reinterpret_cast<Texts *>(texts))[name] = property->value;
+  return 0;
+}
+
+class Properties : public testing::Test {
+protected:
+  ~Properties() override { EXPECT_EQ(ZutPropertiesDestroy(list), 1); }
+  Texts all(ZutProperties *of) {
+    Texts texts;
+    EXPECT_EQ(ZutPropertiesTraverse(of, collect, reinterpret_cast<ZutWord>(&texts)), 0);
+    EXPECT_EQ(ZutErrNumGet(), 18);
+    return texts;
+  }
+  ZutProperties *list = ZutPropertiesCreate();
+};
+
+TEST_F(Properties, KeepCopiesUnderNamesOfAnyCase) {
+  char name[] = "Colour", value[] = "red";
+  EXPECT_EQ(ZutPropertiesSet(list, name, value), 1);
+  name[0] = value[0] = '?';
+  EXPECT_STREQ(ZutPropertiesGet(list, "COLOUR"), "red");
+  ZutPropertiesSet(list, "cOLOUR", "blue");
+  EXPECT_EQ(all(list), (Texts{{"cOLOUR", "blue"}}));
+  ZutErrNumSet(0);
+  EXPECT_EQ(ZutPropertiesSet(list, "colour", nullptr), 1);
+  EXPECT_EQ(ZutPropertiesSet(list, "colour", nullptr), 1);
+  EXPECT_EQ(ZutPropertiesGet(list, "colour"), nullptr);
+  EXPECT_STREQ(ZutPropertiesGetDefault(list, "colour", "none"), "none");
+  EXPECT_EQ(ZutErrNumGet(), 0);
+  EXPECT_EQ(ZutPropertiesSet(list, nullptr, "x"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 3);
+}
+
+TEST_F(Properties, TakeTextsOfTheirOwn) {
+  ZutPropertiesSet(list, "name", "text");
+  ZutPropertiesSet(list, "name", ZutPropertiesGet(list, "name"));
+  EXPECT_EQ(all(list), (Texts{{"name", "text"}}));
+  const auto drop = [](const char *name, ZutProperty *, ZutWord of) -> int32_t {
+    ZutPropertiesSet(reinterpret_cast<ZutProperties *>(of), name, nullptr);
+    return 0;
+  };
+  ZutPropertiesSet(list, "other", "text");
+  ZutPropertiesTraverse(list, drop, reinterpret_cast<ZutWord>(list));
+  EXPECT_TRUE(all(list).empty());
+  ZutPropertiesSet(list, "name", "text");
+  const auto stop = [](const char *, ZutProperty *, ZutWord) -> int32_t { return 5; };
+  EXPECT_EQ(ZutPropertiesTraverse(list, stop, 0), 5);
+}
+
+TEST_F(Properties, AreCopiedAndReset) {
+  ZutProperties *other = ZutPropertiesCreate();
+  ZutPropertiesSet(list, "a", "1");
+  ZutPropertiesSet(list, "b", "2");
+  ZutPropertiesSet(other, "B", "old");
+  ZutPropertiesSet(other, "c", "3");
+  ZutErrNumSet(0);
+  EXPECT_EQ(ZutPropertiesCopy(list, other), 1);
+  EXPECT_EQ(ZutPropertiesCopy(other, other), 1);
+  EXPECT_EQ(ZutErrNumGet(), 0);
+  EXPECT_EQ(all(other), (Texts{{"a", "1"}, {"b", "2"}, {"c", "3"}}));
+  int32_t count = -1;
+  EXPECT_EQ(ZutPropertiesReset(list) + ZutPropertiesGetCount(list, &count), 2);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(ZutPropertiesGetCount(other, &count), 1);
+  EXPECT_EQ(count, 3);
+  ZutPropertiesDestroy(other);
+}
+
+} // namespace

@@ -1,0 +1,55 @@
+// The example program: what it prints, the same on every platform.
+#include "support/child.h"
+
+namespace {
+
+Result convert(const std::vector<std::string> &arguments, const std::string &input = "") {
+  return runProgram("convert", arguments, {{"VNTIMESTAMPOUTPUTSUPPRESS", "1"}}, input);
+}
+
+TEST(Convert, ShowsANumberInEveryFormat) {
+  const Result result = convert({"-0.1", "1e100"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out, R"(-0.1
+  IEEE, little-endian   4 bytes  cd cc cc bd              -0.100000001
+  IEEE, big-endian      4 bytes  bd cc cc cd              -0.100000001
+  DEC F                 4 bytes  cc be cd cc              -0.100000001
+  IBM 370               4 bytes  c0 19 99 99              -0.0999999642
+  IEEE, little-endian   8 bytes  9a 99 99 99 99 99 b9 bf  -0.10000000000000001
+  IEEE, big-endian      8 bytes  bf b9 99 99 99 99 99 9a  -0.10000000000000001
+  DEC D                 8 bytes  cc be cc cc cc cc d0 cc  -0.10000000000000001
+  DEC G                 8 bytes  d9 bf 99 99 99 99 9a 99  -0.10000000000000001
+  IBM 370               8 bytes  c0 19 99 99 99 99 99 9a  -0.10000000000000001
+1e100
+  IEEE, little-endian   4 bytes  too large
+  IEEE, big-endian      4 bytes  too large
+  DEC F                 4 bytes  too large
+  IBM 370               4 bytes  too large
+  IEEE, little-endian   8 bytes  7d c3 94 25 ad 49 b2 54  1e+100
+  IEEE, big-endian      8 bytes  54 b2 49 ad 25 94 c3 7d  1e+100
+ORL-WL-05118-W The exponent 332 is too large for the DEC format; the largest one is used.
+  DEC D                 8 bytes  92 7f 69 4d a6 2c e8 1b  9.7234613716580341e+37
+  DEC G                 8 bytes  d2 54 ad 49 94 25 7d c3  1e+100
+ORL-WL-05120-W The exponent of a number is outside the range of the IBM format; the nearest one is used.
+  IBM 370               8 bytes  7f 12 49 ad 25 94 c3 7d  5.1698788284564231e+74
+)");
+}
+
+TEST(Convert, ShowsATextInBothEncodings) {
+  const Result result = convert({"-t"}, "h\xC3\xA9\xE2\x82\xAC\r\n\xFF\n12\n");
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.out, "h\xC3\xA9\xE2\x82\xAC\n"
+                        R"(  UTF-8                 6 bytes  68 c3 a9 e2 82 ac
+  UCS-2, little-endian  3 units  68 00 e9 00 ac 20
+  UCS-2, big-endian     3 units  00 68 00 e9 20 ac
+)"
+                        "\xFF\n"
+                        R"(  not UTF-8 of characters up to U+FFFF
+12
+  UTF-8                 2 bytes  31 32
+  UCS-2, little-endian  2 units  31 00 32 00
+  UCS-2, big-endian     2 units  00 31 00 32
+)");
+}
+
+} // namespace
