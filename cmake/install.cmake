@@ -14,6 +14,8 @@ if(NOT WIN32)
   set_target_properties(zutsh PROPERTIES INSTALL_RPATH "\$ORIGIN/${libraries}")
 endif()
 install(TARGETS zutsh RUNTIME DESTINATION bin)
+install(TARGETS ${ZUT_DRIVERS}
+  LIBRARY DESTINATION $<IF:$<BOOL:${WIN32}>,bin,${CMAKE_INSTALL_LIBDIR}>/drivers)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zut)
 install(EXPORT zut NAMESPACE zut:: FILE zutConfig.cmake DESTINATION ${package})

@@ -347,6 +347,54 @@ Z_EXPORT jmp_buf *Z_CALL ZutErrGetJumpBufferPtr(void);
 Z_EXPORT uint8_t *Z_CALL ZutGetDebugFlags(void);
 #define Z_DEBUG_FLAG_COUNT 256
 
+/* ---- Error reports (errreport) ----
+ *
+ * An error report explains an error number to a person, in words chosen by ZutErrFeedbackSet. The
+ * texts stand in the error-message file, "errors.txt" in the directory "error" below VNERRDIR, or
+ * below the directory of the data files (VNHOME) when that is not set. share/error/errors.txt shows
+ * the form: a line that begins with "-----", the number, the severity ("warning", "severe" or
+ * "fatal"), the number of parameters and their names, one a line, then a line "expert" and the text
+ * for experts, and a line "novice" and the text for novices, which ends at the next "-----".
+ * Feedback level 2 wants the text after a line "no_output".
+ *
+ * In a text "$NAME" is replaced by a parameter's value. NAME need only be the beginning of what
+ * stands there, the first parameter in the file's order that fits is taken, and what follows it
+ * stays. A "$" with a word that fits none is printed as it stands.
+ *
+ * Reports are printed with printf, and so are complaints: what goes wrong here is told that way and
+ * not by an error number. Parameters belong to the process and have no lock: one thread at a time
+ * makes reports. */
+
+/* Sets parameter `number`, 1 to 10, to a copy of what `value` points at: one number, one character,
+ * or for %s a text. `format` has one conversion; what else looks like one is text.
+ *   e E f g G   a double          d i o u x X n   an int, with h a short, with l a long
+ *   s           a text            c               a character, which no report can print
+ * %n prints nothing and never writes. Flags, a width and a precision of at most 255 may stand
+ * before the letter.
+ * Result   0 after a complaint about the number or the format, which leaves the parameter as it
+ *          was; a null value is error 3, without a complaint. */
+Z_EXPORT int32_t Z_CALL ZutErrParamSet(int32_t number, const char *format, const void *value);
+/* Sets the error number, prints its report and forgets all parameters. The arguments are pairs of a
+ * format and a pointer to a value, set as parameters 1, 2 and so on before, at most 10, ended by a
+ * null format. A report prints "Error message not available for error number <N>." when the file
+ * has no entry of the number, or one below the threshold of ZutErrSeveritySet.
+ * Result   0 when the file cannot be opened or the entry's parameters cannot be read. */
+Z_EXPORT int32_t Z_CALL ZutErrReportParams(const char *function_name, int32_t error_number, ...);
+Z_EXPORT int32_t Z_CALL ZutErrVReportParams(const char *function_name, int32_t error_number,
+                                            va_list args);
+/* The same, then jumps to `jump_buffer` with the value 1. Null stands for the buffer of
+ * ZutErrGetJumpBufferPtr: unless the program has armed that one itself, the program ends then,
+ * with message 5242 and exit code 2. Never returns. */
+Z_EXPORT void Z_CALL ZutErrReportParamsJmp(const char *function_name, int32_t error_number,
+                                           jmp_buf *jump_buffer, ...);
+/* Forgets all parameters. */
+Z_EXPORT void Z_CALL ZutErrClearParams(void);
+/* The file is opened by the first report that needs it and stays open. Opening an open file and
+ * closing a closed one do nothing.
+ * Result   0 after a complaint. */
+Z_EXPORT int32_t Z_CALL ZutErrOpenFile(void);
+Z_EXPORT int32_t Z_CALL ZutErrCloseFile(void);
+
 /* ---- Output, debug and dump streams (utout) ----
  *
  * Everything that a person reads goes through here: to the program's output function when it has
@@ -383,10 +431,11 @@ Z_EXPORT int32_t Z_CALL ZutOutStrDefault(const char *format, ...) Z_PRINTF(1, 2)
 Z_EXPORT int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) Z_PRINTF(1, 0);
 /* Prints the catalog's message of that number with the arguments that follow, at `level`, or at
  * the level of the message's severity for Z_TRACE_LEVEL_DEFAULT. Result: 0 when the catalog has no
- * such message; nothing is printed then.
+ * such message; nothing but a line that says so is printed then.
  * The text comes from a file, so its conversions are examined before the arguments are read: a
- * text whose conversions are not those that the library passes (its own numbers), or are not plain
- * printf conversions of moderate width (other numbers), is printed as it stands. */
+ * text whose conversions are not those that the library passes (its own numbers) is printed as it
+ * stands, then the arguments; one whose conversions are not plain ones of printf of moderate width
+ * (other numbers) is printed as it stands. */
 Z_EXPORT int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...);
 /* Makes the options catalog_file, catalog_flags and _trace_{level,file,flags}_catalog, the default
  * catalog and the default trace object, and binds them to one another. Only the first call does
@@ -420,7 +469,7 @@ Z_EXPORT int32_t Z_CALL ZutWarning(const char *format, ...) Z_PRINTF(1, 2);
 
 /* The dump file: "dump<process id>.dmp" in the directory for temporary files, for a long report
  * that a person then views. Opening makes it anew (a file or link of that name is removed, never
- * followed); appending keeps what is there.
+ * followed); appending keeps what is there, and refuses a link.
  * Errors   6 when it is open; 8 when there is no writable directory. */
 Z_EXPORT FILE *Z_CALL ZutDumpOpen(void);
 Z_EXPORT FILE *Z_CALL ZutDumpOpenAppend(void);
@@ -978,6 +1027,428 @@ Z_EXPORT int32_t Z_CALL ZutCbPrint(ZutCb *cb, ZutPrintFunc out);
 Z_EXPORT ZutCb *Z_CALL ZutQuitCbCreate(ZutCbFunc function, ZutWord argument);
 Z_EXPORT ZutCb *Z_CALL ZutQuitCbLookup(ZutCbFunc function, ZutWord argument);
 
+/* ---- Pointer arrays (ptrary) ----
+ * A growing array of words, pointers or numbers, in the caller's order. Items are equal when the
+ * words are; what looks for an item finds the first. Valid indexes are 0 to count - 1, another one
+ * is error 7; so is none found error 8. An array without storage is error 3, like a null array. No
+ * lock.
+ *
+ * Each change can be announced to callbacks of the array, with the array as owner. A notice is the
+ * last step of its operation, once the array is changed and the results are stored, so a callback
+ * may do with the array what it likes: remove itself or others, add, remove, move or sort items,
+ * clear or destroy the array. Each such change sends notices of its own, at once: the callbacks
+ * that follow hear of it before they hear of the change that came first. An operation never looks
+ * at an array again that a callback has destroyed. The functions that clearing and sorting call
+ * are no notices: they must leave the array alone. */
+typedef struct ZutPtrAry {
+  ZutWord *items; /* capacity + 1 entries; the last is room for sorting */
+  uint32_t capacity;
+  int32_t count;
+  uint32_t increment;    /* by which a full array grows: its first capacity */
+  ZutCbList *change_cbs; /* null before the first callback */
+} ZutPtrAry;
+#define Z_CB_TYPE_PTR_ARY_CHANGE (-107) /* "ptr_ary_change"; made by the first callback */
+#define Z_PTR_ARY_INSERTED 0
+#define Z_PTR_ARY_REMOVED 1
+#define Z_PTR_ARY_REPLACED 2
+#define Z_PTR_ARY_ALL_REMOVED 3
+#define Z_PTR_ARY_SWAPPED 4
+#define Z_PTR_ARY_CLEARED 5
+#define Z_PTR_ARY_SORTED 6
+/* Call data of the change callbacks: the item and its index, -1 for all copies of an item, no item
+ * and -1 for the whole array. A swap tells both items and where they are now; the other kinds have
+ * 0 and -1 there. A replaced item's is the new one. */
+typedef struct ZutPtrAryChangeData {
+  ZutCb *cb;
+  int32_t kind;
+  ZutWord item;
+  int32_t index;
+  ZutWord item2;
+  int32_t index2;
+} ZutPtrAryChangeData;
+typedef void(Z_CALL *ZutPtrAryFunc)(int32_t index, ZutWord item, ZutWord argument);
+typedef int32_t(Z_CALL *ZutPtrAryCompareFunc)(ZutWord a, ZutWord b);
+
+/* An array with room for `size` items, at least 1, which is also the step by which it grows. It
+ * never shrinks. */
+Z_EXPORT ZutPtrAry *Z_CALL ZutPtrAryCreate(int32_t size);
+
+/* Clears and frees the array and its callbacks.
+ * Result   0 when a callback of the array is running: the array is freed all the same, its
+ *          callbacks when the last one returns (error 32). */
+Z_EXPORT int32_t Z_CALL ZutPtrAryDestroy(ZutPtrAry *array, ZutPtrAryFunc function,
+                                         ZutWord argument);
+
+/* Removes all items, after calling `function`, which may be null, with each of them in order. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryClear(ZutPtrAry *array, ZutPtrAryFunc function, ZutWord argument);
+
+/* Adds an item at the end; `index_out`, which may be null, gets its index. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryAppend(ZutPtrAry *array, ZutWord item, int32_t *index_out);
+
+/* Adds the items of `source`, which may be the array itself. Room is made for the next multiple of
+ * the step above what is needed. The outs, which may be null, get the indexes of the first and the
+ * last item added; a source without items gives count and count - 1.
+ * Notices  one for each item added. When a callback changes the array, the rest tell of what is at
+ *          these indexes by then. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryAppendAll(ZutPtrAry *array, const ZutPtrAry *source,
+                                           int32_t *first_out, int32_t *last_out);
+
+/* Inserts an item at an index, count included, or next to another item. Inserting before the last
+ * item gives the index to which that one has moved in its notice. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryInsertItemAtIndex(ZutPtrAry *array, ZutWord item, int32_t index);
+Z_EXPORT int32_t Z_CALL ZutPtrAryInsertBefore(ZutPtrAry *array, ZutWord existing, ZutWord item);
+Z_EXPORT int32_t Z_CALL ZutPtrAryInsertAfter(ZutPtrAry *array, ZutWord existing, ZutWord item);
+
+/* Removes the item at an index (`item_out`, which may be null, gets it) or the first copy of an
+ * item. Errors  4 for an empty array. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryRemoveItemAtIndex(ZutPtrAry *array, int32_t index,
+                                                   ZutWord *item_out);
+Z_EXPORT int32_t Z_CALL ZutPtrAryRemove(ZutPtrAry *array, ZutWord item);
+
+/* Removes every copy of an item; one notice tells of them all. `count_out` gets their number. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryRemoveAll(ZutPtrAry *array, ZutWord item, int32_t *count_out);
+
+/* Puts an item in the place of another, which `old_out`, if not null, gets; swaps two items. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryReplaceItemAtIndex(ZutPtrAry *array, ZutWord item, int32_t index,
+                                                    ZutWord *old_out);
+Z_EXPORT int32_t Z_CALL ZutPtrArySwapItems(ZutPtrAry *array, int32_t index_a, int32_t index_b);
+
+/* The item at an index; the index of the first copy of an item, and whether there is one.
+ * Errors   7 for an index outside the array; 8 when the item is not in it. */
+Z_EXPORT int32_t Z_CALL ZutPtrAryGetItemAtIndex(ZutPtrAry *array, int32_t index, ZutWord *item_out);
+Z_EXPORT int32_t Z_CALL ZutPtrAryGetItemIndex(ZutPtrAry *array, ZutWord item, int32_t *index_out);
+Z_EXPORT int32_t Z_CALL ZutPtrAryItemExists(ZutPtrAry *array, ZutWord item);
+
+/* The array's storage, good until the array grows. `array` is not checked. */
+Z_EXPORT ZutWord *Z_CALL ZutPtrAryGetArray(ZutPtrAry *array);
+
+/* Sorts in place; `compare` is negative when its first item goes before its second. Equal items
+ * come in any order. The notice is sent for fewer than two items as well. */
+Z_EXPORT int32_t Z_CALL ZutPtrArySort(ZutPtrAry *array, ZutPtrAryCompareFunc compare);
+
+/* A callback for the array's changes, and the look-up of one (error 8 when there is none). */
+Z_EXPORT ZutCb *Z_CALL ZutPtrAryChangeCbCreate(ZutPtrAry *array, ZutCbFunc function,
+                                               ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutPtrAryChangeCbLookup(ZutPtrAry *array, ZutCbFunc function,
+                                               ZutWord argument);
+
+/* ---- Growable buffers (utbuffer) ----
+ * Bytes that are written at the end and read from a position of their own. A static buffer is the
+ * caller's memory and never grows. Pointers into a buffer are good until it grows. No lock.
+ *
+ * What needs n bytes and does not fit takes (factor / log10(n) + 1) * n bytes, rounded up to a
+ * multiple of 16, so that large buffers grow by a smaller part. What would take more than 31 bits
+ * can count is error 5; what a static buffer has no room for, error 7. A failing operation changes
+ * nothing, unless it says so. */
+typedef struct ZutBuf {
+  uint8_t *data;
+  int32_t offset; /* read position; alignment and ZutBufDeleteRange may leave it beyond size */
+  int32_t size;   /* bytes in use, 0 to capacity */
+  int32_t capacity;
+  int32_t is_static; /* 1: data is the caller's memory */
+} ZutBuf;
+
+/* An empty buffer. Capacity 0 means 2048. */
+Z_EXPORT ZutBuf *Z_CALL ZutBufCreate(int32_t capacity);
+
+/* An empty buffer in the `size` bytes of `memory`, at least 1, which stay the caller's. */
+Z_EXPORT ZutBuf *Z_CALL ZutBufCreateStatic(void *memory, int32_t size);
+Z_EXPORT int32_t Z_CALL ZutBufDestroy(ZutBuf *buffer);
+
+/* Makes room for `minimum` bytes in all, at least 1. A minimum below the capacity changes nothing;
+ * otherwise the buffer grows, also when the minimum is what it has. */
+Z_EXPORT int32_t Z_CALL ZutBufGrow(ZutBuf *buffer, int32_t minimum);
+
+/* Reserves `length` bytes at the end, where the size is a multiple of `alignment`, a power of two;
+ * neither they nor the bytes skipped are initialised. A null buffer is not checked for.
+ * Errors   4 for a negative length, 7 for any other alignment. */
+Z_EXPORT void *Z_CALL ZutBufAllocAligned(ZutBuf *buffer, int32_t length, int32_t alignment);
+
+/* Appends the source's next `length` unread bytes, -1 for all of them, and reads them. The source
+ * may be the buffer itself, here and below.
+ * Result   where the bytes begin in the buffer.
+ * Errors   7 for a length below -1 or beyond what is unread. */
+Z_EXPORT void *Z_CALL ZutBufAppendBuf(ZutBuf *buffer, ZutBuf *source, int32_t length);
+
+/* Appends the source's bytes from `start` up to, not including, `end`; -1 is the source's size.
+ * Errors   7 for a place beyond the size or a negative one, 4 for an end before the start. */
+Z_EXPORT void *Z_CALL ZutBufAppendRange(ZutBuf *buffer, const ZutBuf *source, int32_t start,
+                                        int32_t end);
+
+/* A new buffer, as large as the range, with a copy of it; for an empty range as ZutBufCreate(0).
+ * Ranges and errors as in ZutBufAppendRange. */
+Z_EXPORT ZutBuf *Z_CALL ZutBufCloneRange(const ZutBuf *source, int32_t start, int32_t end);
+
+/* Takes a range out. The read position stays the number that it is. */
+Z_EXPORT int32_t Z_CALL ZutBufDeleteRange(ZutBuf *buffer, int32_t start, int32_t end);
+
+/* The next `length` bytes from the read position, moved up to a multiple of `alignment` first, and
+ * moves it behind them. A null buffer is not checked for.
+ * Result   null, without an error number and with the position moved up, when there are fewer.
+ * Errors   as ZutBufAllocAligned. */
+Z_EXPORT void *Z_CALL ZutBufNextAligned(ZutBuf *buffer, int32_t length, int32_t alignment);
+
+/* Cuts the buffer at `position`, a pointer into its data or to its end; null empties it. The read
+ * position stays within the size. Errors  7 for another pointer. */
+Z_EXPORT int32_t Z_CALL ZutBufReset(ZutBuf *buffer, const void *position);
+
+/* Puts the read position at such a pointer; null for the start. */
+Z_EXPORT int32_t Z_CALL ZutBufRewind(ZutBuf *buffer, const void *position);
+
+/* Cuts the buffer to `size` bytes or extends it to them, uninitialised. */
+Z_EXPORT int32_t Z_CALL ZutBufSetSize(ZutBuf *buffer, int32_t size);
+
+/* The factor by which buffers grow: the option "_buffer_resize_factor" as it was when this process
+ * first asked. */
+Z_EXPORT double Z_CALL ZutBufGetResizeFactor(void);
+
+/* ---- Fibonacci heap (fh) ----
+ * A queue that gives the least key first. Nodes are the caller's and carry a pointer to a key of
+ * the caller's, which may change while the node is in a heap, if the heap is told at once. A heap
+ * of a ready-made kind reads a key when it is told of it, in ZutFHeapInsert, ZutFHeapDecreaseKey
+ * and ZutFHeapUpdateKey, and goes by what it read; one with a function calls it with the keys. No
+ * lock. The function must leave heap and nodes alone. */
+typedef struct ZutFHeap ZutFHeap;
+/* A node outside any heap is linked to itself and has no child, parent, degree or mark. */
+typedef struct ZutFHeapNode {
+  struct ZutFHeapNode *left; /* siblings, in a ring */
+  struct ZutFHeapNode *right;
+  struct ZutFHeapNode *child;  /* one of them, or null */
+  struct ZutFHeapNode *parent; /* null for a root */
+  int32_t degree;              /* number of children */
+  int32_t mark;                /* 1: has lost a child since it last became one */
+  void *key;
+  double known_key; /* the heap's: the key as it read it */
+} ZutFHeapNode;
+#define Z_FHEAP_DOUBLE 1
+#define Z_FHEAP_INT 2
+#define Z_FHEAP_UINT 3
+#define Z_FHEAP_NODE_KEY 1
+#define Z_FHEAP_NODE_MARK 2
+#define Z_FHEAP_NODE_CHILD 3
+#define Z_FHEAP_NODE_PARENT 4
+#define Z_FHEAP_NODE_LEFT 5
+#define Z_FHEAP_NODE_RIGHT 6
+#define Z_FHEAP_NODE_DEGREE 7
+/* Negative when `key_a` goes before `key_b`, positive when it goes behind. */
+typedef int32_t(Z_CALL *ZutFHeapCompareFunc)(const void *key_a, const void *key_b);
+typedef int32_t(Z_CALL *ZutFHeapTraverseFunc)(ZutFHeap *heap, void *key, ZutWord argument);
+
+/* A heap whose keys are doubles, int32_t or uint32_t (`compare` is Z_FHEAP_DOUBLE, Z_FHEAP_INT or
+ * Z_FHEAP_UINT), or what a ZutFHeapCompareFunc, given as a word, compares. Destroying a heap leaves
+ * the nodes that are in it; they may then be inserted elsewhere or destroyed. */
+Z_EXPORT ZutFHeap *Z_CALL ZutFHeapCreate(ZutWord compare);
+Z_EXPORT int32_t Z_CALL ZutFHeapDestroy(ZutFHeap *heap);
+
+/* A node for a key, which is kept, not copied. */
+Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapNodeCreate(void *key);
+Z_EXPORT int32_t Z_CALL ZutFHeapNodeDestroy(ZutFHeapNode *node);
+
+/* Stores a field of the node: mark and degree as int32_t, the others as pointers. The Va form takes
+ * pairs of attribute and place, ended by 0.
+ * Errors   12 for an unknown attribute; the Va form goes on to the next pair, and fails. */
+Z_EXPORT int32_t Z_CALL ZutFHeapNodeGet(ZutFHeapNode *node, int32_t attribute, void *value_out);
+Z_EXPORT int32_t Z_CALL ZutFHeapNodeVaGet(ZutFHeapNode *node, ...);
+
+/* Points the node to another key; the attribute is Z_FHEAP_NODE_KEY. While the node is in a heap,
+ * ZutFHeapDecreaseKey or ZutFHeapUpdateKey must follow. The Va form as above.
+ * Errors   7 for another attribute. */
+Z_EXPORT int32_t Z_CALL ZutFHeapNodeSet(ZutFHeapNode *node, int32_t attribute, void *value);
+Z_EXPORT int32_t Z_CALL ZutFHeapNodeVaSet(ZutFHeapNode *node, ...);
+
+/* Inserts a node that is in no heap. A key equal to that of the node on top does not replace it. */
+Z_EXPORT int32_t Z_CALL ZutFHeapInsert(ZutFHeap *heap, ZutFHeapNode *node);
+
+/* The node on top, left in place or taken out. Result  null, without an error number, when the
+ * heap is empty. */
+Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapTop(ZutFHeap *heap);
+Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapDeleteMin(ZutFHeap *heap);
+
+/* Takes out any node of the heap. Errors  8, here and below, for a node that is in no heap. */
+Z_EXPORT int32_t Z_CALL ZutFHeapDeleteNode(ZutFHeap *heap, ZutFHeapNode *node);
+
+/* Tells the heap that a node's key was lowered, or was changed either way. ZutFHeapUpdateKey of
+ * the node on top puts another one there whatever the key is now, unless it is alone: this one
+ * counts again when the next node is taken off the top. For a lower key of the node on top use
+ * ZutFHeapDecreaseKey. */
+Z_EXPORT int32_t Z_CALL ZutFHeapDecreaseKey(ZutFHeap *heap, ZutFHeapNode *node);
+Z_EXPORT int32_t Z_CALL ZutFHeapUpdateKey(ZutFHeap *heap, ZutFHeapNode *node);
+
+/* Moves all nodes of `source` to `destination`, which compares them from then on. Constant time
+ * unless the two heaps differ in kind. */
+Z_EXPORT int32_t Z_CALL ZutFHeapMigrate(ZutFHeap *source, ZutFHeap *destination);
+Z_EXPORT int32_t Z_CALL ZutFHeapSize(ZutFHeap *heap);
+
+/* Calls `function` with the key of every node, each before its children, from the node on top to
+ * the right, until a result is not 0. At the end no error number is set. */
+Z_EXPORT int32_t Z_CALL ZutFHeapTraverse(ZutFHeap *heap, ZutFHeapTraverseFunc function,
+                                         ZutWord argument);
+
+/* ---- Weighted graph (utgraph) ----
+ * A directed graph of named vertices, its shortest paths from one vertex, and for each vertex the
+ * first hop on the way to it. An undirected edge is a pair of edges that know each other. The graph
+ * owns vertices and edges and gives their records out to be read; of their fields a program may
+ * change `data` only. Names are the caller's: two vertices are the same when the pointers are, and
+ * a name must stay as long as its vertex. No lock.
+ *
+ * Additions, look-ups and removals take constant time each, however many edges a vertex has;
+ * removing a vertex takes one step for each of its edges, and after a computation one for each
+ * vertex of the graph. Shortest paths of n vertices and m edges take m log n.
+ *
+ * Each addition and removal is announced to the graph's change callbacks. A notice of an addition
+ * is the last step; one of a removal is sent when the vertex or edge is out of its lists, and the
+ * record, except for prev and next, stays readable until the operation that the program called
+ * returns. A callback may remove itself or other callbacks, add and remove any vertices and edges
+ * (the very one that it is told of, too), and compute paths. Each change sends notices of its own,
+ * at once: the callbacks that follow hear of it before they hear of the change that came first. A
+ * callback may not:
+ *  - use a vertex or an edge that is out of the graph, or add an edge to a vertex whose removal
+ *    has begun: error 8;
+ *  - destroy the graph, or add to one that is being destroyed: error 32. */
+typedef struct ZutGraph ZutGraph;
+typedef struct ZutGraphEdge ZutGraphEdge;
+typedef struct ZutGraphVertex {
+  struct ZutGraphVertex *prev; /* all vertices, the newest first */
+  struct ZutGraphVertex *next;
+  const char *name;
+  int32_t distance;                        /* from the origin; at most Z_GRAPH_INFINITE */
+  int32_t perm;                            /* 1: the distance is final */
+  struct ZutGraphVertex *path_predecessor; /* before it on the shortest path, or null */
+  struct ZutGraphVertex *first_hop;        /* the first behind the origin, or null */
+  ZutGraphEdge *edges;                     /* to others, the newest first */
+} ZutGraphVertex;
+struct ZutGraphEdge {
+  ZutGraphEdge *prev; /* all edges of `from` */
+  ZutGraphEdge *next;
+  ZutWord data;
+  int32_t weight;
+  ZutGraphVertex *to;
+  ZutGraphVertex *from;
+  ZutGraphEdge *reverse; /* the other edge of the pair, or null; stale when that one is removed */
+};
+#define Z_GRAPH_INFINITE 99999 /* the distance of what cannot be reached */
+#define Z_CB_TYPE_GRAPH_CHANGE (-105) /* "srv_graph_change"; made by ZutGraphChangeCbCreate */
+/* Call data of the change callbacks, whose owner is the graph: either a vertex or an edge, the
+ * other is null. */
+typedef struct ZutGraphChangeData {
+  ZutCb *cb;
+  int32_t added; /* 0: removed */
+  ZutGraphVertex *vertex;
+  ZutGraphEdge *edge;
+} ZutGraphChangeData;
+
+/* An empty graph. */
+Z_EXPORT ZutGraph *Z_CALL ZutGraphCreate(void);
+
+/* Removes every vertex, the newest first, and with each its edges; then the change callbacks.
+ * Errors   32 in a callback of the graph. */
+Z_EXPORT int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph);
+
+/* With flag 1, as at first, an edge is as long as its weight; with 0 its length is 1. What has been
+ * computed stays. */
+Z_EXPORT int32_t Z_CALL ZutGraphSetWeightedEdges(ZutGraph *graph, int32_t flag);
+Z_EXPORT int32_t Z_CALL ZutGraphGetWeightedEdges(ZutGraph *graph, int32_t *out);
+
+/* A new vertex; the name is kept, not copied.
+ * Errors   6 when a vertex has that pointer; 8 when a callback has removed it again. */
+Z_EXPORT ZutGraphVertex *Z_CALL ZutGraphVertexAdd(ZutGraph *graph, const char *name);
+
+/* Removes a vertex: first its own edges, the newest first and each after the other of its pair;
+ * then those that lead to it, of the newest vertex first. Errors  8. */
+Z_EXPORT int32_t Z_CALL ZutGraphVertexRemove(ZutGraph *graph, ZutGraphVertex *vertex);
+
+/* The vertex with that pointer; null, without an error number, when there is none. */
+Z_EXPORT ZutGraphVertex *Z_CALL ZutGraphVertexLookup(ZutGraph *graph, const char *name);
+
+/* A new edge. Weights should be 1 or more; see ZutGraphSetShortPath.
+ * Errors   6 when there is one between the two; 8 for a vertex that is not in the graph, or when a
+ *          callback has removed the edge again. */
+Z_EXPORT ZutGraphEdge *Z_CALL ZutGraphEdgeAdd(ZutGraph *graph, ZutGraphVertex *from,
+                                              ZutGraphVertex *to, ZutWord data, int32_t weight);
+
+/* A pair of edges. Result  the one from a to b; without both of them none is left. Errors  as
+ * above. */
+Z_EXPORT ZutGraphEdge *Z_CALL ZutGraphEdgeUndirectedAdd(ZutGraph *graph, ZutGraphVertex *a,
+                                                        ZutGraphVertex *b, ZutWord data_ab,
+                                                        ZutWord data_ba, int32_t weight);
+
+/* Removes one edge; the other one of a pair stays. Errors  8. */
+Z_EXPORT int32_t Z_CALL ZutGraphEdgeRemove(ZutGraph *graph, ZutGraphEdge *edge);
+
+/* Removes the other edge of the pair, then this one.
+ * Errors   7 for an edge that has no other, or whose other is removed already; 8, also when a
+ *          callback was faster. */
+Z_EXPORT int32_t Z_CALL ZutGraphEdgeUndirectedRemove(ZutGraph *graph, ZutGraphEdge *edge);
+
+/* The edge from one vertex to another; null, without an error number, when there is none. */
+Z_EXPORT ZutGraphEdge *Z_CALL ZutGraphEdgeLookup(ZutGraph *graph, ZutGraphVertex *from,
+                                                 ZutGraphVertex *to);
+
+/* The newest edge of a vertex, null when it has none. The others follow by `next`. */
+Z_EXPORT ZutGraphEdge *Z_CALL ZutGraphEdgeGetFirst(ZutGraphVertex *vertex);
+
+/* Computes the shortest paths from `origin` to every vertex, into the fields distance, perm,
+ * path_predecessor and first_hop. Among vertices that are equally far the oldest goes on first, and
+ * of two paths of one length the one found first stays. A graph of one vertex has no paths:
+ * result 1, nothing is computed.
+ *   Vertices that are at distance 0, other than the origin, lead nowhere and never become final,
+ * so a weight below 1 gives paths that need not be the shortest. It does no other harm: the
+ * computation always ends, sums stay within 32 bits, and a vertex whose predecessors do not lead
+ * back to the origin has no first hop.
+ * Errors   12 for an empty graph; 8 for a vertex that is not in it. */
+Z_EXPORT int32_t Z_CALL ZutGraphSetShortPath(ZutGraph *graph, ZutGraphVertex *origin);
+
+/* The first hop to a vertex, null for the origin and what cannot be reached.
+ * Errors   12 when nothing was computed since the graph's last addition or removal. */
+Z_EXPORT ZutGraphVertex *Z_CALL ZutGraphGetFirstHopVertex(ZutGraph *graph, ZutGraphVertex *vertex);
+
+/* A callback for the graph's changes, and the look-up of one (error 8 when there is none). */
+Z_EXPORT ZutCb *Z_CALL ZutGraphChangeCbCreate(ZutGraph *graph, ZutCbFunc function,
+                                              ZutWord argument);
+Z_EXPORT ZutCb *Z_CALL ZutGraphChangeCbLookup(ZutGraph *graph, ZutCbFunc function,
+                                              ZutWord argument);
+
+/* Prints the graph through `out`, the names as texts. */
+Z_EXPORT int32_t Z_CALL ZutGraphDump(ZutGraph *graph, ZutPrintFunc out);
+
+/* ---- Property lists (utprops) ----
+ * Texts by name; case of ASCII letters in names is ignored. The list has copies of both. No lock.
+ */
+typedef struct ZutProperties ZutProperties;
+/* One property, the list's own record. */
+typedef struct ZutProperty {
+  char *name;
+  char *value;
+} ZutProperty;
+typedef int32_t(Z_CALL *ZutPropertiesFunc)(const char *name, ZutProperty *property,
+                                           ZutWord argument);
+
+/* An empty list. */
+Z_EXPORT ZutProperties *Z_CALL ZutPropertiesCreate(void);
+
+/* Sets a property in place of the one with that name; a null value removes it, result 1 also when
+ * there was none. Name and value may be texts of the list itself. */
+Z_EXPORT int32_t Z_CALL ZutPropertiesSet(ZutProperties *list, const char *name, const char *value);
+
+/* The value, which the list's next change of that property frees; null or `otherwise`, without an
+ * error number, when there is none. */
+Z_EXPORT const char *Z_CALL ZutPropertiesGet(ZutProperties *list, const char *name);
+Z_EXPORT const char *Z_CALL ZutPropertiesGetDefault(ZutProperties *list, const char *name,
+                                                    const char *otherwise);
+Z_EXPORT int32_t Z_CALL ZutPropertiesGetCount(ZutProperties *list, int32_t *count);
+
+/* Calls `function` for each property, in the order and under the rules of ZutHashTraverse: it may
+ * set and remove any of them. */
+Z_EXPORT int32_t Z_CALL ZutPropertiesTraverse(ZutProperties *list, ZutPropertiesFunc function,
+                                              ZutWord argument);
+
+/* Sets every property of the source in the destination, whose others stay. */
+Z_EXPORT int32_t Z_CALL ZutPropertiesCopy(ZutProperties *source, ZutProperties *destination);
+
+/* Removes every property; the same, and the list is gone. Not inside a traversal of the list. */
+Z_EXPORT int32_t Z_CALL ZutPropertiesReset(ZutProperties *list);
+Z_EXPORT int32_t Z_CALL ZutPropertiesDestroy(ZutProperties *list);
+
 /* ---- Lexer (lex) ----
  * Cuts a file, a stream or a string into tokens. The lexer holds one token of look-ahead; a parser
  * asks for the kind that it expects with the accept operations, which keep the token's value in
@@ -1337,8 +1808,8 @@ Z_EXPORT char *Z_CALL ZutOptionGetUniqueSubjectDefault(char *buffer);
  * Parses and sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
  */
 typedef void(Z_CALL *ZutCommandFunc)(ZutLexer *lexer);
-/* Told of each failing command before its message: the file now being parsed (null outside a
- * file), the line in it, the command's name or "". */
+/* Told of each failing command, as a rule before its message: the file being parsed (null outside
+ * a file), the line in it, the command's name or "". */
 typedef void(Z_CALL *ZutCommandFailureFunc)(const char *file, int32_t line, const char *command);
 
 /* Registers a command. The name's pointer is kept, so the text must live as long as the command;
@@ -1581,6 +2052,111 @@ Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsDefaultOptionLookup(struct ZutTrace *tra
 Z_EXPORT int32_t Z_CALL ZutTraceLevelDefaultOptionDestroy(struct ZutTrace *trace);
 Z_EXPORT int32_t Z_CALL ZutTraceFileDefaultOptionDestroy(struct ZutTrace *trace);
 Z_EXPORT int32_t Z_CALL ZutTraceFlagsDefaultOptionDestroy(struct ZutTrace *trace);
+
+/* ---- Byte order and real-number formats (realformat) ----
+ *
+ * Integers and real numbers as the machines of a network store them, changed in the caller's buffer
+ * from one form into another. No alignment is needed.
+ *
+ *   IEEE          4 or 8 bytes in either order: 1.0 is 3f 80 00 00 or 3f f0 00 00 00 00 00 00 when
+ *                 the most significant byte comes first
+ *   DEC F, D, G   4, 8 and 8 bytes, 16-bit words of little-endian bytes, the most significant word
+ *                 first: 1.0 is 80 40 00 00; 80 40 and six zeros; 10 40 and six zeros
+ *   IBM 370       4 or 8 bytes, most significant byte first: 1.0 is 41 10 00 00 and zeros */
+#define Z_LITTLE_ENDIAN 0
+#define Z_BIG_ENDIAN 1
+#define Z_REAL_DEC_D 0
+#define Z_REAL_DEC_G 1
+#define Z_REAL_IEEE 2
+#define Z_REAL_IBM_370 3
+/* What this machine uses: a byte order, and Z_REAL_IEEE. */
+Z_EXPORT int32_t Z_CALL ZutGetIntFormat(void);
+Z_EXPORT int32_t Z_CALL ZutGetRealFormat(void);
+/* "LITTLE_ENDIAN", "BIG_ENDIAN"; "DEC_D", "DEC_G", "IEEE", "IBM_370". For another number 0, without
+ * an error number. */
+Z_EXPORT int32_t Z_CALL ZutIntFormatToStr(int32_t format, const char **out);
+Z_EXPORT int32_t Z_CALL ZutRealFormatToStr(int32_t format, const char **out);
+/* Reverse 2, 4, 8 or 16 bytes. Result  `value`. */
+Z_EXPORT void *Z_CALL ZutSwapTwoBytes(void *value);
+Z_EXPORT void *Z_CALL ZutSwapFourBytes(void *value);
+Z_EXPORT void *Z_CALL ZutSwapEightBytes(void *value);
+Z_EXPORT void *Z_CALL ZutSwapSixteenBytes(void *value);
+/* The conversions. An IEEE side takes either byte order, a DEC side Z_LITTLE_ENDIAN only, an IBM
+ * side Z_BIG_ENDIAN only; any other order is error 7, and nothing is changed then.
+ *
+ * A fraction that is too long loses its lowest bits; it is never rounded. Zero stays zero, IEEE
+ * -0.0 becomes zero, and infinities, NaNs and denormal numbers are taken for ordinary numbers of
+ * their exponent. An exponent that the new format cannot hold is replaced by the nearest that it
+ * can, with a message, and the result is still 1:
+ *   IBM to IEEE, 4 bytes      5116 (too small), 5117 (too large); never zero or infinite
+ *   IEEE to D or G            5118 (too large)
+ *   G to D                    5119 (too large)
+ *   IEEE to IBM, 8 bytes      5120 (either way)
+ * Not checked, and wrapping around: the largest two IEEE exponents to F (255 is infinity) and F
+ * exponents below 2, which reach into the sign; small exponents to D, and G exponents below 2. A
+ * D number with exponent 0 and a fraction gets the IEEE exponent 1150.
+ * Between DEC and IBM the number goes through IEEE: what is said of both steps holds. */
+Z_EXPORT int32_t Z_CALL ZutSwapReal4IeeeToDecF(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal4DecFToIeee(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal4IeeeToIbm370(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal4Ibm370ToIeee(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal4DecFToIbm370(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal4Ibm370ToDecF(void *value, int32_t input_order,
+                                                 int32_t output_order);
+/* The same for 8 bytes: IEEE, D and G among each other, */
+Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToDecD(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToDecG(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToIeee(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToDecG(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToIeee(void *value, int32_t input_order,
+                                               int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToDecD(void *value, int32_t input_order,
+                                               int32_t output_order);
+/* and each of them with IBM. */
+Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToIbm370(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToIeee(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToIbm370(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToDecD(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToIbm370(void *value, int32_t input_order,
+                                                 int32_t output_order);
+Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToDecG(void *value, int32_t input_order,
+                                                 int32_t output_order);
+
+/* ---- UTF-8 and UCS-2 (utf8) ----
+ *
+ * Text as bytes in some character format, or as 16-bit units in this machine's byte order. UTF-8 is
+ * limited to U+FFFF, three bytes a character; surrogates are characters like others. 16-bit text
+ * may stand at any address. */
+/* A character format is the number of its code page (see ZutSetCharFormat). These two have 16-bit
+ * units; all others are bytes. */
+#define Z_CHAR_FORMAT_UCS2 1200
+#define Z_CHAR_FORMAT_UCS2_BIG_ENDIAN 1201
+/* Gives a new text for the caller to free with ZutFree. */
+Z_EXPORT int32_t Z_CALL ZutConvertUcs2ToUtf8(const uint16_t *text, char **out);
+/* Gives a new array, as many units as `text` has bytes and one more, filled up with zeros, for the
+ * caller to free with ZutFree.
+ * Result   0 without an error number when `text` is no such UTF-8 (cut short, a stray byte, more
+ *          than three bytes, a form longer than need be); the array then holds what stands before
+ *          the fault. */
+Z_EXPORT int32_t Z_CALL ZutConvertUtf8ToUcs2(const char *text, uint16_t **out);
+/* The size of a text in bytes without its terminator (one byte, or two in a two-byte format). */
+Z_EXPORT int32_t Z_CALL ZutStrLenByte(const void *text, int32_t format);
+Z_EXPORT int32_t Z_CALL ZutTextGetSize(const void *text, int32_t format);
+/* Copies a text with its terminator, to where there is room. Result  `destination`. */
+Z_EXPORT void *Z_CALL ZutStrCpy(void *destination, const void *text, int32_t format);
 
 /* ---- Clocks (clock) ----
  * Three clocks stand side by side: the wall time, which is the system's clock in milliseconds and
@@ -1959,6 +2535,27 @@ Z_EXPORT FILE *Z_CALL ZutViewFilePtr(FILE *stream);
 Z_EXPORT int32_t Z_CALL ZutSetFileOpenFunc(ZutFileOpenFunc function);
 Z_EXPORT int32_t Z_CALL ZutSetFileCloseFunc(ZutFileCloseFunc function);
 
+/* ---- Atomic read and write (atomic) ----
+ *
+ * Operations on descriptors that no interrupt from the keyboard cuts short: the process ignores
+ * SIGINT while at least one thread is inside (message 5131 if that fails), and afterwards the
+ * library's handler is installed (ZutSigintHandler), whatever handler the program had before. Where
+ * the system can hold a signal back, one that arrives for the calling thread is handled after the
+ * call. */
+/* The standard read and write, begun again when a signal breaks them off; a write goes on until all
+ * is written or it fails. Files must not be in a mode that changes line ends where bytes count.
+ * Result   the number of bytes, 0 at a file's end; -1 with error 1, with error 3 for a null buffer,
+ *          with error 4 for a negative count. */
+Z_EXPORT int32_t Z_CALL ZutReadAtomic(int32_t descriptor, void *buffer, int32_t count);
+Z_EXPORT int32_t Z_CALL ZutWriteAtomic(int32_t descriptor, const void *buffer, int32_t count);
+/* Removes a file. Result  0; -1 with error 1, or with error 3 for a null pointer. */
+Z_EXPORT int32_t Z_CALL ZutUnlinkAtomic(const char *name);
+/* Flushes nothing: it only installs the handler. Result  0. */
+Z_EXPORT int32_t Z_CALL ZutFsyncAtomic(int32_t descriptor);
+/* Keeps a function to read files with. The library itself does not call it. */
+typedef int32_t(Z_CALL *ZutFileReadFunc)(FILE *stream, void *buffer, int32_t size);
+Z_EXPORT int32_t Z_CALL ZutSetFileReadFunc(ZutFileReadFunc function);
+
 /* ---- Search paths and directories (path) ----
  * A search path is a list of directories in which a file is looked for, in the order they were
  * added. Paths and directory handles have no lock. */
@@ -2035,7 +2632,30 @@ Z_EXPORT int32_t Z_CALL ZutCloseDir(ZutDir *handle);
 /* Not available on these platforms: 0 with error 31. */
 Z_EXPORT int32_t Z_CALL ZutMvsDirectoryType(const char *name);
 
-/* ---- Sockets: start-up and the socket directory (socket) ---- */
+/* ---- Sockets (socket) ----
+ * TCP servers and clients, UDP broadcast, waiting and receiving with time-outs. Addresses are of
+ * IPv4. A socket is the system's value; -1 is none. It is the caller's, to be closed with
+ * ZutWinCloseSocket; an operation that fails to make one leaves none open. Sockets are not handed
+ * down to child processes. A write to a connection that the peer has closed fails and never ends
+ * the process.
+ *
+ * Each new socket, accepted ones included, is set up from the options _socket_buffer_size,
+ * _socket_reuseaddr (servers), _socket_linger, _socket_linger_time, _socket_tcp_keepalive and
+ * _socket_tcp_nodelay; a setting that the system refuses is reported and is no failure.
+ *
+ * What the system refuses is error 29, with its reason as a Windows Sockets code on every platform
+ * (ZutErrNumGetSocket), and is printed by ZutPerror with the call's name.
+ *
+ * Threads  any; one socket may be used by several threads as far as the system allows it. */
+
+/* A destination of broadcasts, as sendto takes it. */
+typedef struct ZutSocketAddr {
+  uint16_t family;  /* 2 */
+  uint16_t port;    /* network order */
+  uint32_t address; /* network order */
+  uint8_t zero[8];
+} ZutSocketAddr;
+
 /* Starts the socket layer in version 2.0, once, and has it ended at ZutExit; operations that need
  * sockets do so themselves. A system that cannot is a fatal error. */
 Z_EXPORT int32_t Z_CALL ZutWinStartWinsock(void);
@@ -2046,6 +2666,177 @@ Z_EXPORT int32_t Z_CALL ZutWinEndWinsock(void);
  * that names a writable directory, else below "." (Linux: /tmp). Found and made once.
  * Result   its name; one that could not be made is reported by message 5261. */
 Z_EXPORT const char *Z_CALL ZutGetSocketDir(void);
+/* Closes a socket; while the system cannot, tries every hundredth of a second for the whole seconds
+ * of _winsock_close_timeout. Less than a second there: nothing is closed.
+ * Result   0, or -1 when it is not closed. */
+Z_EXPORT int32_t Z_CALL ZutWinCloseSocket(int32_t socket);
+
+/* A listening socket. `address` is numbers and dots, a host's name, or "_any" for every address of
+ * this machine; port 0 lets the system choose (ZutSocketGetPort). The backlog is the option
+ * _socket_listen_backlog. The first takes "_any".
+ * Result   the socket, or -1.
+ * Errors   4 for a port below -1. */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcp(int32_t port);
+Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port);
+/* Begins to connect; with `block` 0 it does not wait, and ZutSocketConnectCompleteTcp must follow.
+ * While the variable TRANSLATE_NODE_NAME is set, the variable named like the node, if there is one,
+ * replaces its name.
+ * Result   the socket; -1 when the node is unknown or refuses; 0 for a null node (error 3) and for
+ *          a port below 1 (error 4). */
+Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t block);
+/* Waits until the connection stands and makes the socket blocking.
+ * Result   1, or 0: the socket is closed, the socket error is the reason, 10060 for the time-out.
+ * Errors   7 for socket -1. */
+Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout);
+/* A connected socket. Waits for at most socket_connect_timeout seconds, or as long as the system
+ * does when that is 0.
+ * Result   the socket, or -1.
+ * Errors   4 for a port below 1. */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port);
+/* The new connection of a listening socket.
+ * Result   the socket, or -1.
+ * Errors   4 for a listener below 0; 25 when the listener does not block and nobody waits. */
+Z_EXPORT int32_t Z_CALL ZutSocketAccept(int32_t listener);
+
+/* Not available: sockets within the machine. -1, or 1 from Complete. */
+Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginLocal(const char *name);
+Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteLocal(int32_t socket);
+Z_EXPORT int32_t Z_CALL ZutSocketCreateClientLocal(const char *name);
+/* Not available: DECnet. -1 with socket error 10043; 0 for a null name. */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateServerDecnet(const char *object);
+Z_EXPORT int32_t Z_CALL ZutSocketCreateClientDecnet(const char *node, const char *object);
+
+/* A UDP socket that receives what is sent to `port` of any address of this machine.
+ * Result   the socket, or -1.
+ * Errors   4 for a port below 0. */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateServerBcast(int32_t port);
+/* A UDP socket that may broadcast, and in `destination_out` where to send: "255.255.255.255",
+ * numbers and dots, or for a host's name every host of that host's network.
+ * Result   the socket, or -1.
+ * Errors   4 for a port below 1; socket error 10065 for an address that means nothing. */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
+                                                   ZutSocketAddr *destination_out);
+
+/* Waits until the socket can be read (mode 0; also at the end of the connection) or written (1).
+ * Waits once, and not in step with the wall clock; an interrupt ends the wait.
+ * Result   1 ready; 0 with error 9 at the time-out, 29 when the wait failed or there is only urgent
+ *          data, 16 when an interrupt ended it and the interrupt counter is not 0.
+ * Errors   4 for a socket below 0 and for a negative time-out other than -1.0; 7 for another mode
+ *          and for a time-out that is no number. */
+Z_EXPORT int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double timeout);
+/* Receives until `length` bytes have come or the peer closes. `flags` are those of recv.
+ * Result   the count, or -1; what came before a failure is lost.
+ * Errors   4 for a socket below 0 and a length below 1. */
+Z_EXPORT int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length,
+                                         int32_t flags);
+/* The same with a time-out for each wait. A wait that fails is reported (message 5266) and
+ * repeated, unless the value is not that of an open socket or the arguments are wrong.
+ * Result   the count, less than `length` when the peer closed or, with *timed_out_out 1, when
+ *          nothing came in time; or -1. */
+Z_EXPORT int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length,
+                                             int32_t flags, double timeout, int32_t *timed_out_out);
+
+/* 1: calls on the socket wait; 0: they do not.
+ * Errors   4 for a socket below 0; 7 for another mode. */
+Z_EXPORT int32_t Z_CALL ZutSocketSetBlockMode(int32_t socket, int32_t mode);
+/* The system does not tell: always 0 with error 8. */
+Z_EXPORT int32_t Z_CALL ZutSocketGetBlockMode(int32_t socket, int32_t *mode_out);
+/* Bytes that the system keeps for the socket; it may give another number than the one set.
+ * Errors   4 for a socket below 0. */
+Z_EXPORT int32_t Z_CALL ZutSocketGetRecvBufSize(int32_t socket, int32_t *size_out);
+Z_EXPORT int32_t Z_CALL ZutSocketGetSendBufSize(int32_t socket, int32_t *size_out);
+Z_EXPORT int32_t Z_CALL ZutSocketSetRecvBufSize(int32_t socket, int32_t size);
+Z_EXPORT int32_t Z_CALL ZutSocketSetSendBufSize(int32_t socket, int32_t size);
+
+/* The socket's own address, or the peer's, in numbers and dots, with ":" and the port when
+ * `with_port` is 1; "local" for a socket within the machine. `text_out` has room for 22 bytes.
+ * Errors   7 for another flag. */
+Z_EXPORT int32_t Z_CALL ZutSocketGetNameStr(int32_t socket, int32_t with_port, char *text_out);
+Z_EXPORT int32_t Z_CALL ZutSocketGetPeerNameStr(int32_t socket, int32_t with_port, char *text_out);
+/* The socket's own port. Errors  15 for a socket within the machine. */
+Z_EXPORT int32_t Z_CALL ZutSocketGetPort(int32_t socket, int32_t *port_out);
+/* The address, in network order, of four numbers with dots, or of a host when the text holds a
+ * letter. Asks the name service for hosts only.
+ * Errors   socket error 10065 (messages 5262 and 5263); error 1 with errno 22 for a form that is
+ *          not the plain one: fewer than four numbers, leading zeros. */
+Z_EXPORT int32_t Z_CALL ZutSocketParseIpAddr(const char *text, uint32_t *address_out);
+/* Do two names mean one node: are they the same word, or names of one address?
+ * Result   1 with the answer in *same_out; 0 for null arguments. */
+Z_EXPORT int32_t Z_CALL ZutCompareNodeNames(const char *a, const char *b, int32_t *same_out);
+
+/* ---- Compressor (utcompr) ----
+ * A frame for compression: the library has no algorithm of its own. A driver is a named set of
+ * functions, usually in a library that is loaded when its name is first used; a compressor is one
+ * stream of a driver. ZutCompress and ZutUncompress take theirs from a pool and serve whole
+ * messages. What compressed data looks like is the driver's.
+ *
+ * A driver's library defines `Z_DRIVER_EXPORT int32_t Z_CALL ZcompressorDriverInit(void)`, which
+ * registers the driver under the library's name with ZutCompressorInit and gives its result. It is
+ * looked for as ZutLibraryLoad does with flag 1.
+ *
+ * Modes of compressing: 0 go on, 1 make all data so far readable, 2 finish; drivers say more.
+ *
+ * Threads  any; one compressor serves one thread at a time. Drivers are called without a lock, but
+ *          for creating the pool. */
+#if defined(_WIN32)
+#  define Z_DRIVER_EXPORT __declspec(dllexport)
+#else
+#  define Z_DRIVER_EXPORT __attribute__((visibility("default")))
+#endif
+
+typedef struct ZutCompressor ZutCompressor;
+
+/* Filled in by a driver but for its name. The message of statistics tells `operations` and
+ * bytes_in / bytes_out. */
+typedef struct ZutCompressorStats {
+  const char *driver;
+  uint32_t operations;
+  uint32_t bytes_in;
+  uint32_t bytes_out;
+} ZutCompressorStats;
+
+/* A driver's functions. Create gives the state of a stream, null when it refuses the text. The two
+ * that work append to the destination, advance the offset of the source by what they took, and
+ * give 1; or they give 0 with an error number: with 4 the destination was too small, nothing was
+ * taken or lost, and the call may be repeated with a larger one. */
+typedef void *(Z_CALL *ZutCompressorCreateFunc)(const char *args);
+typedef int32_t(Z_CALL *ZutCompressorWorkFunc)(void *state, ZutBuf *destination, ZutBuf *source,
+                                               int32_t mode);
+typedef int32_t(Z_CALL *ZutCompressorStatsFunc)(void *state, ZutCompressorStats *stats);
+typedef int32_t(Z_CALL *ZutCompressorResetFunc)(void *state);
+typedef void(Z_CALL *ZutCompressorDestroyFunc)(void *state);
+
+/* Registers a driver, for good. Names are compared without regard to case; `reset` may be null.
+ * Errors   7 for another null function; 6 for a name that is taken. */
+Z_EXPORT int32_t Z_CALL
+ZutCompressorInit(const char *name, ZutCompressorCreateFunc create, ZutCompressorWorkFunc compress,
+                  ZutCompressorWorkFunc uncompress, ZutCompressorStatsFunc get_stats,
+                  ZutCompressorResetFunc reset, ZutCompressorDestroyFunc destroy);
+/* A compressor of the named driver; null takes the option Compression_Name, and Compression_Args
+ * for the driver's argument. Loads the driver when it is not registered.
+ * Errors   8, with a message that names the file, when there is no such driver; the driver's own
+ *          when it refuses the argument. */
+Z_EXPORT ZutCompressor *Z_CALL ZutCompressorCreate(const char *name, const char *args);
+/* While the option Compression_Stats is on, compressing prints a message of statistics, at most
+ * every 30 seconds for each compressor, at once after it is reset.
+ * Result   the driver's. Errors  7 for a mode outside 0 to 2. */
+Z_EXPORT int32_t Z_CALL ZutCompressorCompress(ZutCompressor *compressor, ZutBuf *destination,
+                                              ZutBuf *source, int32_t mode);
+Z_EXPORT int32_t Z_CALL ZutCompressorUncompress(ZutCompressor *compressor, ZutBuf *destination,
+                                                ZutBuf *source, int32_t mode);
+Z_EXPORT int32_t Z_CALL ZutCompressorGetStats(ZutCompressor *compressor, ZutCompressorStats *out);
+/* The name of the compressor in messages; null takes it away. */
+Z_EXPORT int32_t Z_CALL ZutCompressorSetIdent(ZutCompressor *compressor, const char *ident);
+/* To the start of a stream. */
+Z_EXPORT int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor);
+Z_EXPORT int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor);
+
+/* The whole source as one finished stream into `destination`, which grows as needed.
+ * Result   the driver's, or 0.
+ * Errors   7 for a static destination; 8 when there is no driver; 5 for data that does not fit into
+ *          any buffer; the driver's. */
+Z_EXPORT int32_t Z_CALL ZutCompress(ZutBuf *destination, ZutBuf *source);
+Z_EXPORT int32_t Z_CALL ZutUncompress(ZutBuf *destination, ZutBuf *source);
 
 #ifdef __cplusplus
 }

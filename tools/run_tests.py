@@ -20,12 +20,14 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parent.parent
 LIMIT = float(os.environ.get("ZUT_TEST_LIMIT", "150"))  # seconds for one program
 SHOWN_LINES = 150  # of a failing program's output
-SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py"],
-           "win32": ["dll_test.py"]}
+SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py", "zlib_test.py"],
+           "win32": ["dll_test.py", "courier_test.py"]}
 SANITIZERS = {
     "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:check_initialization_order=1",
     "UBSAN_OPTIONS": "print_stacktrace=1:halt_on_error=1",
-    "TSAN_OPTIONS": "halt_on_error=1:second_deadlock_stack=1",
+    # Unlocking and destroying what another thread holds is refused by contract, and tested.
+    "TSAN_OPTIONS": "halt_on_error=1:second_deadlock_stack=1:report_mutex_bugs=0"
+                    ":report_destroy_locked=0",
 }
 
 

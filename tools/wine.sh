@@ -66,6 +66,7 @@ inside() {
     mount -t overlay -o "lowerdir=$base,upperdir=$scratch/upper,workdir=$scratch/work" \
       zut-wine "$scratch/root"
     base=$scratch/root
+    [ -e "$base/etc/hosts" ] || echo '127.0.0.1 localhost' >"$base/etc/hosts"
   fi
   mount -t proc proc "$base/proc"
   mount --rbind /dev "$base/dev"

@@ -30,7 +30,8 @@ int exitCode() { return ZutCommandGetFailures() > 0 ? exitFailed : 0; }
 void Z_CALL failed(const char *file, int32_t line, const char *command) {
   std::fflush(stdout);
   if (!file) return;
-  std::fprintf(stderr, "%s:%ld: command failed: %s\n", file, static_cast<long>(line), command);
+  std::fprintf(stderr, "%s:%ld: command failed%s%s\n", file, static_cast<long>(line),
+               *command ? ": " : "", command);
   std::fflush(stderr);
 }
 
@@ -60,8 +61,8 @@ struct CommandLine {
   std::exit(code);
 }
 
-[[noreturn]] void refuse(const char *argument) {
-  std::fprintf(stderr, "zutsh: cannot understand %s\n", argument);
+[[noreturn]] void refuse(const char *argument, const char *why) {
+  std::fprintf(stderr, "zutsh: <%s>: %s\n", argument, why);
   leaveWith(stderr, usage, exitUsage);
 }
 
@@ -71,7 +72,7 @@ CommandLine readArguments(int argc, char **argv) {
     const char *argument = argv[i];
     if (std::strcmp(argument, "--help") == 0) leaveWith(stdout, usage, 0);
     if (std::strcmp(argument, "--version") == 0) leaveWith(stdout, "zutsh " ZUT_VERSION "\n", 0);
-    if (argument[0] != '-' || !argument[1]) refuse(argument);
+    if (argument[0] != '-' || !argument[1]) refuse(argument, "not an option");
     for (const char *letter = argument + 1; *letter; ++letter) {
       switch (*letter) {
       case 'i': line.staysAtPrompt = true; break;
@@ -80,12 +81,12 @@ CommandLine readArguments(int argc, char **argv) {
       case 'c':
       case 'f':
       case 'd':
-        if (i + 1 == argc) refuse(argument);
+        if (i + 1 == argc) refuse(argument, "an argument is missing");
         ++i;
         if (*letter == 'd') line.debugFile = argv[i];
         else line.jobs.push_back({*letter, argv[i]});
         break;
-      default: refuse(argument);
+      default: refuse(argument, "no such option");
       }
     }
   }
@@ -105,22 +106,40 @@ void start(const char *debugFile) {
   ZutPerrorSetEnable(1);
 }
 
-// Without its catalog the library prints no message, so that somebody else must say it.
-void checkCatalog() {
+// Without its catalog the library prints no message, so that somebody else must say it. Where it
+// could read the file, asking for it once more shares what was read.
+void checkCatalog(const char *name) {
+  ZutCatalog *catalog = ZutCatCreate(name);
+  const char *read = nullptr;
+  if (!ZutCatFilenameGet(catalog, &read)) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "zutsh: cannot read the message catalog %s: messages are not printed\n",
+                 name ? name : "(none)");
+  }
+  ZutCatDestroy(catalog);
+}
+
+void Z_CALL catalogChanged(void *, void *data, ZutWord) {
+  checkCatalog(static_cast<const char *>(static_cast<ZutOptionChangeData *>(data)->value));
+}
+
+void watchCatalog() {
+  ZutOption *option = ZutOptionLookup("catalog_file");
   const char *name = nullptr;
-  if (ZutOptionGetStr(ZutOptionLookup("catalog_file"), &name) && ZutFileExists(name)) return;
-  std::fprintf(stderr, "zutsh: cannot read the message catalog %s: messages are not printed\n",
-               name ? name : "(none)");
+  ZutOptionGetStr(option, &name);
+  checkCatalog(name);
+  ZutOptionChangeCbCreate(option, catalogChanged, 0);
 }
 
 void run(const CommandLine &line) {
+  const auto stops = [&line] { return line.stopsAtFailure && exitCode() != 0; };
   if (!line.skipsStartup) ZutCommandParseStd2("zutsh", 0, "zutsh.cm", 0);
   for (const Job &job : line.jobs) {
-    if (line.stopsAtFailure && exitCode() != 0) return;
+    if (stops()) return;
     if (job.kind == 'c') ZutCommandParseTypedStr(job.text);
     else ZutCommandParseFile(job.text);
   }
-  if (line.jobs.empty() || line.staysAtPrompt) ZutCommandMainLoop();
+  if ((line.jobs.empty() || line.staysAtPrompt) && !stops()) ZutCommandMainLoop();
 }
 
 } // namespace
@@ -128,7 +147,7 @@ void run(const CommandLine &line) {
 int main(int argc, char **argv) {
   const CommandLine line = readArguments(argc, argv);
   start(line.debugFile);
-  checkCatalog();
+  watchCatalog();
   ZutCommandSetFailureFunc(failed);
   ZutCommandSetStopAtFailure(line.stopsAtFailure ? 1 : 0);
   ZutQuitCbCreate(leaving, 0);

@@ -22,24 +22,25 @@ namespace {
 
 // --- The ring ---
 
-ZutCb *callbackOf(const ZutCbList &list, ZutDqNode *node) {
-  return node == list.callbacks ? nullptr : reinterpret_cast<ZutCb *>(node);
-}
+ZutCb *callbackOf(ZutDqNode *node) { return reinterpret_cast<ZutCb *>(node); }
 
-ZutCb *first(const ZutCbList &list) { return callbackOf(list, list.callbacks->right); }
-ZutCb *after(const ZutCbList &list, const ZutCb *cb) { return callbackOf(list, cb->links.right); }
+// One after the other; behind the last comes list.end.
+ZutCb *first(const ZutCbList &list) { return callbackOf(list.end.links.right); }
+ZutCb *after(const ZutCb *cb) { return callbackOf(cb->links.right); }
+
+constexpr int Z_AGE_BITS = 48;
 
 // Sorts behind every callback of the same or a higher priority.
 uint64_t newPlace(ZutCbList &list, int16_t priority) {
-  return static_cast<uint64_t>(INT16_MAX - priority) << 48 | ++list.age;
+  return static_cast<uint64_t>(INT16_MAX - priority) << Z_AGE_BITS | ++list.age;
 }
 
 void link(ZutCbList &list, ZutCb *cb) {
   cb->place = newPlace(list, cb->priority);
-  ZutDqNode *position = list.callbacks->left;
-  while (position != list.callbacks && reinterpret_cast<ZutCb *>(position)->place > cb->place)
-    position = position->left;
-  ZutDqRightInsert(&cb->links, position);
+  ZutCb *position = callbackOf(list.end.links.left);
+  while (position != &list.end && position->place > cb->place)
+    position = callbackOf(position->links.left);
+  ZutDqRightInsert(&cb->links, &position->links);
   list.count.store(list.count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
@@ -50,49 +51,47 @@ void unlink(ZutCbList &list, ZutCb *cb) {
 }
 
 ZutCb *find(const ZutCbList &list, ZutCbFunc function, ZutWord argument) {
-  ZutCb *cb = first(list);
-  while (cb && (cb->function != function || cb->argument != argument)) cb = after(list, cb);
-  return cb;
+  for (ZutCb *cb = first(list); cb != &list.end; cb = after(cb)) {
+    if (cb->function == function && cb->argument == argument) return cb;
+  }
+  return nullptr;
 }
 
-// --- Walks ---
+// --- Walks: in line, so that one that meets no removal stays in registers ---
 
 struct Walk {
-  const ZutCbList *list;
-  ZutCb *next;
+  ZutCbList *list;
+  ZutCb *next;    // to be called next, or the list's end
   uint64_t place; // of next
   uint32_t changes;
 };
 
-void note(Walk &walk, ZutCb *next) {
-  walk.next = next;
-  if (next) walk.place = next->place;
+inline Walk walkOf(ZutCbList &list) {
+  ZutCb *next = first(list);
+  return {&list, next, next->place, list.changes};
 }
 
-Walk walkOf(const ZutCbList &list) {
-  Walk walk = {&list, nullptr, 0, list.changes};
-  note(walk, first(list));
+inline bool isAtEnd(const Walk &walk) { return walk.next == &walk.list->end; }
+
+inline ZutCb *take(Walk &walk) {
+  ZutCb *cb = walk.next;
+  walk.next = after(cb);
+  walk.place = walk.next->place;
+  return cb;
+}
+
+[[gnu::noinline]] Walk findAgain(Walk walk) {
+  walk.changes = walk.list->changes;
+  if (isAtEnd(walk)) return walk; // a walk that has noted the end ends
+  walk.next = first(*walk.list);
+  while (walk.next->place < walk.place) walk.next = after(walk.next);
+  walk.place = walk.next->place;
   return walk;
 }
 
-void findAgain(Walk &walk) {
-  walk.changes = walk.list->changes;
-  if (!walk.next) return; // a walk that has noted the end ends
-  ZutCb *cb = first(*walk.list);
-  while (cb && cb->place < walk.place) cb = after(*walk.list, cb);
-  note(walk, cb);
-}
-
-// The callback to call next, or null.
-ZutCb *peek(Walk &walk) {
-  if (walk.changes != walk.list->changes) findAgain(walk);
-  return walk.next;
-}
-
-ZutCb *take(Walk &walk) {
-  ZutCb *cb = peek(walk);
-  if (cb) note(walk, after(*walk.list, cb));
-  return cb;
+// After each call into the caller's code, once the list is read again.
+inline void settle(Walk &walk) {
+  if (walk.changes != walk.list->changes) [[unlikely]] walk = findAgain(walk);
 }
 
 void call(ZutCb *cb, void *owner, ZutCbCallData &data) {
@@ -122,18 +121,18 @@ void dispose(ZutCb *cb) {
 ZutCbList *homeOf(const ZutCb *cb) { return cb->linked ? cb->list : nullptr; }
 
 void writeBegin(ThreadBlock &self, ZutCbList *list) {
-  if (list) utListWrite(self, *list);
+  if (list) utListWrite(self, list->lock);
 }
 
 // A change function may have doomed the list.
 void writeEnd(ThreadBlock &self, ZutCbList *list) {
   if (!list) return;
   if (!list->doomed) {
-    utListUnwrite(self, *list);
+    utListUnwrite(self, list->lock);
     return;
   }
-  utListRead(self, *list);
-  utListUnwrite(self, *list);
+  utListRead(self, list->lock);
+  utListUnwrite(self, list->lock);
   utCbListLeave(self, *list);
 }
 
@@ -142,21 +141,23 @@ int32_t get(const ZutCb *cb, T ZutCb::*field, T *out) {
   if (!cb || !out) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
   ZutCbList *list = homeOf(cb);
-  if (list) utListRead(self, *list);
+  if (list) utListRead(self, list->lock);
   *out = cb->*field;
   if (list) utCbListLeave(self, *list);
   return 1;
 }
 
-// Sets the function and the argument, of which one is new. The list may have no such pair.
-int32_t setPair(ZutCb *cb, ZutCbFunc function, ZutWord argument, int32_t kind) {
+// Sets the function or the argument; null leaves one as it is. The list may have no such pair.
+int32_t setPair(ZutCb *cb, const ZutCbFunc *function, const ZutWord *argument, int32_t kind) {
   ThreadBlock &self = utThreadBlock();
   ZutCbList *list = homeOf(cb);
   writeBegin(self, list);
-  const bool taken = list && find(*list, function, argument);
+  const ZutCbFunc newFunction = function ? *function : cb->function;
+  const ZutWord newArgument = argument ? *argument : cb->argument;
+  const bool taken = list && find(*list, newFunction, newArgument);
   if (!taken) {
-    cb->function = function;
-    cb->argument = argument;
+    cb->function = newFunction;
+    cb->argument = newArgument;
     notify(cb, kind); // may destroy the callback
   }
   writeEnd(self, list);
@@ -167,13 +168,12 @@ int32_t setPair(ZutCb *cb, ZutCbFunc function, ZutWord argument, int32_t kind) {
 
 // The thread writes, and its one read lock is the last: change functions find the list active.
 void destroy(ThreadBlock &self, ZutCbList &list) {
-  while (ZutCb *cb = first(list)) {
+  for (ZutCb *cb; (cb = first(list)) != &list.end;) {
     remove(list, cb);
     dispose(cb);
   }
   utCbTypeForgetList(list);
-  utListUnread(self, list);
-  ZutDqClose(&list.callbacks);
+  utListUnread(self, list.lock);
   Z_FREE(&list, "list");
   utListWake();
 }
@@ -181,13 +181,13 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
 // Ends reading and, here, writing a doomed list. True: it was the last user and the list is gone.
 bool finish(ThreadBlock &self, ZutCbList &list) {
   const int32_t users = list.lock.word.load() & Z_LIST_USERS;
-  if ((users == Z_LIST_PARKED || users == Z_LIST_READER) && utListDepth(self, list) == 1 &&
+  if ((users == Z_LIST_PARKED || users == Z_LIST_READER) && utListDepth(self, list.lock) == 1 &&
       list.lock.writes == 1) {
     destroy(self, list);
     return true;
   }
-  utListUnwrite(self, list);
-  utListUnread(self, list);
+  utListUnwrite(self, list.lock);
+  utListUnread(self, list.lock);
   return false;
 }
 
@@ -217,49 +217,61 @@ void print(const ZutCb *cb, ZutPrintFunc out) {
 
 } // namespace
 
-void utCbListLeave(ThreadBlock &self, ZutCbList &list) {
-  if (!list.doomed || !list.owner || utListDepth(self, list) > 1) {
-    utListUnread(self, list);
+void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list) {
+  if (utListDepth(self, list.lock) > 1) {
+    utListUnread(self, list.lock);
     return;
   }
-  utListWrite(self, list);
+  utListWrite(self, list.lock);
   finish(self, list);
 }
 
 int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
-  utListWrite(self, list);
+  utListWrite(self, list.lock);
   list.doomed = 1;
   return finish(self, list) ? 1 : utFail(Err::objectInUse);
 }
 
-void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
+// In line in ZutCbListCall: an event with one callback takes little longer than a call.
+[[gnu::always_inline]] inline void callAll(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
   Walk walk = walkOf(list);
-  while (ZutCb *cb = take(walk)) {
-    call(cb, owner, data);
-    utListResume(self, list);
-    if (list.doomed) break;
+  while (!isAtEnd(walk)) {
+    call(take(walk), owner, data);
+    utListResume(self, list.lock);
+    if (list.doomed) [[unlikely]] break;
+    settle(walk);
   }
   utCbListLeave(self, list);
 }
 
 void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                    ZutCbCallData &data) {
-  utListRead(self, global);
-  utListResume(self, local, &global); // reading the other may have waited
+  utListRead(self, global.lock);
+  utListResume(self, local.lock, &global.lock); // reading the other may have waited
   Walk locals = walkOf(local);
   Walk globals = walkOf(global);
-  for (;;) {
-    const ZutCb *mine = peek(locals);
-    const ZutCb *theirs = peek(globals);
-    if (!mine && !theirs) break;
-    const bool useGlobal = !mine || (theirs && mine->priority < theirs->priority);
-    if (!useGlobal && local.doomed) break;
-    call(take(useGlobal ? globals : locals), owner, data);
-    utListResume(self, local, &global);
-    if (mine && local.doomed) break; // once the owner's are through, the global ones all run
+  bool stopped = false;
+  while (!stopped && !isAtEnd(locals)) {
+    const bool useGlobal = globals.place >> Z_AGE_BITS < locals.place >> Z_AGE_BITS;
+    stopped = !useGlobal && local.doomed;
+    if (stopped) break;
+    call(useGlobal ? take(globals) : take(locals), owner, data);
+    utListResume(self, local.lock, &global.lock);
+    stopped = local.doomed;
+    settle(locals);
+    settle(globals);
+  }
+  while (!stopped && !isAtEnd(globals)) { // once the owner's are through, the global ones all run
+    call(take(globals), owner, data);
+    utListResume(self, local.lock, &global.lock);
+    settle(globals);
   }
   utCbListLeave(self, global);
   utCbListLeave(self, local);
+}
+
+void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
+  callAll(self, list, owner, data);
 }
 
 extern "C" {
@@ -269,22 +281,23 @@ ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner) {
   auto *list = utNew<ZutCbList>("new_list");
   list->owner = owner;
   list->type = type;
-  ZutDqOpen(&list->callbacks);
+  list->end.links = {&list->end.links, &list->end.links};
+  list->end.place = UINT64_MAX;
   return list;
 }
 
 int32_t Z_CALL ZutCbListDestroy(ZutCbList *list) {
   if (!list) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *list);
+  utListRead(self, list->lock);
   return utCbListDestroy(self, *list);
 }
 
 int32_t Z_CALL ZutCbListCall(ZutCbList *list, void *owner, void *call_data) {
   if (!list || !call_data) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *list);
-  utCbListCall(self, *list, owner, *static_cast<ZutCbCallData *>(call_data));
+  utListRead(self, list->lock);
+  callAll(self, *list, owner, *static_cast<ZutCbCallData *>(call_data));
   return 1;
 }
 
@@ -292,13 +305,13 @@ int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function
                                  ZutWord argument) {
   if (!list || !function) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *list);
+  utListRead(self, list->lock);
   int32_t result = 0;
   Walk walk = walkOf(*list);
-  while (ZutCb *cb = take(walk)) {
-    result = function(list, cb, argument);
-    utListResume(self, *list);
-    if (result) break;
+  while (!result && !isAtEnd(walk)) {
+    result = function(list, take(walk), argument);
+    utListResume(self, list->lock);
+    settle(walk);
   }
   utCbListLeave(self, *list);
   return result;
@@ -318,7 +331,7 @@ int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb) {
   if (!list || !cb) return utFail(Err::nullPointer);
   if (cb->linked) return utFail(Err::objectInUse);
   ThreadBlock &self = utThreadBlock();
-  utListWrite(self, *list);
+  utListWrite(self, list->lock);
   const bool taken = find(*list, cb->function, cb->argument);
   if (!taken) {
     link(*list, cb);
@@ -332,7 +345,7 @@ int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb) {
 ZutCb *Z_CALL ZutCbListCbLookup(ZutCbList *list, ZutCbFunc function, ZutWord argument) {
   if (!list || !function) return utFailNull(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *list);
+  utListRead(self, list->lock);
   ZutCb *cb = find(*list, function, argument);
   utCbListLeave(self, *list);
   return cb ? cb : utFailNull(Err::notFound);
@@ -341,7 +354,7 @@ ZutCb *Z_CALL ZutCbListCbLookup(ZutCbList *list, ZutCbFunc function, ZutWord arg
 int32_t Z_CALL ZutCbListRemoveCb(ZutCbList *list, ZutCb *cb) {
   if (!list || !cb) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListWrite(self, *list);
+  utListWrite(self, list->lock);
   const bool here = homeOf(cb) == list;
   if (here) {
     remove(*list, cb);
@@ -402,7 +415,7 @@ int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_list, voi
                               void *call_data) {
   if (!owner_list || !global_list || !call_data) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *owner_list);
+  utListRead(self, owner_list->lock);
   utCbMergeCall(self, *owner_list, *global_list, owner, *static_cast<ZutCbCallData *>(call_data));
   return 1;
 }
@@ -410,20 +423,21 @@ int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_list, voi
 int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out) {
   if (!list || !out) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, *list);
+  utListRead(self, list->lock);
   out("Cb List Dump of %lx ", address(list));
   out("Owner: %lx, Type: %ld\n", address(list->owner), typeNumber(list));
   out("Current List has %ld entries:\n", static_cast<long>(list->count.load()));
-  utListResume(self, *list);
+  utListResume(self, list->lock);
   Walk walk = walkOf(*list);
-  while (const ZutCb *cb = take(walk)) {
-    print(cb, out);
+  while (!isAtEnd(walk)) {
+    print(take(walk), out);
     out("\n");
-    utListResume(self, *list);
+    utListResume(self, list->lock);
+    settle(walk);
   }
   out("Start thresh %d, current thresh: %d ", static_cast<int>(list->startThresh.load()),
       static_cast<int>(list->currentThresh.load()));
-  utListResume(self, *list);
+  utListResume(self, list->lock);
   utCbListLeave(self, *list);
   return 1;
 }
@@ -432,7 +446,7 @@ int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
   if (!cb) return utFail(Err::nullPointer);
   if (ZutCbList *list = homeOf(cb)) {
     ThreadBlock &self = utThreadBlock();
-    utListWrite(self, *list);
+    utListWrite(self, list->lock);
     remove(*list, cb);
     writeEnd(self, list);
   }
@@ -442,12 +456,12 @@ int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
 
 int32_t Z_CALL ZutCbSetFunction(ZutCb *cb, ZutCbFunc function) {
   if (!cb || !function) return utFail(Err::nullPointer);
-  return setPair(cb, function, cb->argument, Z_CB_CHANGE_FUNCTION);
+  return setPair(cb, &function, nullptr, Z_CB_CHANGE_FUNCTION);
 }
 
 int32_t Z_CALL ZutCbSetArgument(ZutCb *cb, ZutWord argument) {
   if (!cb) return utFail(Err::nullPointer);
-  return setPair(cb, cb->function, argument, Z_CB_CHANGE_ARGUMENT);
+  return setPair(cb, nullptr, &argument, Z_CB_CHANGE_ARGUMENT);
 }
 
 int32_t Z_CALL ZutCbSetPriority(ZutCb *cb, int16_t priority) {
@@ -508,7 +522,13 @@ int32_t Z_CALL ZutCbSetChangeFunction(ZutCb *cb, ZutCbChangeFunc function, ZutWo
 
 int32_t Z_CALL ZutCbPrint(ZutCb *cb, ZutPrintFunc out) {
   if (!cb || !out) return utFail(Err::nullPointer);
+  ThreadBlock &self = utThreadBlock();
+  ZutCbList *list = homeOf(cb);
+  if (list) utListRead(self, list->lock);
   print(cb, out);
+  if (!list) return 1;
+  utListResume(self, list->lock);
+  utCbListLeave(self, *list);
   return 1;
 }
 

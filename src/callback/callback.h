@@ -23,7 +23,7 @@ struct ZutCb {
 struct ZutCbList {
   void *owner; // null: a global list
   ZutCbType *type;
-  ZutDqNode *callbacks; // ring in calling order
+  ZutCb end; // the ring of callbacks in calling order begins and ends here; its place is the last
   std::atomic<int32_t> count;
   int32_t doomed;   // to be destroyed
   uint64_t age;     // insertions so far
@@ -40,6 +40,10 @@ void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData
 void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                    ZutCbCallData &data);
 // Ends reading; the last user of an owner's doomed list destroys it.
-void utCbListLeave(ThreadBlock &self, ZutCbList &list);
+void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list);
+inline void utCbListLeave(ThreadBlock &self, ZutCbList &list) {
+  if (list.doomed && list.owner) [[unlikely]] utCbListLeaveDoomed(self, list);
+  else utListUnread(self, list.lock);
+}
 // Destroys the list or, while it has other users or this thread calls it, dooms it: error 32.
 int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list);

@@ -31,7 +31,7 @@ ZutCbList *enter(ThreadBlock &self, const ZutCbType &type, const void *owner) {
   const auto attempt = [&] {
     const FastGuard guard(lobe->mutex);
     list = listOf(*lobe, owner);
-    return !list || utListTryRead(self, *list);
+    return !list || utListTryRead(self, list->lock);
   };
   if (!attempt()) utListWait(self, attempt);
   return list;
@@ -77,7 +77,7 @@ bool isEmpty(const ZutCbList &list) { return list.count.load(std::memory_order_r
 void fireGlobal(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
   ZutCbList *global = globalOf(type);
   if (!global || isEmpty(*global)) return;
-  utListRead(self, *global);
+  utListRead(self, global->lock);
   utCbListCall(self, *global, owner, data);
 }
 
@@ -139,7 +139,8 @@ const char *globalFlagText(int32_t flag) {
 // The type of the quit callbacks, made on first use.
 ZutCbType *quitType() {
   const ProcessGuard guard;
-  if (ZutCbType *type = ZutCbTypeNumLookup(Z_CB_TYPE_QUIT)) return type;
+  const ZutHashBucket *bucket = types ? utHashFind(types, Z_CB_TYPE_QUIT) : nullptr;
+  if (bucket) return typeOf(bucket->value);
   ZutCbType *type = ZutCbTypeCreate(Z_CB_TYPE_QUIT, "quit");
   ZutCbTypeSetGlobFlag(type, Z_CB_GLOBAL_ONLY);
   return type;

@@ -5,7 +5,7 @@
 // is seen by the test, or the waiter is seen by utListWake after the change.
 #include "callback/listlock.h"
 
-#include "callback/callback.h"
+#include "core/memory.h"
 
 #include <cstring>
 
@@ -18,10 +18,10 @@ namespace {
 
 CbHold *holdsOf(CbReads &reads) { return reads.more ? reads.more : reads.first; }
 
-CbHold *find(CbReads &reads, const ZutCbList &list) {
+CbHold *find(CbReads &reads, const ListLock &lock) {
   CbHold *holds = holdsOf(reads);
   for (int32_t i = reads.count; i-- > 0;) {
-    if (holds[i].list == &list) return &holds[i];
+    if (holds[i].lock == &lock) return &holds[i];
   }
   return nullptr;
 }
@@ -40,9 +40,9 @@ void makeRoom(CbReads &reads) {
   reads.capacity = capacity;
 }
 
-void addHold(CbReads &reads, ZutCbList &list) {
+void addHold(CbReads &reads, ListLock &lock) {
   if (reads.count == (reads.more ? reads.capacity : Z_FIRST_HOLDS)) [[unlikely]] makeRoom(reads);
-  holdsOf(reads)[reads.count++] = {&list, 1, 0};
+  holdsOf(reads)[reads.count++] = {&lock, 1, 0};
 }
 
 void removeHold(CbReads &reads, CbHold *hold) {
@@ -73,12 +73,12 @@ void park(CbReads &reads, CbHold &hold) {
   if (hold.parked) return;
   hold.parked = 1;
   ++reads.parked;
-  change(hold.list->lock, Z_LIST_PARKED - Z_LIST_READER);
+  change(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
 }
 
 bool tryResume(ThreadBlock &self, CbHold &hold) {
   if (!hold.parked) return true;
-  if (!tryAdd(self, hold.list->lock, Z_LIST_READER - Z_LIST_PARKED)) return false;
+  if (!tryAdd(self, *hold.lock, Z_LIST_READER - Z_LIST_PARKED)) return false;
   hold.parked = 0;
   --self.lists.parked;
   return true;
@@ -105,43 +105,42 @@ void utListPark(ThreadBlock &self) {
   for (int32_t i = 0; i < self.lists.count; ++i) park(self.lists, holds[i]);
 }
 
-bool utListTryRead(ThreadBlock &self, ZutCbList &list) {
-  if (CbHold *hold = find(self.lists, list)) {
+bool utListTryRead(ThreadBlock &self, ListLock &lock) {
+  if (CbHold *hold = find(self.lists, lock)) {
     if (!tryResume(self, *hold)) return false;
     ++hold->depth;
     return true;
   }
-  if (!tryAdd(self, list.lock, Z_LIST_READER)) return false;
-  addHold(self.lists, list);
+  if (!tryAdd(self, lock, Z_LIST_READER)) return false;
+  addHold(self.lists, lock);
   return true;
 }
 
-void utListRead(ThreadBlock &self, ZutCbList &list) {
-  if (!utListTryRead(self, list))
-    utListWait(self, [&] { return utListTryRead(self, list); });
+void utListReadSlowly(ThreadBlock &self, ListLock &lock) {
+  if (!utListTryRead(self, lock))
+    utListWait(self, [&] { return utListTryRead(self, lock); });
 }
 
-void utListUnread(ThreadBlock &self, ZutCbList &list) {
-  CbHold *hold = find(self.lists, list);
+void utListUnreadSlowly(ThreadBlock &self, ListLock &lock) {
+  CbHold *hold = find(self.lists, lock);
   if (--hold->depth) return;
   const int32_t mine = hold->parked ? Z_LIST_PARKED : Z_LIST_READER;
   self.lists.parked -= hold->parked;
   removeHold(self.lists, hold);
-  change(list.lock, -mine);
+  change(lock, -mine);
 }
 
-int32_t utListDepth(ThreadBlock &self, const ZutCbList &list) {
-  const CbHold *hold = find(self.lists, list);
+int32_t utListDepth(ThreadBlock &self, const ListLock &lock) {
+  const CbHold *hold = find(self.lists, lock);
   return hold ? hold->depth : 0;
 }
 
-void utListWrite(ThreadBlock &self, ZutCbList &list) {
-  ListLock &lock = list.lock;
+void utListWrite(ThreadBlock &self, ListLock &lock) {
   if (lock.writer.load(std::memory_order_relaxed) == &self) {
     ++lock.writes;
     return;
   }
-  if (CbHold *hold = find(self.lists, list)) park(self.lists, *hold);
+  if (CbHold *hold = find(self.lists, lock)) park(self.lists, *hold);
   if (!tryClose(lock)) utListWait(self, [&] { return tryClose(lock); });
   const auto noReaders = [&] { return !(lock.word.load() & Z_LIST_READERS); };
   if (!noReaders()) utListWait(self, noReaders);
@@ -149,11 +148,10 @@ void utListWrite(ThreadBlock &self, ZutCbList &list) {
   lock.writes = 1;
 }
 
-void utListUnwrite(ThreadBlock &self, ZutCbList &list) {
-  ListLock &lock = list.lock;
+void utListUnwrite(ThreadBlock &self, ListLock &lock) {
   if (--lock.writes) return;
   int32_t by = -Z_LIST_CLOSED;
-  CbHold *hold = find(self.lists, list);
+  CbHold *hold = find(self.lists, lock);
   if (hold && hold->parked) { // resumed in the same step
     hold->parked = 0;
     --self.lists.parked;
@@ -163,9 +161,9 @@ void utListUnwrite(ThreadBlock &self, ZutCbList &list) {
   change(lock, by);
 }
 
-void utListResumeParked(ThreadBlock &self, ZutCbList &list, ZutCbList *second) {
+void utListResumeParked(ThreadBlock &self, ListLock &lock, ListLock *second) {
   const auto attempt = [&] {
-    if (tryResume(self, *find(self.lists, list)) &&
+    if (tryResume(self, *find(self.lists, lock)) &&
         (!second || tryResume(self, *find(self.lists, *second))))
       return true;
     utListPark(self);

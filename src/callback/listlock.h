@@ -30,25 +30,6 @@ inline constexpr int32_t Z_LIST_PARKED = 1 << 15;
 inline constexpr int32_t Z_LIST_USERS = 0x3fffffff; // readers and parked
 inline constexpr int32_t Z_LIST_CLOSED = 1 << 30;   // a thread writes or waits to
 
-// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order.
-bool utListTryRead(ThreadBlock &self, ZutCbList &list);
-void utListRead(ThreadBlock &self, ZutCbList &list);
-// After the last call the list may be gone at any moment.
-void utListUnread(ThreadBlock &self, ZutCbList &list);
-// How many read locks the thread has.
-int32_t utListDepth(ThreadBlock &self, const ZutCbList &list);
-
-// Writing. While a thread writes no other reads; some may be parked.
-void utListWrite(ThreadBlock &self, ZutCbList &list);
-void utListUnwrite(ThreadBlock &self, ZutCbList &list);
-
-// Reads again, after a call that may have waited, the lists that this thread reads; the second
-// may be null.
-void utListResumeParked(ThreadBlock &self, ZutCbList &list, ZutCbList *second);
-inline void utListResume(ThreadBlock &self, ZutCbList &list, ZutCbList *second = nullptr) {
-  if (self.lists.parked) utListResumeParked(self, list, second);
-}
-
 // --- Waiting ---
 // Tells whoever waits that a list's state has changed.
 void utListWake();
@@ -71,4 +52,49 @@ void utListWait(ThreadBlock &self, Attempt attempt) {
     utPlatWordWait(utListChanges, seen, Z_NO_DEADLINE);
   }
   utListWaiters.fetch_sub(1);
+}
+
+// --- Reading and writing ---
+
+// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order. Here
+// is what most calls do: a thread reads no list yet, and nobody writes.
+bool utListTryRead(ThreadBlock &self, ListLock &lock);
+void utListReadSlowly(ThreadBlock &self, ListLock &lock);
+inline void utListRead(ThreadBlock &self, ListLock &lock) {
+  CbReads &reads = self.lists;
+  int32_t word = lock.word.load(std::memory_order_relaxed);
+  if (reads.count == 0 && !(word & Z_LIST_CLOSED) &&
+      lock.word.compare_exchange_strong(word, word + Z_LIST_READER)) [[likely]] {
+    reads.count = 1;
+    reads.first[0] = {&lock, 1, 0};
+  } else {
+    utListReadSlowly(self, lock);
+  }
+}
+
+// After the last call the list may be gone at any moment.
+void utListUnreadSlowly(ThreadBlock &self, ListLock &lock);
+inline void utListUnread(ThreadBlock &self, ListLock &lock) {
+  CbReads &reads = self.lists;
+  const CbHold &hold = reads.first[0];
+  if (reads.count == 1 && !reads.more && hold.depth == 1 && !hold.parked) [[likely]] {
+    reads.count = 0;
+    if (lock.word.fetch_sub(Z_LIST_READER) & Z_LIST_CLOSED) [[unlikely]] utListWake();
+  } else {
+    utListUnreadSlowly(self, lock);
+  }
+}
+
+// How many read locks the thread has.
+int32_t utListDepth(ThreadBlock &self, const ListLock &lock);
+
+// Writing. While a thread writes no other reads; some may be parked.
+void utListWrite(ThreadBlock &self, ListLock &lock);
+void utListUnwrite(ThreadBlock &self, ListLock &lock);
+
+// Reads again, after a call that may have waited, the lists that this thread reads; the second
+// may be null.
+void utListResumeParked(ThreadBlock &self, ListLock &lock, ListLock *second);
+inline void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second = nullptr) {
+  if (self.lists.parked) [[unlikely]] utListResumeParked(self, lock, second);
 }

@@ -5,6 +5,7 @@
 // record, which may be changed or removed meanwhile: the parse knows it by name.
 #include "config/alias.h"
 
+#include "containers/hash.h"
 #include "core/memory.h"
 #include "core/text.h"
 #include "thread/utlock.h"
@@ -24,7 +25,8 @@ ZutHashTable *table;
 ZutWord keyOf(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 Alias *find(const char *name) {
-  return reinterpret_cast<Alias *>(ZutHashLookup(table, keyOf(name)));
+  const ZutHashBucket *bucket = utHashFind(table, keyOf(name));
+  return bucket ? reinterpret_cast<Alias *>(bucket->value) : nullptr;
 }
 
 void destroy(Alias &alias) {

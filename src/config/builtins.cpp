@@ -8,7 +8,7 @@
 #include "config/command.h"
 #include "config/help.h"
 #include "config/history.h"
-#include "config/lexscan.h"
+#include "config/lex.h"
 #include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"

@@ -8,6 +8,7 @@
 #include "config/alias.h"
 #include "config/builtins.h"
 #include "config/help.h"
+#include "containers/hash.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
@@ -39,8 +40,9 @@ const char *presentName(const char *name) {
 }
 
 // Under the process mutex.
-ZutCommand *lookup(const char *name) {
-  return reinterpret_cast<ZutCommand *>(ZutHashLookup(registry, keyOf(presentName(name))));
+ZutCommand *find(const char *name) {
+  const ZutHashBucket *bucket = utHashFind(registry, keyOf(presentName(name)));
+  return bucket ? reinterpret_cast<ZutCommand *>(bucket->value) : nullptr;
 }
 
 // Under the process mutex; the name is free.
@@ -80,7 +82,7 @@ void utCommandInit() {
 
 bool utCommandFind(const char *name, ZutCommand &out) {
   const ProcessGuard guard;
-  const ZutCommand *command = lookup(name);
+  const ZutCommand *command = find(name);
   if (!command) return false;
   out = *command;
   return true;
@@ -116,7 +118,7 @@ ZutCommand *Z_CALL ZutCommandCreate(const char *name, ZutCommandFunc function) {
   if (!name || !function) return utFailNull(Err::nullPointer);
   utCommandInit();
   const ProcessGuard guard;
-  if (lookup(name)) return utFailNull(Err::exists);
+  if (find(name)) return utFailNull(Err::exists);
   return add(name, function, 0);
 }
 
@@ -124,7 +126,8 @@ ZutCommand *Z_CALL ZutCommandLookup(const char *name) {
   if (!name) return utFailNull(Err::nullPointer);
   utCommandInit();
   const ProcessGuard guard;
-  return lookup(name);
+  ZutCommand *command = find(name);
+  return command ? command : utFailNull(Err::notFound);
 }
 
 int32_t Z_CALL ZutCommandDestroy(ZutCommand *command) {

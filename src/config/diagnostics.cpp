@@ -103,7 +103,9 @@ void Z_CALL utCommandDebugSet(ZutLexer *lexer) {
   ZutLexAcceptFileName(lexer);
   const char *name = lexer->string_value.str;
   ZutDebugClose();
-  if (!ZutDebugOpen(name)) ZutCommandFailed();
+  ZutDebugOpen(name);
+  // In place of a file that cannot be created there is standard error now, and a message said so.
+  if (ZutDebugFilePtr() == stderr && !utSameWord(name, "stderr")) ZutCommandFailed();
   else ZutCommandPrintFeedback("Debugging file set to %s\n", name);
 }
 

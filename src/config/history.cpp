@@ -71,7 +71,7 @@ void prompt() {
   Z_FREE(text, "prompt");
 }
 
-// Goes on after an interrupt that broke the reading of a line.
+// No further line: goes on after an interrupt that broke the reading of one.
 bool wasInterrupted() {
   if (ZutInterruptGet() == 0) return false;
   ZutInterruptReset();
@@ -135,8 +135,11 @@ int32_t Z_CALL ZutCommandMainLoop(void) {
     case LineRead::zeroByte:
       if (line[0]) utCommandFail<Msg::inputLineNotText>(Z_TRACE_LEVEL_ERROR, inputName, number);
       break;
-    case LineRead::end:
     case LineRead::error:
+      if (wasInterrupted()) break;
+      utCommandFail<Msg::commandFileNotText>(Z_TRACE_LEVEL_ERROR, inputName, number);
+      return 0;
+    case LineRead::end:
       if (!wasInterrupted()) return ZutInterruptGet();
       break;
     }
@@ -160,6 +163,7 @@ int32_t Z_CALL ZutCommandGetYesOrNo(const char *prompt) {
     std::fflush(stdout);
     char line[256];
     const LineRead read = utReadLine(stdin, line, sizeof line);
+    if (read == LineRead::error) std::clearerr(stdin); // an interrupt is no lasting error
     if (read == LineRead::end || read == LineRead::error) return 0;
     Answer answer;
     answer.value = Answer::unclear;

@@ -191,15 +191,9 @@ bool takeOptions(Lexer &lex, Sources &sources, int32_t option, va_list args) {
       hasArg = true;
       lex.error_arg = va_arg(args, void *);
       break;
-    case Z_LEX_OPT_SPACES:
-      lex.return_spaces = 1;
-      break;
-    case Z_LEX_OPT_KEEP_CASE:
-      lex.keep_case = 1;
-      break;
-    default:
-      utReport<Msg::lexUnknownOption>(Z_TRACE_LEVEL_WARNING, option);
-      return true;
+    case Z_LEX_OPT_SPACES: lex.return_spaces = 1; break;
+    case Z_LEX_OPT_KEEP_CASE: lex.keep_case = 1; break;
+    default: utReport<Msg::lexUnknownOption>(Z_TRACE_LEVEL_WARNING, option); return true;
     }
   }
   return true;

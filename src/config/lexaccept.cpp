@@ -11,33 +11,20 @@
 
 namespace {
 
-void keepString(Lexer &lex) {
-  ZutSafeStringClear(&lex.string_value);
-  ZutSafeStringResize(&lex.string_value, lex.text_length + 1);
-  ZutSafeStringAppend(&lex.string_value, lex.text);
-}
-
-// Copies the whole of id_value whatever the text's length: a loop of fixed length is a few vector
-// instructions, and the text's storage is never shorter.
+// A character at a time, as it was written: a wider read would wait until the text is in memory.
 void keepName(Lexer &lex) {
-  if (lex.keep_case) {
-    std::memcpy(lex.id_value, lex.text, Z_LEX_ID_SIZE);
-  } else {
-    for (int i = 0; i < Z_LEX_ID_SIZE; ++i) lex.id_value[i] = utLower(lex.text[i]);
-  }
-  lex.id_value[std::min(lex.text_length, Z_LEX_ID_SIZE - 1)] = '\0';
+  const int32_t length = std::min(lex.text_length, Z_LEX_ID_SIZE - 1);
+  const char *text = lex.text;
+  const bool keepCase = lex.keep_case != 0;
+  for (int32_t i = 0; i < length; ++i) lex.id_value[i] = keepCase ? text[i] : utLower(text[i]);
+  lex.id_value[length] = '\0';
 }
 
 void keepValue(Lexer &lex) {
   switch (lex.token) {
-  case Z_LEX_STRING:
-    keepString(lex);
-    break;
-  case Z_LEX_NUMBER:
-    lex.number_value = utParseReal(lex.text);
-    break;
-  default:
-    keepName(lex);
+  case Z_LEX_STRING: ZutSafeStringCopy(&lex.string_value, lex.text); break;
+  case Z_LEX_NUMBER: lex.number_value = utParseReal(lex.text); break;
+  default: keepName(lex);
   }
 }
 

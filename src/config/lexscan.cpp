@@ -20,16 +20,16 @@ namespace {
 
 // Classes of characters, as bits. Bytes of 128 and more belong to none.
 enum : uint16_t {
-  isSpace = 1,        // white space
-  isSkip = 2,         // white space, or may begin a comment
-  isStart = 4,        // begins a name
-  isName = 8,         // goes on in a name
-  isMark = 16,        // the question mark of patterns
+  isSpace = 1, // white space
+  isSkip = 2,  // white space, or may begin a comment
+  isStart = 4, // begins a name
+  isName = 8,  // goes on in a name
+  isMark = 16, // the question mark of patterns
   isDigit = 32,
   isHex = 64,
-  isPair = 128,       // may begin a token of two characters
-  isTextStop = 256,   // in a string constant: what is not simply copied
-  isLineStop = 512,   // in a comment to the line's end
+  isPair = 128,     // may begin a token of two characters
+  isTextStop = 256, // in a string constant: what is not simply copied
+  isLineStop = 512, // in a comment to the line's end
   isCommentStop = 1024,
 };
 
@@ -60,13 +60,13 @@ uint16_t classOf(char c) { return classes[static_cast<unsigned char>(c)]; }
 constexpr std::array<int8_t, 256> singles = [] {
   constexpr std::string_view characters = "+-*/=<>()[]{}:.,;!$^@#%&~|\\";
   constexpr int8_t kinds[] = {
-      Z_LEX_PLUS,         Z_LEX_MINUS,         Z_LEX_STAR,          Z_LEX_SLASH,
-      Z_LEX_EQUAL,        Z_LEX_LESS,          Z_LEX_GREATER,       Z_LEX_LEFT_PAREN,
-      Z_LEX_RIGHT_PAREN,  Z_LEX_LEFT_BRACKET,  Z_LEX_RIGHT_BRACKET, Z_LEX_LEFT_BRACE,
-      Z_LEX_RIGHT_BRACE,  Z_LEX_COLON,         Z_LEX_DOT,           Z_LEX_COMMA,
-      Z_LEX_SEMICOLON,    Z_LEX_EXCLAMATION,   Z_LEX_DOLLAR,        Z_LEX_CARET,
-      Z_LEX_AT,           Z_LEX_HASH,          Z_LEX_PERCENT,       Z_LEX_AMPERSAND,
-      Z_LEX_TILDE,        Z_LEX_BAR,           Z_LEX_BACKSLASH};
+      Z_LEX_PLUS,        Z_LEX_MINUS,        Z_LEX_STAR,          Z_LEX_SLASH,
+      Z_LEX_EQUAL,       Z_LEX_LESS,         Z_LEX_GREATER,       Z_LEX_LEFT_PAREN,
+      Z_LEX_RIGHT_PAREN, Z_LEX_LEFT_BRACKET, Z_LEX_RIGHT_BRACKET, Z_LEX_LEFT_BRACE,
+      Z_LEX_RIGHT_BRACE, Z_LEX_COLON,        Z_LEX_DOT,           Z_LEX_COMMA,
+      Z_LEX_SEMICOLON,   Z_LEX_EXCLAMATION,  Z_LEX_DOLLAR,        Z_LEX_CARET,
+      Z_LEX_AT,          Z_LEX_HASH,         Z_LEX_PERCENT,       Z_LEX_AMPERSAND,
+      Z_LEX_TILDE,       Z_LEX_BAR,          Z_LEX_BACKSLASH};
   static_assert(std::size(kinds) == characters.size());
   std::array<int8_t, 256> table;
   table.fill(Z_LEX_ERROR);
@@ -79,9 +79,9 @@ constexpr struct {
   char first, second;
   int8_t kind;
 } pairs[] = {
-    {'+', '+', Z_LEX_PLUS_PLUS},   {'+', '=', Z_LEX_PLUS_EQUAL},  {'-', '-', Z_LEX_MINUS_MINUS},
-    {'-', '=', Z_LEX_MINUS_EQUAL}, {'*', '=', Z_LEX_STAR_EQUAL},  {'/', '=', Z_LEX_SLASH_EQUAL},
-    {'<', '=', Z_LEX_LESS_EQUAL},  {'<', '>', Z_LEX_NOT_EQUAL},   {'>', '=', Z_LEX_GREATER_EQUAL},
+    {'+', '+', Z_LEX_PLUS_PLUS},   {'+', '=', Z_LEX_PLUS_EQUAL}, {'-', '-', Z_LEX_MINUS_MINUS},
+    {'-', '=', Z_LEX_MINUS_EQUAL}, {'*', '=', Z_LEX_STAR_EQUAL}, {'/', '=', Z_LEX_SLASH_EQUAL},
+    {'<', '=', Z_LEX_LESS_EQUAL},  {'<', '>', Z_LEX_NOT_EQUAL},  {'>', '=', Z_LEX_GREATER_EQUAL},
     {':', '=', Z_LEX_ASSIGN},
 };
 
@@ -156,12 +156,18 @@ void passUntil(Lexer &lex, const char *&p, uint16_t bits, bool keep) {
   }
 }
 
+inline void moveTo(Lexer &lex, const char *p) {
+  const bool ended = *p == '\0' && ends(lex, p);
+  lex.read = p + 1;
+  lex.character = ended ? -1 : static_cast<unsigned char>(*p);
+}
+
 // The token is complete; the cursor stands behind it.
 bool finish(Lexer &lex, const char *p, int32_t kind) {
   lex.token = kind;
   lex.text_end = lex.text + lex.text_length;
   *lex.text_end = '\0';
-  utLexMoveTo(lex, p);
+  moveTo(lex, p);
   return true;
 }
 
@@ -185,7 +191,16 @@ void scanSpace(Lexer &lex, const char *&p, bool keep) {
   } while (p == lex.limit && fill(lex, p));
 }
 
-// A bracketed comment that begins with `open` and a star, or ends with the star and `close`. May
+// An error in a comment stands near the comment's beginning. May jump.
+template <class... Args>
+bool failComment(Lexer &lex, const char *p, char open, const char *format, Args... args) {
+  const char beginning[] = {open, '*'};
+  lex.text_length = 0;
+  addText(lex, {beginning, sizeof beginning});
+  return fail(lex, p, format, args...);
+}
+
+// A bracketed comment that begins with `open` and a star, and ends with a star and `close`. May
 // jump.
 bool scanComment(Lexer &lex, const char *&p, char open, char close, bool keep) {
   const int32_t firstLine = lex.line;
@@ -196,16 +211,17 @@ bool scanComment(Lexer &lex, const char *&p, char open, char close, bool keep) {
     const char c = *p;
     if (c == '\0') {
       lex.line = firstLine;
-      return fail(lex, p,
-                  "ERROR: No Closing Comment *%c Found\nFor Comment Started on Line Number %ld\n",
-                  close, static_cast<long>(firstLine));
+      return failComment(
+          lex, p, open,
+          "ERROR: No Closing Comment *%c Found\nFor Comment Started on Line Number %ld\n", close,
+          static_cast<long>(firstLine));
     }
     const char next = peek(lex, p, 1);
     if (c == open && next == '*') {
-      return fail(lex, p,
-                  "ERROR: Start Of Nested Comment\n"
-                  "Comment began on line %ld, nesting occured on line %ld",
-                  static_cast<long>(firstLine), static_cast<long>(lex.line));
+      return failComment(lex, p, open,
+                         "ERROR: Start Of Nested Comment\n"
+                         "Comment began on line %ld, nesting occured on line %ld",
+                         static_cast<long>(firstLine), static_cast<long>(lex.line));
     }
     const bool closes = c == '*' && next == close;
     lex.line += c == '\n';
@@ -255,13 +271,17 @@ bool failName(Lexer &lex, const char *p) {
 
 // The text's storage has always room for the longest name.
 bool scanName(Lexer &lex, const char *p) {
+  char *text = lex.text;
   int32_t length = 0;
   uint16_t all = 0;
   do {
-    for (; length < Z_LEX_ID_SIZE && classOf(*p) & isName; ++p) {
-      all |= classOf(*p);
-      lex.text[length++] = *p;
+    const char *end = p + (Z_LEX_ID_SIZE - length);
+    const char *at = p;
+    for (uint16_t bits; at < end && (bits = classOf(*at)) & isName; ++at) {
+      all |= bits;
+      text[length++] = *at;
     }
+    p = at;
   } while (p == lex.limit && fill(lex, p));
   lex.text_length = length;
   if (length == Z_LEX_ID_SIZE) return failName(lex, p);
@@ -291,8 +311,7 @@ bool scanNumber(Lexer &lex, const char *p) {
 bool scanOctets(Lexer &lex, const char *p) {
   takeRun(lex, p, isHex);
   if (utIsAlpha(*p)) {
-    return fail(lex, p, "ERROR: Bad digit '%ld' in octet string constant\n",
-                static_cast<long>(*p));
+    return fail(lex, p, "ERROR: Bad digit '%ld' in octet string constant\n", static_cast<long>(*p));
   }
   return finish(lex, p, Z_LEX_OCTETS);
 }
@@ -320,15 +339,10 @@ bool scanString(Lexer &lex, const char *p) {
   for (;;) {
     passUntil(lex, p, isTextStop, true);
     switch (*p) {
-    case '"':
-      return finish(lex, p + 1, Z_LEX_STRING);
-    case '\\':
-      scanEscape(lex, p);
-      break;
-    case '\n':
-      return fail(lex, p, "ERROR: Found newline in string constant %s", lex.text);
-    default:
-      return fail(lex, p, "ERROR: Found EOF in string constant %s", lex.text);
+    case '"': return finish(lex, p + 1, Z_LEX_STRING);
+    case '\\': scanEscape(lex, p); break;
+    case '\n': return fail(lex, p, "ERROR: Found newline in string constant %s", lex.text);
+    default: return fail(lex, p, "ERROR: Found EOF in string constant %s", lex.text);
     }
   }
 }
@@ -350,11 +364,7 @@ bool scanOther(Lexer &lex, const char *p) {
 
 } // namespace
 
-void utLexMoveTo(Lexer &lex, const char *p) {
-  const bool ended = *p == '\0' && ends(lex, p);
-  lex.read = p + 1;
-  lex.character = ended ? -1 : static_cast<unsigned char>(*p);
-}
+void utLexMoveTo(Lexer &lex, const char *p) { moveTo(lex, p); }
 
 bool utLexSkipLine(Lexer &lex) {
   const char *p = utLexCursor(lex);

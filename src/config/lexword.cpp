@@ -1,6 +1,7 @@
 // Names of the token kinds, and the reserved words: one table for all lexers, guarded by the
 // process mutex. It only grows.
 #include "config/lexscan.h"
+#include "containers/hash.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
@@ -10,12 +11,14 @@
 namespace {
 
 // By kind, counted down from 0.
+// clang-format off
 constexpr const char *kindNames[] = {
     "<identifier>", "<pattern>", "+",  "++", "+=", "-",  "--", "-=", "*", "*=", "/", "/=",
     "=",            "<>",        "<",  "<=", ">",  ">=", ":=", "(",  ")", "[",  "]", "{",
     "}",            ":",         ".",  ",",  ";",  "!",  "$",  "^",  "@", "#",  "%", "&",
     "~",            "|",         "<unsigned numeric constant>", "<string constant>", "\\",
     "<white space>", "<end of file>", "<error>", "<octet string>"};
+// clang-format on
 static_assert(std::size(kindNames) == 1 - Z_LEX_OCTETS);
 
 struct ReservedWord {
@@ -27,8 +30,8 @@ ZutHashTable *reservedWords;          // null until the first; under the process
 std::atomic<bool> reservedWordsExist; // so that names are not looked up for nothing
 
 ReservedWord *reservedFind(const char *name) {
-  return reinterpret_cast<ReservedWord *>(
-      ZutHashLookup(reservedWords, reinterpret_cast<ZutWord>(name)));
+  const ZutHashBucket *bucket = utHashFind(reservedWords, reinterpret_cast<ZutWord>(name));
+  return bucket ? reinterpret_cast<ReservedWord *>(bucket->value) : nullptr;
 }
 
 struct ReservedSearch {
@@ -63,10 +66,8 @@ int32_t Z_CALL reservedPrint(ZutWord, ZutWord value, ZutWord argument) {
 
 int32_t utLexReservedKind(const char *text) {
   if (!reservedWordsExist.load(std::memory_order_acquire)) return Z_LEX_IDENTIFIER;
-  const Err before = utErrGet(); // a look-up that misses is no error here
   const ProcessGuard guard;
   const ReservedWord *word = reservedFind(text);
-  if (!word) utErrSet(before);
   return word ? word->value : Z_LEX_IDENTIFIER;
 }
 

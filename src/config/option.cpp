@@ -10,6 +10,7 @@
 #include "config/option.h"
 
 #include "config/stdopts.h"
+#include "containers/hash.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
@@ -51,22 +52,16 @@ void makeTable() {
   isComplete.store(true, std::memory_order_release);
 }
 
-// Under the process mutex. Null with error 8.
+// Under the process mutex.
 ZutOption *find(const char *name) {
-  return asOption(ZutHashLookup(utOptionTable(), asKey(utOptionName(name))));
-}
-
-// The same without touching the error number.
-ZutOption *findQuietly(const char *name) {
-  const Err before = utErrGet();
-  ZutOption *option = find(name);
-  if (!option) utErrSet(before);
-  return option;
+  const ZutHashBucket *bucket = utHashFind(utOptionTable(), asKey(utOptionName(name)));
+  return bucket ? asOption(bucket->value) : nullptr;
 }
 
 ZutOption *lookup(const char *name) {
   const ProcessGuard guard;
-  return find(name);
+  ZutOption *option = find(name);
+  return option ? option : utFailNull(Err::notFound);
 }
 
 // --- Values ---
@@ -205,8 +200,9 @@ void cleanUp(ZutOption &option) {
   if (option.destroyed) freeOption(&option);
 }
 
-void tell(ZutOption &option) {
-  ZutOptionChangeData data{nullptr, option.value};
+// Of the value that this set has stored; another thread's set may have replaced it already.
+void tell(ZutOption &option, void *fresh) {
+  ZutOptionChangeData data{nullptr, fresh};
   ZutCbTypeCall(changeType, &option, &data);
   const bool last = option.setting.fetch_sub(1, std::memory_order_acq_rel) == 1;
   if (last && (option.retired || option.destroyed)) cleanUp(option);
@@ -216,7 +212,7 @@ void tell(ZutOption &option) {
 bool setValue(ZutOption &option, void *fresh, int32_t capacity = 0) {
   if (refused(option, fresh)) return false;
   replace(option, fresh, capacity);
-  tell(option);
+  tell(option, fresh);
   return true;
 }
 
@@ -268,13 +264,10 @@ int32_t setUnknown(ZutOption &option) {
 
 int32_t setAny(ZutOption &option, const void *value) {
   switch (option.type) {
-  case Z_OPTION_BOOL:
-    return setBool(option, *static_cast<const int32_t *>(value));
-  case Z_OPTION_NUM:
-    return setNumber(option, *static_cast<const double *>(value));
+  case Z_OPTION_BOOL: return setBool(option, *static_cast<const int32_t *>(value));
+  case Z_OPTION_NUM: return setNumber(option, *static_cast<const double *>(value));
   case Z_OPTION_ENUM:
-  case Z_OPTION_STR:
-    return setText(option, static_cast<const char *>(value), option.type);
+  case Z_OPTION_STR: return setText(option, static_cast<const char *>(value), option.type);
   case Z_OPTION_ENUM_LIST:
   case Z_OPTION_STR_LIST:
     return setList(option, static_cast<const ZutStrList *>(value), option.type);
@@ -361,19 +354,19 @@ void closeLog(const char *value) {
 
 double utOptionNumber(const char *name, double otherwise) {
   const ProcessGuard guard;
-  const ZutOption *option = findQuietly(name);
+  const ZutOption *option = find(name);
   return option && option->type == Z_OPTION_NUM && option->value ? option->number : otherwise;
 }
 
 bool utOptionFlag(const char *name, bool otherwise) {
   const ProcessGuard guard;
-  const ZutOption *option = findQuietly(name);
+  const ZutOption *option = find(name);
   return option && option->type == Z_OPTION_BOOL && option->value ? option->boolean : otherwise;
 }
 
 bool utOptionText(const char *name, char *out, size_t size) {
   const ProcessGuard guard;
-  const ZutOption *option = findQuietly(name);
+  const ZutOption *option = find(name);
   if (!option || !isText(option->type) || !option->value) return false;
   utCopyCut(out, size, static_cast<const char *>(option->value));
   return true;
@@ -381,7 +374,7 @@ bool utOptionText(const char *name, char *out, size_t size) {
 
 char *utOptionDup(const char *name) {
   const ProcessGuard guard;
-  const ZutOption *option = findQuietly(name);
+  const ZutOption *option = find(name);
   if (!option || !isText(option->type)) return nullptr;
   return utDup(static_cast<const char *>(option->value), name);
 }
@@ -407,7 +400,7 @@ const char *utOptionName(const char *name) {
 bool utOptionIsLegal(const ZutOption &option, const char *word) {
   if (option.type != Z_OPTION_ENUM) return true;
   const ProcessGuard guard;
-  return !option.legal || ZutHashLookup(option.legal->words, asKey(word)) != 0;
+  return !option.legal || utHashFind(option.legal->words, asKey(word));
 }
 
 ZutOption *utOptionClone(const ZutOption &option) {
@@ -451,7 +444,7 @@ ZutOption *Z_CALL ZutOptionCreate(const char *name, int32_t type) {
   if (!name) return utFailNull(Err::nullPointer);
   if (type < Z_OPTION_BOOL || type > Z_OPTION_STR_LIST) return utFailNull(Err::invalid);
   const ProcessGuard guard;
-  if (findQuietly(name)) return utFailNull(Err::exists);
+  if (find(name)) return utFailNull(Err::exists);
   ZutOption *option = utNew<ZutOption>("option");
   option->name = utLowerText(utDup(utOptionName(name), "name"));
   option->type = type;

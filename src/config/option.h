@@ -26,12 +26,12 @@ struct ZutOption {
   // How the value is kept; changed under the process mutex.
   int32_t boolean;
   double number;
-  int32_t capacity;  // bytes of a text
+  int32_t capacity; // bytes of a text
   int32_t spareCapacity;
-  char *spare;       // storage for the next text, or null
-  std::atomic<int32_t> setting; // sets whose callbacks are running
-  RetiredValue *retired;        // replaced meanwhile: one of them may still pass it on
-  bool destroyed;               // meanwhile: freed when the last of them ends
+  char *spare;                         // storage for the next text, or null
+  std::atomic<int32_t> setting;        // sets whose callbacks are running
+  std::atomic<RetiredValue *> retired; // replaced meanwhile: one of them may still pass it on
+  std::atomic<bool> destroyed;         // meanwhile: freed when the last of them ends
 };
 
 // Reading one option from inside the library: a copy made under the process mutex. A missing,

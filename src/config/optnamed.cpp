@@ -3,6 +3,7 @@
 #include "config/option.h"
 
 #include "config/optvalue.h"
+#include "containers/hash.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/util.h"
@@ -19,7 +20,8 @@ ZutHashTable *tables; // name -> NamedTable; null until the first
 ZutWord asKey(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 ZutOption *find(const NamedTable &table, const char *name) {
-  return reinterpret_cast<ZutOption *>(ZutHashLookup(table.options, asKey(utOptionName(name))));
+  const ZutHashBucket *bucket = utHashFind(table.options, asKey(utOptionName(name)));
+  return bucket ? reinterpret_cast<ZutOption *>(bucket->value) : nullptr;
 }
 
 ZutOption *addClone(const NamedTable &table, const ZutOption &option) {

@@ -152,13 +152,12 @@ bool runCommand(Parse &parse, const char *name) {
     return false;
   }
   if (parse.control && !isAdmitted(command.name, parse.text)) return false;
-  parse.command = command.name;
+  parse.command = command.name; // the name that it was typed by may be an old one
   utLexAcceptId(*parse.lexer);
   command.function(parse.lexer);
   const bool complete = utLexAtEnd(*parse.lexer);
   if (!complete)
     utCommandFail<Msg::parseErrorInside>(Z_TRACE_LEVEL_INFO, command.name, parse.lexer->text);
-  parse.command = nullptr;
   return complete;
 }
 
@@ -171,7 +170,10 @@ bool parseCommand(Parse &parse) {
   utLowerText(name);
   const char *rest = utLexRest(*parse.lexer) + parse.lexer->text_length;
   if (char *text = utAliasText(name, rest)) return expand(parse, name, std::strlen(rest), text);
-  return runCommand(parse, name);
+  parse.command = name;
+  const bool goesOn = runCommand(parse, name);
+  parse.command = nullptr;
+  return goesOn;
 }
 
 // May jump.

@@ -57,7 +57,7 @@ char *debugFileName(const char *given) {
 
 void openNamed(const char *name) {
   if (utSameWord(name, standardError)) return useStream(stderr, standardError);
-  FILE *file = ZutFOpen(name, "w+b");
+  FILE *file = utPlatFileOpen(name, "w+b"); // not to find it is no failure of the caller
   if (file) return useStream(file, name);
   useStream(stderr, standardError); // first, for the message may ask for the debug stream
   utReport<Msg::debugOpen>(Z_TRACE_LEVEL_INFO, name);
@@ -94,8 +94,11 @@ int32_t changeName(const char *name) {
 }
 
 void printDebug(FILE *stream, const char *format, va_list args) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
   std::vfprintf(stream, format, args);
   std::fflush(stream);
+  ZutErrNumRestoreTsd(&state, tsd);
 }
 
 // To the output and, when there is one, to the debug file.
@@ -145,7 +148,7 @@ FILE *Z_CALL ZutDebugReopen() {
     if (stream) utReport<Msg::debugReopened>(Z_TRACE_LEVEL_WARNING);
     const char *name = utDebugName();
     const bool file = *name && !isStandardError();
-    stream = file ? ZutFOpen(name, "a+b") : stderr;
+    stream = file ? utPlatFileOpen(name, "a+b") : stderr;
     useStream(stream ? stream : stderr, stream && file ? name : standardError);
     if (!stream) utReport<Msg::debugReopenFailed>(Z_TRACE_LEVEL_INFO, name);
     stream = debugStream;

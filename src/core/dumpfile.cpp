@@ -51,7 +51,8 @@ int32_t closeDump() {
 
 extern "C" {
 
-// Anybody may have put a link at a name that can be foretold: the file must be a new one.
+// Anybody may have put a link at a name that can be foretold: the file must be a new one, or at
+// least no link.
 FILE *Z_CALL ZutDumpOpen() {
   const ProcessGuard guard;
   return openDump("w+bx", true);
@@ -59,7 +60,7 @@ FILE *Z_CALL ZutDumpOpen() {
 
 FILE *Z_CALL ZutDumpOpenAppend() {
   const ProcessGuard guard;
-  return openDump("a+b", false);
+  return openDump("a+bn", false);
 }
 
 int32_t Z_CALL ZutDumpOut(const char *format, ...) {
@@ -71,6 +72,8 @@ int32_t Z_CALL ZutDumpOut(const char *format, ...) {
 }
 
 int32_t Z_CALL ZutDumpOutVa(const char *format, va_list args) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
   ZutProcessMutexLock();
   FILE *stream = dumpStream ? dumpStream : ZutDumpOpen();
   if (stream) {
@@ -80,7 +83,7 @@ int32_t Z_CALL ZutDumpOutVa(const char *format, va_list args) {
     ZutVOut(format, args);
   }
   ZutProcessMutexUnlock();
-  return 1;
+  return ZutErrNumRestoreTsd(&state, tsd);
 }
 
 int32_t Z_CALL ZutDumpClose() {

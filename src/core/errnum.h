@@ -50,10 +50,12 @@ inline void utErrSet(Err error) {
   if (utThreadsOn()) utThreadBlock().error = static_cast<int32_t>(error);
 }
 
-// The library's error number of this thread.
+// The library's error number of this thread. Makes no block, so that a fatal report of exhausted
+// memory can read it.
 inline Err utErrGet() {
-  return static_cast<Err>(utThreadsOn() ? utThreadBlock().error
-                                        : utErrWord.load(std::memory_order_relaxed));
+  if (!utThreadsOn()) return static_cast<Err>(utErrWord.load(std::memory_order_relaxed));
+  const auto *block = static_cast<ThreadBlock *>(utPlatThreadBlockGet());
+  return block ? static_cast<Err>(block->error) : Err::none;
 }
 
 // For `return utFail(Err::notFound);`: sets the number, gives 0.

@@ -62,6 +62,13 @@ void flush(FILE *stream) {
   std::fflush(stderr);
 }
 
+// Whoever is ending the process may need the process mutex in its handlers: a thread that has to
+// wait for that end gives it back. It never uses again what the mutex guards.
+void waitForTheEnd() {
+  for (int32_t depth = utProcessMutexDepth(); depth > 0; --depth) ZutProcessMutexUnlock();
+  utFastEnter(exitLock);
+}
+
 [[noreturn]] void abortProcess() {
   ZutWinEndWinsock();
   std::abort();
@@ -162,7 +169,7 @@ int32_t Z_CALL ZutAtExit(ZutExitFunc function) {
 // The lock is never given back: a second thread that ends the process waits here until the first
 // has ended it, because the runtime's exit must not be entered twice.
 void Z_CALL ZutExit(int32_t code) {
-  utFastEnter(exitLock);
+  if (!utFastTry(exitLock)) waitForTheEnd();
   while (ExitHandler *handler = takeNewest()) {
     const ZutExitFunc function = handler->function;
     Z_FREE(handler, "ut_new_func");

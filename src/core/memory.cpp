@@ -18,11 +18,12 @@ uintptr_t highestBreak = 0;
 uint32_t initialBreak = 0; // 0: not recorded yet
 
 #ifdef ZUT_FAIL_ALLOC
-// A test build makes the allocation fail whose number the environment names, counted from 1.
+// In a test build the heap is exhausted from the allocation on whose number the environment names,
+// counted from 1.
 bool refused() {
   static const char *const wanted = std::getenv("ZUT_FAIL_ALLOC");
   static std::atomic<long> count{0};
-  return wanted && ++count == std::strtol(wanted, nullptr, 10);
+  return wanted && ++count >= std::strtol(wanted, nullptr, 10);
 }
 #else
 constexpr bool refused() { return false; }

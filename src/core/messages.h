@@ -32,11 +32,13 @@ constexpr const Message *utMessageFind(int32_t number) {
   return nullptr;
 }
 
-// The kinds of a text's conversions in order: 's' text, 'l' long (ld, lx, lu), 'c' character,
+// The kinds of a text's conversions in order: 's' text, 'l' long (ld, lx), 'c' character,
 // 'g' double, '?' anything else. At most eight.
 struct MessageKinds {
   char kind[8] = {};
   int count = 0;
+
+  constexpr std::string_view list() const { return {kind, static_cast<size_t>(count)}; }
 };
 
 constexpr MessageKinds utMessageKinds(std::string_view text) {
@@ -68,9 +70,5 @@ template <Msg M, class... Args>
 consteval bool utMessageTakes() {
   const MessageKinds kinds = utMessageKinds(utMessageFind(static_cast<int32_t>(M))->text);
   const char given[] = {utArgKind<Args>()..., 0};
-  if (kinds.count != sizeof...(Args)) return false;
-  for (int i = 0; i < kinds.count; ++i) {
-    if (kinds.kind[i] != given[i]) return false;
-  }
-  return true;
+  return kinds.list() == std::string_view{given, sizeof...(Args)};
 }

@@ -1,5 +1,7 @@
 // What the library asks of the system on its callers' behalf: command lines, libraries, the
 // system's version, sleep, and the current character format.
+#include "core/process.h"
+
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
@@ -15,15 +17,6 @@ namespace {
 
 std::atomic<int32_t> charFormat{0};
 
-// A plain name gets the suffix that libraries have here, one with a "." has its own.
-char *libraryFileName(const char *name) {
-  const char *suffix = std::strchr(name, '.') ? "" : utPlatLibrarySuffix;
-  const size_t size = std::strlen(name) + std::strlen(suffix) + 1;
-  auto *file = utNewArray<char>(static_cast<int64_t>(size), "library name");
-  std::snprintf(file, size, "%s%s", name, suffix);
-  return file;
-}
-
 // Drivers stand in a directory of their own beside the library.
 void *loadDriver(const char *file) {
   char *directory = utLibraryDir();
@@ -38,7 +31,7 @@ void *loadDriver(const char *file) {
 void *load(const char *name, bool driver) {
   const bool plain = std::string_view(name).find_first_of("/\\") == std::string_view::npos;
   if (!plain) return utPlatLibraryLoad(name);
-  char *file = libraryFileName(name);
+  char *file = utLibraryFileName(name);
   void *library = driver ? loadDriver(file) : nullptr;
   if (!library) library = utPlatLibraryLoad(file);
   Z_FREE(file, "library name");
@@ -46,6 +39,14 @@ void *load(const char *name, bool driver) {
 }
 
 } // namespace
+
+char *utLibraryFileName(const char *name) {
+  const char *suffix = std::strchr(name, '.') ? "" : utPlatLibrarySuffix;
+  const size_t size = std::strlen(name) + std::strlen(suffix) + 1;
+  auto *file = utNewArray<char>(static_cast<int64_t>(size), "library name");
+  std::snprintf(file, size, "%s%s", name, suffix);
+  return file;
+}
 
 extern "C" {
 

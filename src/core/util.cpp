@@ -39,12 +39,6 @@ struct Frame {
 };
 Frame frame;
 
-// The ending that a jump to the fatal-error point stands for.
-void endAfterReport() {
-  utReport<Msg::endsAfterReport>(Z_TRACE_LEVEL_INFO);
-  ZutExit(2);
-}
-
 void *Z_CALL makeResource(ZutWord, void *) { return ZutMutexCreateEx(0); }
 void Z_CALL freeResource(void *mutex, void *) { ZutMutexDestroy(static_cast<ZutMutex *>(mutex)); }
 
@@ -95,6 +89,11 @@ char *ifHome(char *directory) {
 
 } // namespace
 
+void utEndAfterReport() {
+  utReport<Msg::endsAfterReport>(Z_TRACE_LEVEL_INFO);
+  ZutExit(2);
+}
+
 char *utJoinNames(std::initializer_list<const char *> parts) {
   size_t size = 0;
   for (const char *part : parts) size += std::strlen(part) + 1;
@@ -136,7 +135,7 @@ int32_t Z_CALL ZutInit(const char *process_type) {
   ZutProcessMutexUnlock();
   ZutDebugOpen(process_type);
   if (setjmp(utJumpPoint.buffer) != 0) { // NOLINT(cert-err52-cpp)
-    endAfterReport();
+    utEndAfterReport();
   }
   std::memcpy(&utJumpPoint.armed, &utJumpPoint.buffer, sizeof(jmp_buf));
   return 0;

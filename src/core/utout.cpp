@@ -1,8 +1,8 @@
 // Output routing: the program's output function, else the trace objects "utout" (plain output) and
 // "utoutcat" (the default trace object: output by level and catalog messages).
 //
-// The process mutex guards the functions, the objects' making and the initialisation, and is held
-// while an output function runs. Frames below which one may run hold no object with a destructor.
+// The process mutex guards the functions and the making of the objects, and is held while an output
+// function runs. Frames below which one may run hold no object with a destructor.
 
 #include "core/utout.h"
 
@@ -34,11 +34,8 @@ int32_t outputDepth = 0;
 struct ZutTrace *outTrace = nullptr;
 ZutCatalog *defaultCatalog = nullptr;
 
-enum class Init : int32_t { none, running, done };
+enum class Init : int32_t { none, running, made };
 std::atomic<Init> init{Init::none};
-
-ZutOption *verboseOption = nullptr;
-std::atomic<int32_t> verboseOn{0};
 
 int32_t Z_CALL printStandard(const char *format, va_list args) {
   return std::vprintf(format, args);
@@ -46,10 +43,13 @@ int32_t Z_CALL printStandard(const char *format, va_list args) {
 
 // The mutex is held.
 int32_t callOutput(ZutVPrintFunc function, const char *format, va_list args) {
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
   if (outputDepth >= maxOutputDepth) function = printStandard;
   ++outputDepth;
   const int32_t result = function(format, args);
   --outputDepth;
+  ZutErrNumRestoreTsd(&state, tsd);
   return result;
 }
 
@@ -112,15 +112,6 @@ int32_t outByLevel(struct ZutTrace *trace, int32_t level, const char *format, va
   return result;
 }
 
-Z_PRINTF(3, 4)
-int32_t outByLevelWith(struct ZutTrace *trace, int32_t level, const char *format, ...) {
-  va_list args;
-  va_start(args, format);
-  const int32_t result = outByLevel(trace, level, format, args);
-  va_end(args);
-  return result;
-}
-
 // --- Initialisation ---
 
 ZutOption *makeOption(const char *name, int32_t type) {
@@ -149,7 +140,24 @@ void makeCatalogOptions() {
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCommandParseStr("setopt catalog_flags id");
 }
 
-void bindDefaults(struct ZutTrace *trace) {
+// The mutex is held. Messages of other threads may be printed as soon as it is released, before the
+// catalog follows its options: so the flag that the option has by default is set here.
+void makeDefaults() {
+  makeCatalogOptions();
+  char *file = utOptionDup("catalog_file");
+  defaultCatalog = ZutCatCreate(file);
+  Z_FREE(file, "catalog_file");
+  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCatFlagSet(defaultCatalog, Z_CAT_FLAG_ID);
+  defaultTrace();
+  ZutTraceLevelOptionCreate("_trace_level_catalog");
+  ZutTraceFileOptionCreate("_trace_file_catalog");
+  ZutTraceFlagsOptionCreate("_trace_flags_catalog");
+}
+
+// The mutex is not held: to register a callback is to wait for those of the list that are running,
+// and they may be waiting for the mutex in order to print.
+void bindDefaults() {
+  struct ZutTrace *trace = utDefaultTraceObj;
   ZutCatFilenameOptionBind(defaultCatalog, "catalog_file");
   ZutCatFlagsOptionBind(defaultCatalog, "catalog_flags");
   ZutTraceCatalogBind(defaultCatalog, trace);
@@ -162,39 +170,7 @@ void bindDefaults(struct ZutTrace *trace) {
   for (const char *name : {"trace_flags", "_trace_flags_catalog"}) {
     ZutTraceFlagsOptionBind(trace, name);
   }
-}
-
-void initialise() {
-  makeCatalogOptions();
-  char *file = utOptionDup("catalog_file");
-  defaultCatalog = ZutCatCreate(file);
-  Z_FREE(file, "catalog_file");
-  struct ZutTrace *trace = defaultTrace();
-  ZutTraceLevelOptionCreate("_trace_level_catalog");
-  ZutTraceFileOptionCreate("_trace_file_catalog");
-  ZutTraceFlagsOptionCreate("_trace_flags_catalog");
-  bindDefaults(trace);
   setStampFlag(trace);
-}
-
-// --- Verbose ---
-
-void Z_CALL verboseChanged(void *, void *data, ZutWord) {
-  const auto *value = static_cast<int32_t *>(static_cast<ZutOptionChangeData *>(data)->value);
-  verboseOn.store(value ? *value : 0, std::memory_order_relaxed);
-}
-
-void watchVerbose() {
-  ZutProcessMutexLock();
-  ZutOption *option = verboseOption ? nullptr : ZutOptionLookup("verbose");
-  if (option && !verboseOption) { // making the options may have come by here
-    verboseOption = option;
-    ZutOptionChangeCbCreate(option, verboseChanged, 0);
-    int32_t value = 0;
-    ZutOptionGetBool(option, &value);
-    verboseOn = value;
-  }
-  ZutProcessMutexUnlock();
 }
 
 // --- CPU usage ---
@@ -231,8 +207,7 @@ int32_t utOutCatVa(int32_t level, int32_t number, va_list args) {
   CatText message;
   if (defaultCatalog && utCatTextBegin(*defaultCatalog, number, message)) {
     if (level == Z_TRACE_LEVEL_DEFAULT) ZutTraceMapSeverityToTraceLevel(message.severity, &level);
-    if (message.takesArguments) outByLevel(defaultTrace(), level, message.text, args);
-    else outByLevelWith(defaultTrace(), level, "%s", message.text);
+    outByLevel(defaultTrace(), level, message.format, args);
     utCatTextEnd(*defaultCatalog);
     result = 1;
   }
@@ -270,7 +245,7 @@ int32_t Z_CALL ZutOutFlush(const char *format, ...) {
   va_start(args, format);
   ZutProcessMutexLock();
   if (!flushFunc) flushFunc = printAndFlush;
-  const int32_t result = flushFunc(format, args);
+  const int32_t result = callOutput(flushFunc, format, args);
   ZutProcessMutexUnlock();
   va_end(args);
   return result;
@@ -339,25 +314,30 @@ int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...) {
 }
 
 int32_t Z_CALL ZutOutInit() {
-  if (init.load(std::memory_order_acquire) == Init::done) return 1;
+  if (init.load(std::memory_order_acquire) == Init::made) return 1;
+  ZutErrState state;
+  void *tsd = ZutErrNumSaveTsd(&state);
   // The options are made before anything here is: what their making prints comes by here again and
   // then finds them made far enough to be bound.
-  ZutOptionLookup("catalog_file");
+  utOptionTable();
   ZutProcessMutexLock();
-  if (init.load() == Init::none) {
+  const bool isFirst = init.load() == Init::none;
+  if (isFirst) {
     init = Init::running; // for this thread's own messages meanwhile; others wait for the mutex
-    initialise();
-    init.store(Init::done, std::memory_order_release);
+    makeDefaults();
+    init.store(Init::made, std::memory_order_release);
   }
   ZutProcessMutexUnlock();
-  return 1;
+  if (isFirst) bindDefaults();
+  return ZutErrNumRestoreTsd(&state, tsd);
 }
 
 int32_t Z_CALL ZutVerbose(const char *format, ...) {
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
-  watchVerbose();
-  if (verboseOn.load(std::memory_order_relaxed)) {
+  // Read by name each time. A callback that kept the value would have to be registered here, where
+  // the process mutex may be held: see bindDefaults.
+  if (utOptionFlag("verbose", false)) {
     va_list args, again;
     va_start(args, format);
     va_copy(again, args);

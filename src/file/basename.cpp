@@ -5,7 +5,9 @@
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
+#include "core/util.h"
 #include "file/file.h"
+#include "platform/platform_file.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,7 +19,7 @@ constexpr size_t hashSize = sizeof "12345678";
 
 // A hash that is taken by another name is continued into the next one. The walk may meet itself,
 // and a directory that is full of collisions is not a directory of ours.
-constexpr int hashTries = 1000;
+constexpr int hashTries = 100;
 
 bool isPlain(const char *name) {
   const EnvText setting("VN_MAX_BASE_NAME");
@@ -35,12 +37,13 @@ uint32_t continueHash(uint32_t hash, const char *name) {
 
 enum class Owner { nobody, us, other, unreadable };
 
-// Whose name the name file holds. Its first line is read as far as our own name could reach.
+// Whose name the name file holds. Its first line is read one character further than our own name
+// and the line's end, so that a longer one which begins like ours is seen to be another's.
 Owner ownerOf(const char *nameFile, const char *name) {
-  if (!ZutFileExists(nameFile)) return Owner::nobody;
+  if (utPlatFileKind(nameFile) == PlatFileKind::none) return Owner::nobody;
   FILE *stream = ZutFOpen(nameFile, "r+b");
   if (!stream) return Owner::unreadable;
-  const size_t size = std::strlen(name) + 2;
+  const size_t size = std::strlen(name) + 3;
   char *line = utNewArray<char>(static_cast<int64_t>(size), "name line");
   Owner owner = Owner::unreadable;
   if (std::fgets(line, static_cast<int>(size), stream)) {
@@ -56,16 +59,18 @@ Owner ownerOf(const char *nameFile, const char *name) {
 }
 
 bool writeNameFile(const char *nameFile, const char *name) {
-  FILE *stream = utFileCreateNew(nameFile);
-  if (!stream) return false;
+  FILE *stream = utPlatFileOpen(nameFile, "w+bx");
+  if (!stream) return utFailC();
   const bool written = std::fprintf(stream, "%s\n", name) > 0;
   if (std::fclose(stream) == 0 && written) return true;
   utFailC();
   return false;
 }
 
-// Hashes the lower-cased name into `base`.
+// Hashes the lower-cased name into `base`. Under the process mutex: a second thread that asks for
+// the same name finds the name file made, not in the making.
 bool hashedBase(const char *directory, const char *name, char *base, bool create) {
+  const ProcessGuard guard;
   uint32_t hash = 0;
   for (int i = 0; i < hashTries; ++i) {
     hash = continueHash(hash, name);

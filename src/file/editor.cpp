@@ -126,7 +126,7 @@ int32_t Z_CALL ZutCatFile(const char *name) {
   const long position = std::ftell(stream); // others may share the stream
   std::rewind(stream);
   for (int c; (c = std::getc(stream)) != EOF;) ZutOut("%c", c);
-  if (position > 0) std::fseek(stream, position, SEEK_SET);
+  if (position >= 0) std::fseek(stream, position, SEEK_SET);
   return ZutCloseFile(stream);
 }
 

@@ -66,21 +66,6 @@ char *utFileNameDup(const char *directory, const char *base, const char *extensi
   return join(utNewArray<char>(static_cast<int64_t>(parts.length() + 1), "file name"), parts);
 }
 
-bool utFileNameBuild(char *out, size_t size, const char *directory, const char *base,
-                     const char *extension) {
-  const NameParts parts = partsOf(directory, base, extension);
-  const bool fits = parts.length() < size;
-  if (fits) join(out, parts);
-  else out[0] = 0;
-  return fits;
-}
-
-FILE *utFileCreateNew(const char *name) {
-  FILE *stream = utPlatFileOpen(name, "w+bx");
-  if (!stream) utFailC();
-  return stream;
-}
-
 int32_t utFailC() {
   ZutErrNumSetC(0);
   return 0;

@@ -1,10 +1,9 @@
 // The interrupt counter. It is read and written by signal handlers, which run in the middle of
 // anything (on Windows on a thread of their own): plain lock-free words.
+#include "thread/interrupt.h"
+
 #include "core/env.h"
-#include "core/errnum.h"
-#include "core/report.h"
 #include "core/text.h"
-#include "core/util.h"
 #include "platform/platform_thread.h"
 
 #include <cerrno>
@@ -23,12 +22,6 @@ bool readLimit() {
   return static_cast<bool>(text);
 }
 
-// Closing the sockets needs the process mutex. Only if nobody is inside: not this thread either,
-// whose work the signal may have broken off.
-void closeSockets() {
-  if (!utFastHeld(utProcessLock) && utFastTry(utProcessLock)) ZutWinEndWinsock();
-}
-
 } // namespace
 
 extern "C" {
@@ -36,10 +29,7 @@ extern "C" {
 int32_t Z_CALL ZutInterruptInit(void) {
   if (readLimit()) ZutOut("utInterruptMax = %ld\n", static_cast<long>(limit));
   if (utPlatInterruptHandle(ZutSigintHandler)) return 1;
-  ZutErrNumSetC(0);
-  ZutPerror("signal");
-  utReport<Msg::signalInstall>(Z_TRACE_LEVEL_WARNING);
-  return 0;
+  return utInterruptRefused<Msg::signalInstall>(errno);
 }
 
 int32_t Z_CALL ZutInterruptGet(void) { return counter; }
@@ -56,7 +46,7 @@ int32_t Z_CALL ZutInterruptReset(void) { return counter = 0; }
 void ZutSigintHandler(int) {
   const int error = errno;
   if (++counter > limit) {
-    closeSockets();
+    ZutWinEndWinsock(); // waits for nobody
     std::abort();
   }
   utPlatInterruptHandle(ZutSigintHandler);

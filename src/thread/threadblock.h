@@ -9,6 +9,7 @@
 struct ThreadTexts;   // the thread's result buffers, threadblock.cpp
 struct ThreadClosure; // what the library knows of the thread, utthread.h
 struct CommandSource; // the file now being parsed, config/command
+struct ListLock;      // callback/listlock.h
 
 // A reader-writer mutex that this thread reads (count above 0) or has read, rwmutex.cpp.
 struct RwHold {
@@ -16,9 +17,9 @@ struct RwHold {
   int32_t count;  // read locks
 };
 
-// A callback list that this thread reads, callback/listlock.cpp.
+// The lock of a callback list that this thread reads, callback/listlock.h.
 struct CbHold {
-  ZutCbList *list;
+  ListLock *lock;
   int32_t depth;  // read locks
   int32_t parked; // 1: counted as parked, not as reading
 };

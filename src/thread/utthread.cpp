@@ -58,7 +58,7 @@ ZutWord Z_CALL checker(ZutWord) {
   const FastGuard guard(registry);
   while (checkerRuns) {
     utFastCondWait(checkerWake, registry, utPlatDeadline(Z_CHECK_CYCLE));
-    closeOneEnded();
+    if (checkerRuns) closeOneEnded();
   }
   return 0;
 }
@@ -209,6 +209,7 @@ int32_t Z_CALL ZutEndImportThreadCheckerThread(void) {
     const FastGuard guard(registry);
     if (!checkerRuns) return utFail(Err::invalid);
     checkerRuns = false;
+    closeOneEnded(); // the checker's last look, taken here: an idle thread may come too late for it
     utFastCondWake(checkerWake);
   }
   ZutSleep(Z_CHECKER_END);

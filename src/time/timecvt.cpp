@@ -2,6 +2,7 @@
 // current converter are made by the first call, live until the process ends and are guarded by the
 // process mutex, which is held while the current converter runs. Each thread has result buffers of
 // its own, so the built-in converters have nothing to free when they are destroyed.
+#include "containers/hash.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -152,8 +153,8 @@ constexpr struct {
 };
 
 ZutTimeCvt *find(const char *name) {
-  return reinterpret_cast<ZutTimeCvt *>(
-      ZutHashLookup(registry, reinterpret_cast<ZutWord>(name)));
+  const ZutHashBucket *bucket = utHashFind(registry, reinterpret_cast<ZutWord>(name));
+  return bucket ? reinterpret_cast<ZutTimeCvt *>(bucket->value) : nullptr;
 }
 
 ZutTimeCvt *add(const char *name, ZutTimeNumToStrFunc num_to_str, ZutTimeStrToNumFunc str_to_num,
@@ -209,7 +210,8 @@ ZutTimeCvt *Z_CALL ZutTimeCvtLookup(const char *name) {
   if (!name) return utFailNull(Err::nullPointer);
   const ProcessGuard guard;
   ensure();
-  return find(name);
+  ZutTimeCvt *converter = find(name);
+  return converter ? converter : utFailNull(Err::notFound);
 }
 
 int32_t Z_CALL ZutTimeCvtDestroy(ZutTimeCvt *converter) {

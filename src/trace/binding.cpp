@@ -8,43 +8,44 @@
 
 namespace {
 
-ZutHashTable *live = nullptr;
-
-ZutWord wordOf(const void *object) { return reinterpret_cast<ZutWord>(object); }
+ZutHashTable *live = nullptr; // number to object
+ZutWord lastNumber = 0;
 
 } // namespace
 
-void utLiveAdd(const void *object) {
+ZutWord utLiveAdd(void *object) {
   const ProcessGuard guard;
-  if (!live) live = ZutHashCreatePtr(32);
-  ZutHashReplace(live, wordOf(object), 1);
+  if (!live) live = ZutHashCreateInt(32);
+  ZutHashInsert(live, ++lastNumber, reinterpret_cast<ZutWord>(object));
+  return lastNumber;
 }
 
-void utLiveRemove(const void *object) {
+void utLiveRemove(ZutWord number) {
   const ProcessGuard guard;
-  ZutHashDelete(live, wordOf(object));
+  ZutHashDelete(live, number);
 }
 
-bool utLiveEnter(ZutWord object) {
+void *utLiveEnter(ZutWord number) {
   ZutProcessMutexLock();
-  if (utHashFind(live, object)) return true;
+  if (const ZutHashBucket *bucket = utHashFind(live, number)) {
+    return reinterpret_cast<void *>(bucket->value);
+  }
   ZutProcessMutexUnlock();
-  return false;
+  return nullptr;
 }
 
 void utLiveLeave() { ZutProcessMutexUnlock(); }
 
-int32_t utBind(ZutOption *option, ZutCbFunc handler, const void *object) {
-  const ZutWord argument = wordOf(object);
-  if (!ZutOptionChangeCbLookup(option, handler, argument)) {
-    ZutOptionChangeCbCreate(option, handler, argument);
+int32_t utBind(ZutOption *option, ZutCbFunc handler, ZutWord number) {
+  if (!ZutOptionChangeCbLookup(option, handler, number)) {
+    ZutOptionChangeCbCreate(option, handler, number);
   }
-  handler(option, nullptr, argument);
+  handler(option, nullptr, number);
   return 1;
 }
 
-int32_t utUnbind(const char *option_name, ZutCbFunc handler, const void *object) {
+int32_t utUnbind(const char *option_name, ZutCbFunc handler, ZutWord number) {
   ZutOption *option = ZutOptionLookup(option_name);
-  ZutCb *cb = option ? ZutOptionChangeCbLookup(option, handler, wordOf(object)) : nullptr;
+  ZutCb *cb = option ? ZutOptionChangeCbLookup(option, handler, number) : nullptr;
   return cb ? ZutCbDestroy(cb) : 1;
 }

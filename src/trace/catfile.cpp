@@ -12,6 +12,7 @@
 #include "core/text.h"
 #include "core/util.h"
 #include "platform/platform_file.h"
+#include "trace/utcat.h"
 
 #include <algorithm>
 #include <new>
@@ -30,7 +31,6 @@ using std::string_view;
 
 constexpr int32_t expectedMessages = 10000;
 constexpr size_t maxFileName = 255;
-constexpr size_t maxPiece = 1023; // longer lines are cut into pieces, each a line of its own
 constexpr int32_t blockSize = 32 * 1024;
 constexpr int32_t maxFileSize = 1 << 30;
 
@@ -193,7 +193,7 @@ void dropReturns(Bytes &bytes) {
 void takeLines(ZutCatalogFile *file, const Bytes &bytes) {
   char *end = bytes.data + bytes.size;
   for (char *at = bytes.data; at < end;) {
-    const size_t most = std::min(static_cast<size_t>(end - at), maxPiece);
+    const size_t most = std::min(static_cast<size_t>(end - at), utCatMaxLine);
     const auto *newline = static_cast<const char *>(std::memchr(at, '\n', most));
     char *next = newline ? at + (newline - at) + 1 : at + most;
     const char after = *next;
@@ -236,7 +236,7 @@ ZutCatalogFile *utCatFileShare(const char *filename) {
 
 void utCatFileRelease(ZutCatalogFile *file) {
   const ProcessGuard guard;
-  if (--file->refcount > 0) return;
+  if (--file->refcount != 0) return; // below 0 it has left the list already
   ZutDqDetach(files, &file->links);
   freeUnused(file);
 }

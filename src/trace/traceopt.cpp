@@ -49,8 +49,9 @@ void takeFlags(Trace *trace, ZutOption *option) {
 
 template <void take(Trace *, ZutOption *)>
 void Z_CALL changed(void *option, void *, ZutWord argument) {
-  if (!utLiveEnter(argument)) return;
-  take(reinterpret_cast<Trace *>(argument), static_cast<ZutOption *>(option));
+  auto *trace = static_cast<Trace *>(utLiveEnter(argument));
+  if (!trace) return;
+  take(trace, static_cast<ZutOption *>(option));
   utLiveLeave();
 }
 
@@ -58,12 +59,12 @@ void Z_CALL changed(void *option, void *, ZutWord argument) {
 int32_t bind(Trace *trace, const char *option_name, ZutCbFunc handler) {
   if (!trace || !option_name) return utFail(Err::nullPointer);
   ZutOption *option = ZutOptionLookup(option_name);
-  return option ? utBind(option, handler, trace) : 1;
+  return option ? utBind(option, handler, trace->number) : 1;
 }
 
 int32_t unbind(Trace *trace, const char *option_name, ZutCbFunc handler) {
   if (!trace || !option_name) return utFail(Err::nullPointer);
-  return utUnbind(option_name, handler, trace);
+  return utUnbind(option_name, handler, trace->number);
 }
 
 // --- An object's own options ---
@@ -89,7 +90,7 @@ ZutOption *createOwn(const OwnOption &own, Trace *trace) {
   ZutSafeString name;
   ownName(&name, own, trace);
   ZutOption *option = own.create(name.str);
-  if (option) utBind(option, own.handler, trace);
+  if (option) utBind(option, own.handler, trace->number);
   ZutSafeStringDestroy(name);
   return option;
 }
@@ -106,7 +107,7 @@ ZutOption *lookupOwn(const OwnOption &own, const Trace *trace) {
 int32_t destroyOwn(const OwnOption &own, Trace *trace) {
   ZutOption *option = lookupOwn(own, trace);
   if (!option) return 0;
-  utUnbind(ZutOptionGetName(option), own.handler, trace);
+  utUnbind(ZutOptionGetName(option), own.handler, trace->number);
   return ZutOptionDestroy(option);
 }
 

@@ -26,6 +26,7 @@ struct ZutCatalog {
   std::atomic<int32_t> readers;       // look-ups under way
   bool holds;                         // a reference to `file`; under the process mutex
   ZutPstNode *retired;                // files that a look-up may still read; likewise
+  ZutWord number;                     // for its bindings, see binding.h
 };
 
 namespace {
@@ -105,8 +106,8 @@ const char *displayOf(const ZutCatalog &catalog, const ZutCatMsgKey &key) {
 bool agrees(const ZutCatMsgKey &key) {
   if (const Message *row = utMessageFind(key.id)) {
     const MessageKinds kinds = utMessageKinds(row->text);
-    const std::string_view list{kinds.kind, static_cast<size_t>(kinds.count)};
-    return utFormatAgrees(key.complete_str, list) && utFormatAgrees(key.display, list);
+    return utFormatAgrees(key.complete_str, kinds.list()) &&
+           utFormatAgrees(key.display, kinds.list());
   }
   return utFormatSafe(key.complete_str) && utFormatSafe(key.display);
 }
@@ -120,14 +121,41 @@ bool takesArguments(CatMessage &message) {
   return verdict == CatVerdict::agrees;
 }
 
+// A format that prints the text as it stands and then, where they are known, the arguments, for the
+// reader needs them whatever the catalog says.
+const char *listingFormat(CatText &out, std::string_view text, int32_t id) {
+  const bool hasEnd = text.ends_with('\n');
+  if (hasEnd) text.remove_suffix(1);
+  char *at = out.space;
+  for (char c : text) {
+    if (c == '%') *at++ = '%';
+    *at++ = c;
+  }
+  const Message *row = utMessageFind(id);
+  const MessageKinds kinds = row ? utMessageKinds(row->text) : MessageKinds{};
+  for (char kind : kinds.list()) {
+    const bool isLong = kind == 'l';
+    at += std::snprintf(at, 8, " <%%%s%c>", isLong ? "l" : "", isLong ? 'd' : kind);
+  }
+  if (hasEnd) *at++ = '\n';
+  *at = 0;
+  return out.space;
+}
+
 // --- Options ---
 
-void Z_CALL filenameChanged(void *option, void *, ZutWord argument) {
-  if (!utLiveEnter(argument)) return;
-  auto *catalog = reinterpret_cast<ZutCatalog *>(argument);
+// Under the process mutex.
+bool isReading(const ZutCatalog &catalog, const char *filename) {
+  return catalog.holds && utSame(catalog.file.load()->filename, filename);
+}
+
+// A binding, which comes without data, need not read again what the catalog was made with.
+void Z_CALL filenameChanged(void *option, void *data, ZutWord argument) {
+  auto *catalog = static_cast<ZutCatalog *>(utLiveEnter(argument));
+  if (!catalog) return;
   const char *name = nullptr;
   if (ZutOptionGetStr(static_cast<ZutOption *>(option), &name)) {
-    ZutCatFilenameSet(catalog, name);
+    if (data || !isReading(*catalog, name)) ZutCatFilenameSet(catalog, name);
   } else if (utErrGet() == Err::unknown) {
     ZutCatFilenameSet(catalog, nullptr);
   }
@@ -135,8 +163,8 @@ void Z_CALL filenameChanged(void *option, void *, ZutWord argument) {
 }
 
 void Z_CALL flagsChanged(void *option, void *, ZutWord argument) {
-  if (!utLiveEnter(argument)) return;
-  auto *catalog = reinterpret_cast<ZutCatalog *>(argument);
+  auto *catalog = static_cast<ZutCatalog *>(utLiveEnter(argument));
+  if (!catalog) return;
   const ZutStrList *list = nullptr;
   if (ZutOptionGetEnumList(static_cast<ZutOption *>(option), &list)) {
     uint32_t flags = 0;
@@ -153,12 +181,12 @@ void Z_CALL flagsChanged(void *option, void *, ZutWord argument) {
 int32_t bind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) {
   if (!catalog || !option_name) return utFail(Err::nullPointer);
   ZutOption *option = ZutOptionLookup(option_name);
-  return option ? utBind(option, handler, catalog) : 0;
+  return option ? utBind(option, handler, catalog->number) : 0;
 }
 
 int32_t unbind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) {
   if (!catalog || !option_name) return utFail(Err::nullPointer);
-  return utUnbind(option_name, handler, catalog);
+  return utUnbind(option_name, handler, catalog->number);
 }
 
 // Adds to the count of references; gives what it is then.
@@ -180,7 +208,9 @@ bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatText &out) {
     utCatTextEnd(catalog);
     return fail(search, id);
   }
-  out = {displayOf(catalog, message->key), message->key.severity, takesArguments(*message)};
+  const char *text = displayOf(catalog, message->key);
+  out.severity = message->key.severity;
+  out.format = takesArguments(*message) ? text : listingFormat(out, text, id);
   return true;
 }
 
@@ -191,7 +221,7 @@ extern "C" {
 ZutCatalog *Z_CALL ZutCatCreate(const char *filename) {
   auto *catalog = utNew<ZutCatalog>("cat_return");
   catalog->refcount = 1;
-  utLiveAdd(catalog);
+  catalog->number = utLiveAdd(catalog);
   ZutProcessMutexLock();
   pointAt(*catalog, filename);
   ZutProcessMutexUnlock();
@@ -212,7 +242,7 @@ int32_t Z_CALL ZutCatRelease(ZutCatalog *catalog) {
 int32_t Z_CALL ZutCatDestroy(ZutCatalog *catalog) {
   if (!catalog) return utFail(Err::nullPointer);
   const ProcessGuard guard;
-  utLiveRemove(catalog);
+  utLiveRemove(catalog->number);
   giveUp(*catalog);
   catalog->readers = 0; // a printing that was left by a jump does not count
   pointAt(*catalog, nullptr);

@@ -3,10 +3,15 @@
 
 #include "zut.h"
 
+#include <cstddef>
+
+// Characters of a line at most; what is beyond is a line of its own.
+constexpr size_t utCatMaxLine = 1023;
+
 struct CatText {
-  const char *text;
+  const char *format; // safe to print with the message's arguments
   uint32_t severity;
-  bool takesArguments; // else the text is printed as it stands
+  char space[2 * utCatMaxLine + 64]; // for a format that had to be made
 };
 
 // Fetches the text of a message for printing; it stays readable until utCatTextEnd, even if the

@@ -101,19 +101,11 @@ void setFile(Trace &trace, ZutFileNode *file) {
 
 // --- Rotation ---
 
-// Without the option backup_name there is no backup, and nothing is begun anew that has none.
-FileRotation tryRotation(const ZutFileNode &file) {
-  char *ending = utOptionDup("backup_name");
-  if (!ending) return FileRotation::kept;
-  Z_FREE(ending, "backup_name");
-  return utFileRotate(file.stream, file.fname, file.mode);
-}
-
 // The count begins again whatever comes of it, so that a backup that fails is tried again only
 // after as many bytes.
 void rotate(Trace &trace, ZutFileNode &file) {
   file.bytes_written = 0;
-  switch (tryRotation(file)) {
+  switch (utFileRotate(file.stream, file.fname, file.mode)) {
   case FileRotation::done:
     backupFailureTold = false;
     break;
@@ -150,7 +142,7 @@ void formatMessage(Line &line, const char *format, va_list args) {
   line.message = line.space + headRoom;
   int length = std::vsnprintf(line.message, lineRoom, format, args);
   if (length >= lineRoom) {
-    line.block = static_cast<char *>(Z_MALLOC(headRoom + length + 1, "trace_line"));
+    line.block = utNewArray<char>(int64_t{headRoom} + length + 1, "trace_line");
     line.message = line.block + headRoom;
     length = std::vsnprintf(line.message, static_cast<size_t>(length) + 1, format, again);
   }
@@ -223,13 +215,6 @@ void write(Trace &trace, int32_t level, const char *format, va_list args) {
   ZutErrNumRestoreTsd(&state, tsd);
 }
 
-Z_PRINTF(3, 4) void writeWith(Trace &trace, int32_t level, const char *format, ...) {
-  va_list args;
-  va_start(args, format);
-  write(trace, level, format, args);
-  va_end(args);
-}
-
 } // namespace
 
 extern "C" {
@@ -242,7 +227,7 @@ Trace *Z_CALL ZutTraceCreate(const char *name, const char *file_name, uint32_t f
   trace->level = Z_TRACE_LEVEL_WARNING;
   trace->flags = flags;
   trace->refcount = 1;
-  utLiveAdd(trace);
+  trace->number = utLiveAdd(trace);
   ZutTraceFileSet(trace, file_name);
   ZutTracePrefixSet(trace, prefix);
   if (flags == 0) ZutTraceFlagsOptionBind(trace, "trace_flags");
@@ -281,7 +266,7 @@ int32_t Z_CALL ZutTraceDestroy(Trace **trace) {
     ZutCatFilenameOptionUnbind(gone->catalog, "catalog_file");
     ZutCatFlagsOptionUnbind(gone->catalog, "catalog_flags");
   }
-  utLiveRemove(gone);
+  utLiveRemove(gone->number);
   ZutTraceCatalogUnbind(gone);
   ZutTraceFileSet(gone, nullptr);
   ZutTracePrefixSet(gone, nullptr);
@@ -399,15 +384,11 @@ int32_t Z_CALL ZutTraceCat(Trace *trace, int32_t level, int32_t number, ...) {
   if (level == Z_TRACE_LEVEL_DEFAULT) {
     ZutTraceMapSeverityToTraceLevel(static_cast<int32_t>(message.severity), &level);
   }
-  if (!admits(*trace, level)) {
-    // nothing to write
-  } else if (message.takesArguments) {
+  if (admits(*trace, level)) {
     va_list args;
     va_start(args, number);
-    write(*trace, level, message.text, args);
+    write(*trace, level, message.format, args);
     va_end(args);
-  } else {
-    writeWith(*trace, level, "%s", message.text);
   }
   utCatTextEnd(*trace->catalog);
   return 1;

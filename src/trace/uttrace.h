@@ -15,4 +15,5 @@ struct ZutTrace {
   char *prefix;
   std::atomic<int32_t> refcount;
   ZutCatalog *catalog;
+  ZutWord number; // for its bindings, see binding.h
 };

@@ -1,4 +1,4 @@
-/* A program outside the tree, in C: includes the header, links the library, finds its data. */
+/* A program outside the tree, in C: includes the header and links the library. */
 #include <zut.h>
 
 #include <stdio.h>
@@ -6,7 +6,6 @@
 int main(void) {
   ZutHashTable *table = ZutHashCreateStr(4);
   ZutHashInsert(table, (ZutWord) "one", 1);
-  if (ZutHashLookup(table, (ZutWord) "one") != 1 || !ZutInit("consumer")) return 1;
-  printf("%s\n", ZutErrNumToStr(3));
+  puts(ZutHashLookup(table, (ZutWord) "one") == 1 ? ZutErrNumToStr(3) : "lost");
   return 0;
 }

@@ -43,7 +43,8 @@ class Header(unittest.TestCase):
     def test_formats_are_checked_by_the_compiler(self):
         text = "".join(header.read_text() for header in HEADERS)
         for declaration in re.findall(r"^Z_EXPORT[^;]*\bconst char \*format\b[^;]*;", text, re.M):
-            self.assertIn("Z_PRINTF(", declaration)
+            if "..." in declaration or "va_list" in declaration:
+                self.assertIn("Z_PRINTF(", declaration)
 
 
 class Exports(unittest.TestCase):

@@ -14,10 +14,11 @@ FLOORS = [
     {"platform"},
     {"core", "thread"},
     {"containers"},
-    {"callback", "file", "time", "format"},
+    {"callback", "file", "time", "format", "containers/ptrary", "containers/utgraph",
+     "containers/graphpath"},
     {"config/lex", "config/lexscan", "config/option", "config/optvalue"},
     {"trace"},
-    {"config", "core/utout", "core/report", "core/fatal", "core/debugfile", "core/dumpfile"},
+    {"config", "core/utout", "core/report", "core/errreport", "core/fatal", "core/debugfile", "core/dumpfile"},
     {"net", "compress"},
 ]
 # The doors: every floor may report, stop, allocate and read an option; the first option operation

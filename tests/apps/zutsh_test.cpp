@@ -44,9 +44,10 @@ TEST_F(Shell, TellsFailuresByItsExitCode) {
 
 TEST_F(Shell, NamesFileAndLineOfFailures) {
   writeFile("inner.cm", "echo in\nsetopt nosuch 1\n");
-  writeFile("outer.cm", "echo out\n\nsource inner.cm\n17\necho after\n");
+  writeFile("outer.cm", "echo out\n\nsource inner.cm\n17\nNoSuch\necho after\n");
   const Result result = run({"-f", "outer.cm"});
-  EXPECT_EQ(result.err, "inner.cm:2: command failed: setopt\nouter.cm:4: command failed: \n");
+  EXPECT_EQ(result.err, "inner.cm:2: command failed: setopt\nouter.cm:4: command failed\n"
+                        "outer.cm:5: command failed: nosuch\n");
   EXPECT_TRUE(contains(result.out, "out\nin\n"));
   EXPECT_TRUE(contains(result.out, "after\n"));
   EXPECT_EQ(result.code, 1);
@@ -54,6 +55,7 @@ TEST_F(Shell, NamesFileAndLineOfFailures) {
   EXPECT_TRUE(contains(stopped.out, "Unknown option <nosuch>"));
   EXPECT_FALSE(contains(stopped.out, "after") || contains(stopped.out, "never"));
   EXPECT_EQ(run({"-ne"}, "nosuch\necho never\n").out.find("never"), std::string::npos);
+  EXPECT_FALSE(contains(run({"-nei", "-c", "nosuch"}, "echo never\n").out, "Type 'help'"));
 }
 
 TEST_F(Shell, RunsJobsInOrderAndStaysWhenAsked) {
@@ -79,8 +81,8 @@ TEST_F(Shell, ReadsItsStartupFilesUnlessTold) {
 TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
   const Result usage = run({"-x"});
   EXPECT_EQ(usage.code, 64);
-  EXPECT_TRUE(contains(usage.err, "cannot understand -x\nusage: zutsh"));
-  EXPECT_EQ(run({"-c"}).code, 64);
+  EXPECT_TRUE(contains(usage.err, "zutsh: <-x>: no such option\nusage: zutsh"));
+  EXPECT_TRUE(contains(run({"-nc"}).err, "<-nc>: an argument is missing"));
   EXPECT_EQ(run({"file"}).code, 64);
   EXPECT_EQ(run({"--help"}).code, 0);
   EXPECT_TRUE(contains(run({"--version"}).out, "zutsh "));
@@ -88,6 +90,12 @@ TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
   EXPECT_TRUE(contains(bare.err, "cannot read the message catalog"));
   EXPECT_TRUE(contains(bare.err, "orl_wl.cat"));
   EXPECT_EQ(bare.code, 1);
+  writeFile("bad.cat", "bad line\n");
+  const Result changed = run({"-n"}, "setopt catalog_file bad.cat\nsetopt catalog_file gone.cat\n"
+                                     "setopt catalog_file .\n");
+  EXPECT_EQ(changed.err, "zutsh: cannot read the message catalog gone.cat: messages are not printed\n"
+                         "zutsh: cannot read the message catalog .: messages are not printed\n");
+  EXPECT_EQ(changed.out.find("Corrupt"), changed.out.rfind("Corrupt")) << "read once";
 }
 
 } // namespace

@@ -330,9 +330,12 @@ TEST(Callback, Dumps) {
 }
 
 CHILD(quit) {
+  newType();
   const bool none = !ZutQuitCbLookup(note, 'q');
   ZutOut("%d%d ", none, static_cast<int>(ZutErrNumGet()));
+  ZutErrNumSet(28);
   ZutCb *cb = ZutQuitCbCreate(note, 'q');
+  ZutOut("%d ", static_cast<int>(ZutErrNumGet()));
   int32_t flag = -1;
   ZutCbTypeGetGlobFlag(ZutCbTypeLookup("quit"), &flag);
   Event event;
@@ -341,7 +344,7 @@ CHILD(quit) {
          event.log.c_str());
 }
 
-TEST(Callback, QuitCallbacks) { EXPECT_EQ(runChild("quit").out, "18 1 0 q\n"); }
+TEST(Callback, QuitCallbacks) { EXPECT_EQ(runChild("quit").out, "18 28 1 0 q\n"); }
 
 // --- From here on with threads ---
 
@@ -439,6 +442,31 @@ TEST(CallbackThreads, AChangeWaitsForOtherThreadsCalls) {
   ZutCbDestroy(cb);
   EXPECT_EQ(step.exchange(3), 2);
   caller.join();
+}
+
+// One thread sets the function while another sets the argument.
+TEST(CallbackThreads, ChangesOfOneCallbackDoNotUndoEachOther) {
+  ZutInitThreads();
+  ZutCb *cb = ZutCbCreateGlobal(newType(), note, 0);
+  int undone = 0;
+  std::atomic<bool> begun{false};
+  std::thread other([&] {
+    begun = true;
+    for (int i = 1; i <= 3000; ++i) ZutCbSetArgument(cb, i);
+  });
+  while (!begun) std::this_thread::yield();
+  for (int i = 0; i < 3000; ++i) {
+    ZutCbFunc function = nullptr;
+    ZutCbSetFunction(cb, i % 2 ? note : count);
+    ZutCbGetFunction(cb, &function);
+    undone += function != (i % 2 ? note : count);
+  }
+  other.join();
+  ZutWord argument = 0;
+  ZutCbGetArgument(cb, &argument);
+  EXPECT_EQ(undone, 0);
+  EXPECT_EQ(argument, 3000);
+  ZutCbDestroy(cb);
 }
 
 // More lists at once than a thread's block has places for.

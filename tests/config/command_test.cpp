@@ -2,8 +2,12 @@
 #include "support/child.h"
 
 #include <atomic>
+#include <iterator>
 #include <random>
+#include <sstream>
 #include <thread>
+
+#include <unistd.h>
 
 namespace {
 
@@ -68,7 +72,9 @@ TEST_F(Commands, RegistryRefusesWhatItHas) {
   EXPECT_EQ(ZutErrNumGet(), 3);
   EXPECT_EQ(ZutCommandLookup("other"), nullptr);
 
+  ZutErrNumSet(0);
   ZutCommand *subscribe = ZutCommandCreate("subscribe", note);
+  EXPECT_EQ(ZutErrNumGet(), 0) << "success leaves the number alone";
   EXPECT_EQ(ZutCommandLookup("JOIN_DG"), subscribe);
   EXPECT_EQ(ZutCommandCreate("Join_Dg", note), nullptr);
   parse("JOIN_DG a; Note b");
@@ -102,7 +108,9 @@ TEST_F(Commands, ASyntaxErrorNamesCommandPlaceAndHelp) {
   EXPECT_TRUE(
       contains(parse("unalias"), "Error in the command <unalias>: the text ends too early"));
   EXPECT_TRUE(contains(parse("17"), "Error near <17>"));
-  EXPECT_EQ(told, (Calls{"-:0:unalias", "-:0:unalias", "-:0:"}));
+  EXPECT_TRUE(contains(parse("echo /* a"), "Error in the command <echo>, near </*>"));
+  EXPECT_TRUE(contains(parse("edit //server/file"), "// begins a comment"));
+  EXPECT_EQ(told, (Calls{"-:0:unalias", "-:0:unalias", "-:0:", "-:0:echo", "-:0:edit"}));
 }
 
 TEST_F(Commands, AliasesExpandInPlace) {
@@ -183,8 +191,8 @@ TEST_F(Commands, FilesTellTheirFailuresThroughNestedSources) {
   parse("alias src source");
   EXPECT_EQ(ZutCommandParseFile("outer.cm"), 1);
   EXPECT_EQ(calls, (Calls{"a", "b", "c"}));
-  EXPECT_EQ(told,
-            (Calls{"in ner.cm:3:", "in ner.cm:4:unalias", "outer.cm:3:setopt", "outer.cm:4:"}));
+  EXPECT_EQ(told, (Calls{"in ner.cm:3:nosuch", "in ner.cm:4:unalias", "outer.cm:3:setopt",
+                         "outer.cm:4:"}));
   const char *file = "";
   int32_t line = 7;
   EXPECT_EQ(ZutCommandGetPosition(&file, &line), 0);
@@ -258,10 +266,14 @@ TEST_F(Commands, StartupFilesAreFoundInTheirOrder) {
   EXPECT_EQ(calls, (Calls{"data", "home", "given"}));
   const std::string out = capture.take();
   EXPECT_EQ(count(out, " is ignored: "), 3);
-  EXPECT_TRUE(contains(out, "app.cm> was read")) << "the first name of the pair, read or not";
+  EXPECT_EQ(count(out, "app.cm> was read"), 2) << "the first name of the pair, read or not";
   EXPECT_TRUE(contains(out, "<late.cmd> is ignored: <app.cm> was read"));
   EXPECT_EQ(ZutCommandParseStd("app", 0, "late.cm"), 1);
   EXPECT_EQ(calls.back(), "late");
+  ZutPutenv(("HOME=" + base).c_str());
+  calls.clear();
+  EXPECT_EQ(ZutCommandParseStd("app", 0, "app.cm"), 1);
+  EXPECT_EQ(calls, (Calls{"data", "given", "given"})) << "kept";
   std::filesystem::remove("app.cm");
   EXPECT_EQ(ZutCommandParseStd("app", 0, "APP.CM"), 1) << "the base's own name may be missing";
   EXPECT_EQ(ZutCommandParseStd2("app", 0, "none", 0), 1);
@@ -278,11 +290,16 @@ TEST_F(Commands, StartupFilesAreFoundInTheirOrder) {
 // Every error leaves by a jump; what the parse held must be gone and no lock kept.
 TEST_F(Commands, ManyErrorsLeaveNothingBehind) {
   parse("alias bad \"unalias 1\"");
+  ZutCommand *locking = ZutCommandCreate("locking", [](ZutLexer *lexer) {
+    ZutProcessMutexLock();
+    ZutLexAcceptId(lexer);
+  });
   for (int i = 0; i < 10000; ++i) {
     ZutCommandParseStr("note a; 17");
     ZutCommandParseStr("inside \"note b; nosuch\"; \"open");
     if (i % 100 == 0) ZutCommandParseStr("bad");
     if (i % 100 == 0) ZutCommandParseStr("alias x \"a\" b \"c");
+    if (i % 100 == 0) ZutCommandParseStr("locking 1");
     if (i % 100 == 0) capture.take();
   }
   std::atomic<bool> done = false;
@@ -294,83 +311,7 @@ TEST_F(Commands, ManyErrorsLeaveNothingBehind) {
   });
   other.join();
   EXPECT_TRUE(done);
-}
-
-TEST_F(Commands, RandomTextsDoNoHarm) {
-  const std::vector<std::string> pieces = {"setopt",
-                                           "unsetopt",
-                                           "setnopt",
-                                           "createopt",
-                                           "alias",
-                                           "unalias",
-                                           "echo",
-                                           "help",
-                                           "helpopt",
-                                           "history",
-                                           "stats",
-                                           "_debug_on",
-                                           "_debug_off",
-                                           "_set_time",
-                                           "_set_frame_count",
-                                           "_alarm",
-                                           "n",
-                                           "m",
-                                           "x",
-                                           "trace_level",
-                                           "prompt",
-                                           "server_names",
-                                           "verbose",
-                                           "subjects",
-                                           "never",
-                                           "unknown",
-                                           "true",
-                                           "string",
-                                           "enum",
-                                           "protect",
-                                           ";",
-                                           ";",
-                                           ";",
-                                           ",",
-                                           ".",
-                                           "-",
-                                           "$",
-                                           "$HOME",
-                                           "\"a b\"",
-                                           "\"a\\\"",
-                                           "\"",
-                                           "/*",
-                                           "*/",
-                                           "//",
-                                           "(*",
-                                           "1",
-                                           "1e30",
-                                           "0.5",
-                                           "?",
-                                           "n?x?",
-                                           "'",
-                                           "{",
-                                           "\\",
-                                           "\n",
-                                           "note",
-                                           "inside",
-                                           "\xff",
-                                           "\x01",
-                                           std::string(70, 'k'),
-                                           std::string(300, '7')};
-  std::mt19937 random(4711);
-  parse("alias n m; alias m \"n; x\"; alias x alias");
-  for (int i = 0; i < 10000; ++i) {
-    std::string text;
-    for (unsigned words = random() % 12; words > 0; --words)
-      text += pieces[random() % pieces.size()] + (random() % 3 ? " " : "");
-    ZutCommandParseStrInternal(text.c_str(), random() % 4 == 0);
-    if (i % 100 == 0) capture.take();
-  }
-  parse("setopt trace_level info; unsetopt trace_level; setopt command_feedback interactive");
-  parse("unalias note; unalias echo; unalias setopt");
-  calls.clear();
-  parse("note alive");
-  EXPECT_EQ(calls, (Calls{"alive"}));
+  ZutCommandDestroy(locking);
 }
 
 TEST_F(Commands, ThreadsParseSideBySide) {
@@ -389,6 +330,8 @@ TEST_F(Commands, ThreadsParseSideBySide) {
         ZutCommandParseStr("t a; t b");
         ZutCommandParseStr(t % 2 ? "alias u t; u c" : "alias u t; unalias u; 1");
         ZutCommandRecordString("line");
+        static const char *const own[] = {"own0", "own1", "own2", "own3"};
+        ZutCommandDestroy(ZutCommandCreate(own[t], note));
       }
       EXPECT_EQ(ZutCommandGetFailures() >= (t % 2 ? 0 : 300), true);
     });
@@ -398,6 +341,37 @@ TEST_F(Commands, ThreadsParseSideBySide) {
   EXPECT_EQ(ZutCommandGetFailures(), 0) << "failures are counted per thread";
   ZutCommandDestroy(command);
 }
+
+// In a process of its own: any command may end up hidden behind an alias.
+CHILD(noise) {
+  ZutInitThreads();
+  ZutOutInit();
+  Capture capture;
+  ZutCommandCreate("note", note);
+  ZutCommandCreate("inside", parseInside);
+  std::istringstream words("setopt unsetopt setnopt createopt alias unalias echo help helpopt "
+                           "history stats _debug_on _debug_off _set_time _set_frame_count _alarm "
+                           "note inside n m x trace_level prompt server_names verbose subjects "
+                           "never unknown true string enum protect ; ; ; , . - $ $HOME \" /* */ // "
+                           "(* 1 1e30 0.5 ? n?x? ' { \\ \xff \x01");
+  std::vector<std::string> pieces(std::istream_iterator<std::string>(words), {});
+  for (const char *piece : {"\"a b\"", "\"a\\\"", "\n"}) pieces.push_back(piece);
+  pieces.push_back(std::string(70, 'k'));
+  pieces.push_back(std::string(300, '7'));
+  std::mt19937 random(4711);
+  ZutCommandParseStr("alias n m; alias m \"n; x\"; alias x alias");
+  for (int i = 0; i < 10000; ++i) {
+    std::string text;
+    for (unsigned words = random() % 12; words > 0; --words)
+      text += pieces[random() % pieces.size()] + (random() % 3 ? " " : "");
+    ZutCommandParseStrInternal(text.c_str(), random() % 4 == 0);
+    if (i % 100 == 0) capture.take();
+  }
+  ZutCommandCreate("alive", [](ZutLexer *) { std::exit(5); });
+  ZutCommandParseStr("alive");
+}
+
+TEST(Noise, DoesNoHarm) { EXPECT_EQ(runChild("noise").code, 5); }
 
 // --- The prompt, in processes of its own ---
 
@@ -425,6 +399,18 @@ TEST(Prompt, RecallsLinesOfItsHistory) {
   EXPECT_TRUE(contains(result.out, "standard input: line 9 is longer"));
   EXPECT_TRUE(contains(result.out, "<last>"));
   EXPECT_FALSE(contains(result.out, "> ")) << "no prompt for a pipe";
+}
+
+CHILD(unreadable) {
+  close(0);
+  ZutOutInit();
+  std::exit(ZutCommandMainLoop() + 10);
+}
+
+TEST(Prompt, TellsOfAnInputThatCannotBeRead) {
+  const Result result = runChild("unreadable");
+  EXPECT_EQ(result.code, 10);
+  EXPECT_TRUE(contains(result.out, "<standard input> is not a text file: line 1 cannot be read"));
 }
 
 CHILD(ask) {

@@ -115,14 +115,14 @@ TEST(LexTokens, sameFromStreamWhereverTheBufferEnds) {
   TempDir directory;
   const std::string text =
       "setopt name \"a \\\"string\\\" \\\n more\" /* a\n * comment */ := 12.5e+10 <> "
-      "p?q?r (* ** *) 7e x // line\n -= " + name63 + " \xff end";
+      "p?q?r (* ** *) 7e x // line\n -= " +
+      name63 + " \xff end";
   const std::string expected = parse(text.c_str());
   for (size_t shift = 512 - text.size() - 4; shift <= 516; ++shift) {
     ASSERT_EQ(parseStream(std::string(shift, ' ') + text), expected) << shift;
   }
   EXPECT_EQ(parseStream(std::string("a\0b", 3)), "<identifier>[a] <error>[] <identifier>[b] ");
-  EXPECT_EQ(parseStream(std::string(3000, '7')),
-            "<number>[" + std::string(3000, '7') + "] ");
+  EXPECT_EQ(parseStream(std::string(3000, '7')), "<number>[" + std::string(3000, '7') + "] ");
   EXPECT_EQ(parseStream(std::string(511, ' ') + "\"x"), "ERROR: Found EOF in string constant x");
 }
 
@@ -200,14 +200,19 @@ TEST(LexAccept, keepsValues) {
     ZutLexAcceptId(lexer);
     seen = lexer->id_value;
   };
-  const std::string text = "TRUE false -2.5 2.0 P?q?r \"" + std::string(1000, 's') + "\" a.B c "
+  const std::string text = "TRUE false -2.5 2.0 P?q?r \"" + std::string(1000, 's') +
+                           "\" a.B c "
                            "{01234567-89ab-cdef-0000-0123456789AB} dropped \"too\n LAST";
   const std::string slotEnds = std::string(text).replace(text.find(" c "), 3, " ");
   EXPECT_EQ(parse(slotEnds.c_str(), body), "last");
-  EXPECT_EQ(parse("Word", [](ZutLexer *lexer) {
-    ZutLexAcceptId(lexer);
-    seen = lexer->id_value;
-  }, Z_LEX_OPT_KEEP_CASE), "Word");
+  EXPECT_EQ(parse(
+                "Word",
+                [](ZutLexer *lexer) {
+                  ZutLexAcceptId(lexer);
+                  seen = lexer->id_value;
+                },
+                Z_LEX_OPT_KEEP_CASE),
+            "Word");
 }
 
 TEST(LexAccept, fileNames) {
@@ -273,12 +278,14 @@ TEST(LexWords, areKindsOfTheirOwn) {
   EXPECT_EQ(ZutLexAddReservedWord("LexAlias", 901), 1);
   EXPECT_EQ(ZutLexAddReservedWord("lexalias", 902), 0);
   EXPECT_EQ(ZutErrNumGet(), 6);
-  EXPECT_EQ(parse("LEXALIAS lexalia", [](ZutLexer *lexer) {
-    EXPECT_EQ(lexer->token, 901);
-    ZutLexAcceptId(lexer);
-    EXPECT_STREQ(lexer->id_value, "lexalias");
-    ZutLexAccept(lexer, 901);
-  }), "ERROR: Expected: lexalias,  Found: <identifier> <lexalia>");
+  EXPECT_EQ(parse("LEXALIAS lexalia",
+                  [](ZutLexer *lexer) {
+                    EXPECT_EQ(lexer->token, 901);
+                    ZutLexAcceptId(lexer);
+                    EXPECT_STREQ(lexer->id_value, "lexalias");
+                    ZutLexAccept(lexer, 901);
+                  }),
+            "ERROR: Expected: lexalias,  Found: <identifier> <lexalia>");
   char name[64];
   EXPECT_STREQ(ZutLexTokenToString(-44, name), "<UNKNOWN TOKEN -44>");
   EXPECT_STREQ(ZutLexTokenToString(903, name), "<UNKNOWN TOKEN 903>");
@@ -287,20 +294,37 @@ TEST(LexWords, areKindsOfTheirOwn) {
   EXPECT_EQ(capture.text(), "Name lexalias, value 901\n");
 }
 
-void Z_CALL noteToken(void *, void *data, ZutWord argument) {
+TEST(LexWords, areAddedWhileOthersScan) {
+  ZutInitThreads();
+  std::thread adder([] {
+    for (int i = 0; i < 500; ++i)
+      ZutLexAddReservedWord(("added" + std::to_string(i)).c_str(), 1000 + i);
+  });
+  for (int i = 0; i < 500; ++i) {
+    ZutLexer *lexer = ZutLexCreate(Z_LEX_OPT_STRING, "Added499", Z_LEX_OPT_END);
+    EXPECT_TRUE(lexer->token == Z_LEX_IDENTIFIER || lexer->token == 1499);
+    ZutLexDestroy(lexer);
+  }
+  adder.join();
+}
+
+void Z_CALL noteToken(void *lexer, void *data, ZutWord argument) {
   const auto *token = static_cast<ZutLexTokenData *>(data);
+  EXPECT_STRNE(static_cast<ZutLexer *>(lexer)->id_value, token->text) << "told before it is kept";
   seen += static_cast<char>(argument) + std::string(token->text) + "|";
 }
 
 TEST(LexCallbacks, tellOfAcceptedAndSkippedTokens) {
   ZutCb *all = ZutLexTokenCbCreate(nullptr, noteToken, 'g');
   EXPECT_EQ(ZutLexTokenCbLookup(nullptr, noteToken, 'g'), all);
-  EXPECT_EQ(parse("a /*c*/ b", [](ZutLexer *lexer) {
-    EXPECT_EQ(ZutLexTokenCbLookup(lexer, noteToken, 'l'), nullptr);
-    EXPECT_EQ(ZutErrNumGet(), 8);
-    ZutLexTokenCbCreate(lexer, noteToken, 'l');
-    ZutLexAcceptId(lexer);
-  }), "la|ga|l |g |l/*c*/|g/*c*/|l |g |");
+  EXPECT_EQ(parse("a /*c*/ b",
+                  [](ZutLexer *lexer) {
+                    EXPECT_EQ(ZutLexTokenCbLookup(lexer, noteToken, 'l'), nullptr);
+                    EXPECT_EQ(ZutErrNumGet(), 8);
+                    ZutLexTokenCbCreate(lexer, noteToken, 'l');
+                    ZutLexAcceptId(lexer);
+                  }),
+            "la|ga|l |g |l/*c*/|g/*c*/|l |g |");
   ZutCbDestroy(all);
   EXPECT_EQ(parse("a b", [](ZutLexer *lexer) { ZutLexAcceptId(lexer); }), "");
 }
@@ -349,11 +373,12 @@ TEST(LexErrors, aFunctionThatReturnsLosesTheLexer) {
 
 // Ten thousand texts, made of pieces that meet in bad ways and of plain noise.
 TEST(LexErrors, leaveNothingBehind) {
-  constexpr const char *pieces[] = {"a", "setopt ", "\"", "\\", "/*", "*/", "(*", "*)", "//", "\n",
-                                    "?", "??", "1.e", "1e+", "{", "$", "$HOME", ".", ";", "\xff",
-                                    "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", " "};
-  constexpr Body bodies[] = {noteTokens,
-                             [](ZutLexer *lexer) { ZutLexAcceptFileName(lexer); },
+  constexpr const char *pieces[] = {
+      "a",  "setopt ", "\"",    "\\", "/*", "*/",   "(*",
+      "*)", "//",      "\n",    "?",  "??", "1.e",  "1e+",
+      "{",  "$",       "$HOME", ".",  ";",  "\xff", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa",
+      " "};
+  constexpr Body bodies[] = {noteTokens, [](ZutLexer *lexer) { ZutLexAcceptFileName(lexer); },
                              [](ZutLexer *lexer) { ZutLexAcceptSlot(lexer); },
                              [](ZutLexer *lexer) { ZutLexAcceptGuidStr(lexer); },
                              [](ZutLexer *lexer) { ZutLexAcceptSignedInt(lexer); }};

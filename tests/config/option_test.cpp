@@ -258,7 +258,7 @@ TEST(OptionChecks, numbers) {
   const struct {
     double value;
     bool nonNeg, int2;
-  } cases[] = {{0.0, true, true},        {-0.5, false, false},  {-1.0, false, true},
+  } cases[] = {{0.0, true, true},        {-0.5, false, false},   {-1.0, false, true},
                {32767.0, true, true},    {32768.0, true, false}, {-32768.0, false, true},
                {-32769.0, false, false}, {0.25, true, false},    {NAN, false, false},
                {1e300, true, false}};
@@ -344,6 +344,7 @@ TEST(OptionTable, changesInSeveralThreads) {
         EXPECT_EQ(ZutOptionValToStr(option), "\"" + name + "\"");
         EXPECT_STREQ(ZutRealToStr(i + 0.5), (std::to_string(i) + ".5").c_str());
         if (round % 50 == 0) ZutOptionSetStr(ZutOptionLookup("real_number_format"), "%g");
+        EXPECT_NE(ZutOptionNamedLookup(round % 2 ? "threads" : "others", name.c_str()), nullptr);
         EXPECT_EQ(ZutOptionDestroy(option), 1);
       }
     });

@@ -7,6 +7,11 @@
 #include <string>
 #include <thread>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -223,7 +228,7 @@ TEST(FatalError, EndsTheProcessWhateverThreadHoldsTheProcessMutex) {
   expectInOrder(result.out, {"Assertion <a == b> failed, file: here.c, line 3\n"});
 }
 
-void Z_CALL sayLast() { std::fputs("last\n", stdout); }
+void Z_CALL sayLast() { ZutOut("last\n"); } // needs the process mutex
 void Z_CALL sayAdded() { std::fputs("added\n", stdout); }
 void Z_CALL exitAgain() { ZutExit(5); }
 void Z_CALL addOne() {
@@ -259,6 +264,34 @@ TEST(Exit, RunsHandlersOnceWhenThreadsExitAtOnce) {
   EXPECT_EQ(result.out.size(), 10 * std::strlen("last\n")) << result.out;
 }
 
+std::atomic<bool> exiting{false};
+
+void Z_CALL letTheOtherExit() {
+  exiting = true;
+  ZutSleep(0.1);
+}
+
+CHILD(exitsHolding) {
+  ZutInitThreads();
+  ZutAtExit(sayLast); // after the one below
+  ZutAtExit(letTheOtherExit);
+  std::thread([] {
+    ZutProcessMutexLock();
+    ZutProcessMutexLock();
+    held = true;
+    while (!exiting) ZutSleep(0.01);
+    ZutExit(5);
+  }).detach();
+  while (!held) ZutSleep(0.01);
+  ZutExit(4);
+}
+
+TEST(Exit, AThreadThatWaitsForTheEndHoldsNobodyUp) {
+  const Result result = runChild("exitsHolding");
+  EXPECT_EQ(result.code, 4);
+  EXPECT_EQ(result.out, "last\n");
+}
+
 TEST(Expect, PrintsTheCodesAndKeepsThem) {
   const TempDir directory;
   Capture capture;
@@ -266,7 +299,9 @@ TEST(Expect, PrintsTheCodesAndKeepsThem) {
   ZutErrNumSet(9);
   EXPECT_EQ(ZutExpect(5, "fine", "here.c", 1), 5);
   EXPECT_EQ(capture.take(), "");
+  ZutPutenv("VN_EXPECT_ABORT=1"); // without effect
   EXPECT_EQ(ZutExpect(0, "a < b", "here.c", 31), 0);
+  ZutPutenv("VN_EXPECT_ABORT=");
   EXPECT_EQ(ZutErrNumGet(), 9);
   EXPECT_EQ(ZutErrNumGetC(), 17);
   expectInOrder(capture.text(), {"a < b", "here.c", "31", "Last Vantrel Error Code: 9\n",
@@ -317,6 +352,31 @@ CHILD(environment) {
 }
 
 TEST(Environment, IsNeverReadTornWhileAnotherThreadWrites) { expectEnds("environment", 0); }
+
+#ifndef _WIN32
+CHILD(trusting) {
+  const char *value = nullptr;
+  ZutGetenv("VNHOME", &value);
+  std::puts(geteuid() == getuid() ? "plain" : value ? value : "unset");
+  std::fflush(stdout);
+  std::_Exit(0); // a sanitizer's checks at the exit may lack the rights
+}
+
+TEST(Environment, FamilyVariablesAreUnsetInAProcessWithMoreRightsThanItsUser) {
+  const TempDir directory;
+  fs::copy_file("/proc/self/exe", "setid");
+  const Environment trap = {{"VNHOME", "trap"}};
+  const auto run = [&] {
+    return runProgram(fs::absolute("setid").string(), {"--child", "trusting"}, trap);
+  };
+  EXPECT_EQ(run().out, "plain\n");
+  if (chown("setid", 65534, 65534) != 0 || chmod("setid", 04755) != 0 || run().out == "plain\n" ||
+      run().code == 127) {
+    GTEST_SKIP() << "no such process can be made here";
+  }
+  EXPECT_EQ(run().out, "unset\n");
+}
+#endif
 
 // --- Frames ---
 

@@ -1,8 +1,8 @@
 #include "support/child.h"
+#include "support/flag.h"
 
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <limits>
 #include <random>
 #include <thread>
@@ -38,10 +38,10 @@ public:
   void start(std::function<void()> work) {
     finish();
     work_ = std::move(work);
-    busy_ = true;
-    busy_.notify_all();
+    begun_.set(false);
+    busy_.set();
   }
-  void finish() { busy_.wait(true); }
+  void finish() { busy_.wait(false); }
   // Runs it to its end.
   template <class F>
   int get(F work) {
@@ -52,20 +52,21 @@ public:
   }
   // It has begun and does not end: long enough to call it blocked.
   bool isBlocked() {
+    begun_.wait();
     ZutSleep(0.04);
-    return busy_;
+    return busy_.get();
   }
 
 private:
   void run() {
     while (!end_) {
-      busy_.wait(false);
+      busy_.wait();
+      begun_.set();
       work_();
-      busy_ = false;
-      busy_.notify_all();
+      busy_.set(false);
     }
   }
-  std::atomic<bool> busy_{false};
+  Flag busy_, begun_;
   bool end_ = false;
   std::function<void()> work_;
   std::thread thread_;
@@ -216,8 +217,8 @@ TEST_F(RwMutex, UpgradeThatGivesUpLetsReadersIn) {
   reader.get([&] { return read(); });
   upgrader.get([&] { return read(); });
   int error = 0;
-  upgrader.start([&] { error = upgrade(0.15) ? 0 : ZutErrNumGet(); });
-  ZutSleep(0.04);
+  upgrader.start([&] { error = upgrade(0.5) ? 0 : ZutErrNumGet(); });
+  EXPECT_TRUE(upgrader.isBlocked());
   late.start([&] { read(); });
   EXPECT_TRUE(late.isBlocked());
   upgrader.finish();
@@ -237,11 +238,11 @@ TEST_F(RwMutex, UpgradeThatGivesUpDoesNotReadBesideAWriter) {
   first.get([&] { return read(); });
   second.get([&] { return read() && read(); });
   int error = 0;
-  first.start([&] { error = upgrade(0.05) ? 0 : ZutErrNumGet(); });
-  ZutSleep(0.02);
+  first.start([&] { error = upgrade(0.4) ? 0 : ZutErrNumGet(); });
+  EXPECT_TRUE(first.isBlocked());
   EXPECT_EQ(second.get([&] { return upgrade(1.0); }), 1);
   writer.start([&] { write(); });
-  ZutSleep(0.05); // the first one's timeout is over
+  ZutSleep(0.4); // the first one's timeout is over
   EXPECT_TRUE(first.isBlocked());
   EXPECT_TRUE(writer.isBlocked());
   EXPECT_EQ(second.get([&] { return unlock(); }), 1);
@@ -263,7 +264,7 @@ TEST_F(RwMutex, KeepsItsPromisesUnderLoad) {
   int64_t data = 0;
   int64_t writes = 0; // by all threads
   const auto check = [&](bool right) { wrong += right ? 0 : 1; };
-  std::latch begin(4);
+  std::atomic<int> waiting{4}; // for one another, to begin together
   const auto work = [&](uint32_t seed) {
     constexpr int steps = 20000;
     std::mt19937 random(seed);
@@ -301,7 +302,7 @@ TEST_F(RwMutex, KeepsItsPromisesUnderLoad) {
         check(ZutRwMutexUnlock(mutex) == 0);
       }
     };
-    begin.arrive_and_wait();
+    for (--waiting; waiting > 0;) std::this_thread::yield();
     for (int n = 0; n < steps || reading + writing > 0; ++n) {
       step(n < steps ? random() % 8 : 7);
       check(ZutRwMutexWriteLocked(mutex) == (writing > 0));

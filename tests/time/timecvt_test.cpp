@@ -140,6 +140,11 @@ CHILD(zone) {
   EXPECT_EQ(toTime("http", "w, 15 Jul 2012 10:00:00 GMT"), july);
   EXPECT_EQ(toTime("asctime", "w Jan 15 10:00:00 2012"), january - 3600);
   EXPECT_EQ(toTime("hms", "10:00:00"), july);
+  // Far from today: in the year 5000, and when the local day is the last one of 1969.
+  EXPECT_EQ(toText("hms", 95618847600.0), "10:00:00");
+  EXPECT_EQ(toText("hms", 95634482400.0), "10:00:00");
+  ZutSetCurrentTime(3600.0);
+  EXPECT_EQ(toTime("hms", "23:00:00"), 4 * 3600);
 }
 
 TEST(TimeParse, BadTextsAreRefusedByName) {
@@ -209,8 +214,10 @@ static int32_t Z_CALL listNames(const char *name, ZutTimeCvt *converter, ZutWord
 
 TEST(TimeConverters, RegistryIgnoresCaseAndTheCurrentOneMakesEveryText) {
   EXPECT_EQ(ZutTimeCvtCreate("HTTP", longText, anyTime, nullptr), nullptr);
+  ZutErrNumSet(28);
   ZutTimeCvt *mine = ZutTimeCvtCreate("MiNe", longText, anyTime, onDestroy);
   ASSERT_NE(mine, nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 28); // success leaves the number alone
   EXPECT_EQ(ZutTimeCvtLookup("mINE"), mine);
   EXPECT_EQ(ZutTimeCvtLookup("none"), nullptr);
   std::string names;

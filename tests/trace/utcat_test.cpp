@@ -147,11 +147,20 @@ TEST_F(CatalogTest, FollowsOptions) {
   ZutOptionSetStr(file, "a.cat");
   EXPECT_EQ(show(1), "b\n");
 
-  { // one that goes without unbinding is not followed into freed memory
-    const Catalog careless(nullptr);
-    ZutCatFilenameOptionBind(careless.handle, "cat_test_file");
+  // Those that go without unbinding are not followed into freed memory, whoever has it then.
+  std::vector<ZutCatalog *> careless(40);
+  for (ZutCatalog *&each : careless) {
+    each = ZutCatCreate(nullptr);
+    ZutCatFilenameOptionBind(each, "cat_test_file");
   }
+  for (ZutCatalog *each : careless) ZutCatDestroy(each);
+  for (ZutCatalog *&each : careless) each = ZutCatCreate(nullptr);
   ZutOptionSetStr(file, "b.cat");
+  const char *name = nullptr;
+  for (ZutCatalog *each : careless) {
+    EXPECT_EQ(ZutCatFilenameGet(each, &name), 0) << "nobody bound this one";
+    ZutCatDestroy(each);
+  }
   ZutOptionDestroy(file);
   ZutOptionDestroy(flags);
 }
@@ -164,14 +173,19 @@ TEST_F(CatalogTest, TextsMeetTheirArguments) {
   const std::string before = shipped;
   // 5065 is the library's own, with one text; 7000 and the rest are the program's.
   writeFile("wrong.cat", "ORL-WL-05065-I %n %s%s\nORL-WL-05056-I %-9s|\nORL-WL-07000-I %d %5.1f\n"
+                         "ORL-WL-05400-I %s\n"
                          "ORL-WL-07001-I %n\nORL-WL-07002-I %*d\nORL-WL-07003-I %999d\n"
-                         "ORL-WL-07004-I 100%\nORL-WL-07005-E 100%% %c\n");
+                         "ORL-WL-07004-I 100%\nORL-WL-07005-E 100%% %c\nORL-WL-05064-I 100%");
   for (const char *line : {"setopt catalog_file wrong.cat", "nosuchcommand", "unalias nosuch"}) {
     ZutCommandParseStr(line);
   }
   const std::string reports = output.take();
-  EXPECT_NE(reports.find("ORL-WL-05065-I %n %s%s\n"), std::string::npos) << reports;
+  EXPECT_NE(reports.find("ORL-WL-05065-I %n %s%s <nosuchcommand>\n"), std::string::npos) << reports;
   EXPECT_NE(reports.find("ORL-WL-05056-I nosuch   |\n"), std::string::npos) << reports;
+  ZutCommandParseStr("_debug_on 4711");
+  EXPECT_NE(output.take().find("ORL-WL-05400-I %s <4711> <255>\n"), std::string::npos);
+  ZutOutCat(1, 5064, "end");
+  EXPECT_EQ(output.take(), "ORL-WL-05064-I 100% <end>");
   ZutOutCat(1, 7000, 5, 2.25);
   for (int32_t number = 7001; number <= 7004; ++number) ZutOutCat(1, number, 1, 2);
   ZutOutCat(Z_TRACE_LEVEL_DEFAULT, 7005, 'c');
@@ -223,6 +237,14 @@ CHILD(repoint) {
       }
     });
   }
+  ZutOptionSetStr(ZutOptionCreate("cat_test_file", Z_OPTION_STR), "b.cat");
+  readers.emplace_back([&] {
+    while (!stop) {
+      const Catalog own("a.cat");
+      ZutCatFilenameOptionBind(own.handle, "cat_test_file");
+      ZutCatFilenameOptionUnbind(own.handle, "cat_test_file");
+    }
+  });
   for (int i = 0; i < 300; ++i) ZutCatFilenameSet(catalog.handle, i % 2 ? "a.cat" : "b.cat");
   stop = true;
   for (std::thread &reader : readers) reader.join();
