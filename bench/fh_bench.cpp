@@ -165,14 +165,16 @@ void dijkstra(benchmark::State &state) {
   }
 }
 
-const Row drain = Row("Fibonacci heap: fill and drain", "1e5")
-                      .ours(fillAndDrain<Ours>)
-                      .peer("boost::heap", fillAndDrain<Boost>);
-const Row mix = Row("Fibonacci heap: random mix", "1e4")
-                    .ours(randomMix<Ours>)
-                    .peer("boost::heap", randomMix<Boost>);
-const Row grid = Row("Fibonacci heap: shortest paths", "300 x 300 grid")
-                     .ours(dijkstra<Ours>)
-                     .peer("boost::heap", dijkstra<Boost>);
-
 } // namespace
+
+void addRows() {
+  Row("Fibonacci heap: fill and drain", "1e5")
+      .ours(fillAndDrain<Ours>)
+      .peer("boost::heap", fillAndDrain<Boost>);
+  Row("Fibonacci heap: random mix", "1e4")
+      .ours(randomMix<Ours>)
+      .peer("boost::heap", randomMix<Boost>);
+  Row("Fibonacci heap: shortest paths", "300 x 300 grid")
+      .ours(dijkstra<Ours>)
+      .peer("boost::heap", dijkstra<Boost>);
+}

@@ -58,8 +58,9 @@ void sortStd(benchmark::State &state) {
   }
 }
 
-const Row append =
-    Row("pointer array: append", "1e5").ours(appendOurs).peer("std::vector", appendVector);
-const Row sort = Row("pointer array: sort", "1e5").ours(sortOurs).peer("std::sort_heap", sortStd);
-
 } // namespace
+
+void addRows() {
+  Row("pointer array: append", "1e5").ours(appendOurs).peer("std::vector", appendVector);
+  Row("pointer array: sort", "1e5").ours(sortOurs).peer("std::sort_heap", sortStd);
+}

@@ -109,7 +109,7 @@ struct Kind {
 };
 
 // Registers both directions of a kind of text; the texts live as long as the program.
-int addRows(const Kind &kind) {
+void addRowsOf(const Kind &kind) {
   const auto *text = new std::string(textOf(kind.letter));
   const auto *units = new std::vector<uint16_t>(unitsOf(*text));
   Row("UTF-8 to UCS-2", kind.name)
@@ -118,10 +118,13 @@ int addRows(const Kind &kind) {
   Row("UCS-2 to UTF-8", kind.name)
       .ours([=](benchmark::State &state) { encodeOurs(state, *units); })
       .peer("ICU", [=](benchmark::State &state) { encodeIcu(state, *units); });
-  return 0;
 }
 
-const int rows = addRows({"ASCII", ascii}) + addRows({"Latin", latin}) +
-                 addRows({"Cyrillic", cyrillic}) + addRows({"CJK", cjk});
-
 } // namespace
+
+void addRows() {
+  addRowsOf({"ASCII", ascii});
+  addRowsOf({"Latin", latin});
+  addRowsOf({"Cyrillic", cyrillic});
+  addRowsOf({"CJK", cjk});
+}
