@@ -12,16 +12,21 @@
 
 namespace {
 
-constexpr int messages = 500;
+constexpr int messages = 5000; // half of what a catalog expects
 constexpr int firstNumber = 100001;
-constexpr const char *text = "The connection to node %s was closed after message number %ld.";
+
+// The texts of both catalogs: with their numbers, as the library prints them.
+std::string line(int message) {
+  return "BEN-CH-" + std::to_string(firstNumber + message) +
+         "-I The connection to node %s was closed after message number %ld.";
+}
 
 // Every seventh message, so that neighbours are not asked for in turn.
 int nextMessage(int &at) { return at = (at + 7) % messages; }
 
 const char *catalogFile(const char *name) {
   std::ofstream file(name);
-  for (int i = 0; i < messages; ++i) file << "BEN-CH-" << firstNumber + i << "-I " << text << '\n';
+  for (int i = 0; i < messages; ++i) file << line(i) << '\n';
   return name;
 }
 
@@ -29,7 +34,7 @@ nl_catd peerCatalog() {
   static const nl_catd catalog = [] {
     std::ofstream file("peer.msg");
     file << "$set 1\n";
-    for (int i = 1; i <= messages; ++i) file << i << ' ' << text << "\\n\n";
+    for (int i = 0; i < messages; ++i) file << i + 1 << ' ' << line(i) << "\\n\n";
     file.close();
     if (std::system("gencat ./peer.cat peer.msg") != 0) throw std::runtime_error("gencat failed");
     return catopen("./peer.cat", 0);

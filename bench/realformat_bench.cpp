@@ -89,26 +89,31 @@ std::vector<Word> numbers() {
 using Function = decltype(&ZutSwapReal4IeeeToDecF);
 
 template <class Word, Format From, Format To>
-void row(const char *name, Function function) {
+void addRow(const char *name, Function function) {
   static const std::vector<Word> source = numbers<Word, From>();
   constexpr int32_t input = From.kind == Format::ibm, output = To.kind == Format::ibm;
   const auto ours = [=](benchmark::State &state) {
-    std::vector<Word> target(values);
+    std::vector<Word> results(values);
+    const Word *from = source.data();
+    Word *to = results.data();
+    const Function call = function;
     for (auto _ : state) {
       for (size_t i = 0; i < values; ++i) {
-        target[i] = source[i];
-        function(&target[i], input, output);
+        to[i] = from[i];
+        call(&to[i], input, output);
       }
-      benchmark::DoNotOptimize(target.data());
+      benchmark::DoNotOptimize(to);
     }
   };
   const auto scalar = [](benchmark::State &state) {
-    std::vector<Word> target(values);
+    std::vector<Word> results(values);
+    const Word *from = source.data();
+    Word *to = results.data();
     for (auto _ : state) {
       for (size_t i = 0; i < values; ++i) {
-        target[i] = writeNumber<Word, To>(readNumber<Word, From>(source[i]));
+        to[i] = writeNumber<Word, To>(readNumber<Word, From>(from[i]));
       }
-      benchmark::DoNotOptimize(target.data());
+      benchmark::DoNotOptimize(to);
     }
   };
   Row("real number", name).ours(ours).peer("frexp, ldexp", scalar);
@@ -117,22 +122,22 @@ void row(const char *name, Function function) {
 } // namespace
 
 void addRows() {
-  row<uint32_t, ieee4, decF>("IEEE 4 to F", ZutSwapReal4IeeeToDecF);
-  row<uint32_t, decF, ieee4>("F to IEEE 4", ZutSwapReal4DecFToIeee);
-  row<uint32_t, ieee4, ibm4>("IEEE 4 to IBM", ZutSwapReal4IeeeToIbm370);
-  row<uint32_t, ibm4, ieee4>("IBM to IEEE 4", ZutSwapReal4Ibm370ToIeee);
-  row<uint32_t, decF, ibm4>("F to IBM", ZutSwapReal4DecFToIbm370);
-  row<uint32_t, ibm4, decF>("IBM to F", ZutSwapReal4Ibm370ToDecF);
-  row<uint64_t, ieee8, decD>("IEEE 8 to D", ZutSwapReal8IeeeToDecD);
-  row<uint64_t, ieee8, decG>("IEEE 8 to G", ZutSwapReal8IeeeToDecG);
-  row<uint64_t, decD, ieee8>("D to IEEE 8", ZutSwapReal8DecDToIeee);
-  row<uint64_t, decD, decG>("D to G", ZutSwapReal8DecDToDecG);
-  row<uint64_t, decG, ieee8>("G to IEEE 8", ZutSwapReal8DecGToIeee);
-  row<uint64_t, decG, decD>("G to D", ZutSwapReal8DecGToDecD);
-  row<uint64_t, ieee8, ibm8>("IEEE 8 to IBM", ZutSwapReal8IeeeToIbm370);
-  row<uint64_t, ibm8, ieee8>("IBM to IEEE 8", ZutSwapReal8Ibm370ToIeee);
-  row<uint64_t, decD, ibm8>("D to IBM", ZutSwapReal8DecDToIbm370);
-  row<uint64_t, ibm8, decD>("IBM to D", ZutSwapReal8Ibm370ToDecD);
-  row<uint64_t, decG, ibm8>("G to IBM", ZutSwapReal8DecGToIbm370);
-  row<uint64_t, ibm8, decG>("IBM to G", ZutSwapReal8Ibm370ToDecG);
+  addRow<uint32_t, ieee4, decF>("IEEE 4 to F", ZutSwapReal4IeeeToDecF);
+  addRow<uint32_t, decF, ieee4>("F to IEEE 4", ZutSwapReal4DecFToIeee);
+  addRow<uint32_t, ieee4, ibm4>("IEEE 4 to IBM", ZutSwapReal4IeeeToIbm370);
+  addRow<uint32_t, ibm4, ieee4>("IBM to IEEE 4", ZutSwapReal4Ibm370ToIeee);
+  addRow<uint32_t, decF, ibm4>("F to IBM", ZutSwapReal4DecFToIbm370);
+  addRow<uint32_t, ibm4, decF>("IBM to F", ZutSwapReal4Ibm370ToDecF);
+  addRow<uint64_t, ieee8, decD>("IEEE 8 to D", ZutSwapReal8IeeeToDecD);
+  addRow<uint64_t, ieee8, decG>("IEEE 8 to G", ZutSwapReal8IeeeToDecG);
+  addRow<uint64_t, decD, ieee8>("D to IEEE 8", ZutSwapReal8DecDToIeee);
+  addRow<uint64_t, decD, decG>("D to G", ZutSwapReal8DecDToDecG);
+  addRow<uint64_t, decG, ieee8>("G to IEEE 8", ZutSwapReal8DecGToIeee);
+  addRow<uint64_t, decG, decD>("G to D", ZutSwapReal8DecGToDecD);
+  addRow<uint64_t, ieee8, ibm8>("IEEE 8 to IBM", ZutSwapReal8IeeeToIbm370);
+  addRow<uint64_t, ibm8, ieee8>("IBM to IEEE 8", ZutSwapReal8Ibm370ToIeee);
+  addRow<uint64_t, decD, ibm8>("D to IBM", ZutSwapReal8DecDToIbm370);
+  addRow<uint64_t, ibm8, decD>("IBM to D", ZutSwapReal8Ibm370ToDecD);
+  addRow<uint64_t, decG, ibm8>("G to IBM", ZutSwapReal8DecGToIbm370);
+  addRow<uint64_t, ibm8, decG>("IBM to G", ZutSwapReal8Ibm370ToDecG);
 }

@@ -108,8 +108,8 @@ struct Kind {
   Letter letter;
 };
 
-// Registers both directions of a kind of text; the texts live as long as the program.
-void addRowsOf(const Kind &kind) {
+// Both directions; the texts live as long as the program.
+void addKind(const Kind &kind) {
   const auto *text = new std::string(textOf(kind.letter));
   const auto *units = new std::vector<uint16_t>(unitsOf(*text));
   Row("UTF-8 to UCS-2", kind.name)
@@ -123,8 +123,8 @@ void addRowsOf(const Kind &kind) {
 } // namespace
 
 void addRows() {
-  addRowsOf({"ASCII", ascii});
-  addRowsOf({"Latin", latin});
-  addRowsOf({"Cyrillic", cyrillic});
-  addRowsOf({"CJK", cjk});
+  addKind({"ASCII", ascii});
+  addKind({"Latin", latin});
+  addKind({"Cyrillic", cyrillic});
+  addKind({"CJK", cjk});
 }

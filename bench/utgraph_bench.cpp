@@ -138,7 +138,7 @@ auto pathsBoost(int vertices) {
   };
 }
 
-void addRowsOf(int vertices) {
+void addSize(int vertices) {
   const std::string size = std::to_string(vertices);
   Row("graph: shortest paths", size)
       .ours(pathsOurs(vertices))
@@ -153,5 +153,5 @@ void addRowsOf(int vertices) {
 } // namespace
 
 void addRows() {
-  for (const int vertices : {100, 2000, 20000}) addRowsOf(vertices);
+  for (int vertices : {100, 2000, 20000}) addSize(vertices);
 }

@@ -2457,6 +2457,11 @@ Z_EXPORT char *Z_CALL ZutBuildFileName(char *out, const char *directory, const c
                                        const char *extension);
 Z_EXPORT char *Z_CALL ZutBuildDirName(char *out, const char *directory, const char *subdirectory);
 
+/* Joins a name in the `size` bytes of `out`, also a directory's (without an extension).
+ * Errors   5, with an empty text in `out`, for a name that does not fit; 4 for a size below 1. */
+Z_EXPORT int32_t Z_CALL ZutBuildFileNameSized(char *out, int32_t size, const char *directory,
+                                              const char *base, const char *extension);
+
 /* A base name that the file system takes: the name itself when it is short (255 characters, or the
  * number in the environment variable VN_MAX_BASE_NAME) and of printable ASCII characters without
  * separators; else its hash, eight hexadecimal digits. A file in `directory` named by the hash with

@@ -84,11 +84,11 @@ def print_row(name, times, limit):
 
 
 def resident():
-    """Megabytes of the shell with everything initialised."""
-    shell = BUILD / "bin" / "zutsh"
-    process = subprocess.Popen([shell, "-n", "-c", ""], stdin=subprocess.DEVNULL)
-    _, _, usage = os.wait4(process.pid, 0)
-    return usage.ru_maxrss / 1024
+    """Most megabytes of the shell with everything initialised, told by a child of it."""
+    command = "sh grep VmHWM: /proc/$PPID/status"
+    told = subprocess.run([BUILD / "bin" / "zutsh", "-n", "-c", command], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, text=True).stdout
+    return int(re.search(r"VmHWM:\s+(\d+)", told).group(1)) / 1024
 
 
 def main():

@@ -100,7 +100,7 @@ char *utJoinNames(std::initializer_list<const char *> parts) {
   auto *joined = utNewArray<char>(static_cast<int64_t>(size), "file name");
   char *end = joined;
   for (const char *part : parts) {
-    if (end != joined) *end++ = utPlatSeparator;
+    if (end != joined && end[-1] != '/' && end[-1] != '\\') *end++ = utPlatSeparator;
     end = std::copy_n(part, std::strlen(part), end);
   }
   return joined;

@@ -44,7 +44,8 @@ extern JumpPoint utJumpPoint;
 // The ending that a jump to the fatal-error point stands for: a message, then exit code 2.
 void utEndAfterReport();
 
-// The parts with the platform's separator between them. A copy to free with Z_FREE.
+// The parts with the platform's separator where there is none between them. A copy to free with
+// Z_FREE.
 char *utJoinNames(std::initializer_list<const char *> parts);
 // The directory of the library's own file. A copy to free with Z_FREE; null when it cannot be told.
 char *utLibraryDir();

@@ -84,6 +84,19 @@ char *Z_CALL ZutBuildDirName(char *out, const char *directory, const char *subdi
   return join(out, partsOf(directory, subdirectory, nullptr));
 }
 
+int32_t Z_CALL ZutBuildFileNameSized(char *out, int32_t size, const char *directory,
+                                     const char *base, const char *extension) {
+  if (!out || !base) return utFail(Err::nullPointer);
+  if (size < 1) return utFail(Err::tooSmall);
+  const NameParts parts = partsOf(directory, base, extension);
+  if (parts.length() < static_cast<size_t>(size)) {
+    join(out, parts);
+    return 1;
+  }
+  out[0] = 0;
+  return utFail(Err::tooLarge);
+}
+
 int32_t Z_CALL ZutHasExtension(const char *name, const char *extension) {
   if (!name || !extension) return utFail(Err::nullPointer);
   const std::string_view whole = name;

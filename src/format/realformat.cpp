@@ -30,8 +30,8 @@ constexpr Word reversed(Word word) {
 // Exchanges the 16-bit halves, or the four quarters end for end.
 constexpr uint32_t wordsTurned(uint32_t word) { return std::rotl(word, 16); }
 constexpr uint64_t wordsTurned(uint64_t word) {
-  word = std::rotl(word, 32);
-  return (word & 0xffff0000ffff0000u) >> 16 | (word & 0x0000ffff0000ffffu) << 16;
+  return uint64_t{wordsTurned(static_cast<uint32_t>(word))} << 32 |
+         wordsTurned(static_cast<uint32_t>(word >> 32));
 }
 
 template <class Word>
@@ -63,18 +63,11 @@ constexpr uint32_t fraction24 = 0x00ffffffu;
 constexpr uint64_t sign64 = uint64_t{1} << 63;
 constexpr uint64_t fraction52 = (uint64_t{1} << 52) - 1;
 constexpr uint64_t fraction55 = (uint64_t{1} << 55) - 1;
-constexpr uint64_t fraction56 = (uint64_t{1} << 56) - 1;
-
-// Positive and negative zero.
-constexpr bool isZero(uint32_t word) { return (word & ~sign32) == 0; }
-constexpr bool isZero(uint64_t word) { return (word & ~sign64) == 0; }
 
 // What a conversion makes, and the message about an exponent that did not fit, if any.
 template <class Word>
 struct Made {
   constexpr Made(Word made) : word(made) {}
-  constexpr Made(Word made, Msg message, int32_t given)
-      : word(made), told(message), exponent(given) {}
 
   Word word;
   Msg told = Msg{};
@@ -83,7 +76,19 @@ struct Made {
 using Made4 = Made<uint32_t>;
 using Made8 = Made<uint64_t>;
 
+// Where the leading one stands in the first hexadecimal digit of an IBM fraction. When that is 0,
+// the fraction is not normalised and stays where it is.
+struct Lead {
+  int8_t shift; // what brings it to the digit's top
+  int8_t less;  // what it and the hidden bit take from the exponent
+};
+constexpr Lead leads[16] = {{0, 0}, {3, 4}, {2, 3}, {2, 3}, {1, 2}, {1, 2}, {1, 2}, {1, 2},
+                            {0, 1}, {0, 1}, {0, 1}, {0, 1}, {0, 1}, {0, 1}, {0, 1}, {0, 1}};
+
 // --- 4 bytes ---
+
+// Positive and negative zero.
+constexpr bool isZero(uint32_t word) { return (word & ~sign32) == 0; }
 
 // The hidden bit stands before the point in IEEE and behind it in DEC F, and the biases differ by
 // one: two steps of the exponent. They are made on the byte of the sign and the upper exponent
@@ -103,128 +108,148 @@ constexpr Made4 ieee4ToIbm4(uint32_t word) {
   return (word & sign32) | ((exponent + 2 + shift) / 4 + 32) << 24 | fraction >> shift;
 }
 
-// Where the leading one stands in the first hexadecimal digit of a fraction at the top of its word:
-// that many places below the digit's top. None when the digit is 0, an unnormalised fraction, which
-// stays where it is.
-struct Lead {
-  int32_t shift; // what brings it to the top
-  int32_t less;  // what that takes from the exponent
-};
-
-template <class Word>
-constexpr Lead leadOf(Word top) {
-  const int32_t zeros = std::countl_zero(static_cast<Word>(top | 1));
-  return zeros < 4 ? Lead{zeros, zeros + 1} : Lead{0, 0};
-}
-
 // IEEE single holds fewer exponents than IBM single: they are clamped to 33..96, and the result's
 // to 1..254, so that it stays finite and is not zero.
 constexpr Made4 ibm4ToIeee4(uint32_t word) {
-  if (word == 0) return 0;
-  const auto exponent = static_cast<int32_t>(word >> 24 & 0x7f);
-  const Msg told = exponent < 33 ? Msg::realUnderflow : exponent > 96 ? Msg::realOverflow : Msg{};
+  Made4 made = 0;
+  if (word == 0) return made;
+  auto exponent = static_cast<int32_t>(word >> 24 & 0x7f);
+  if (exponent < 33) [[unlikely]] {
+    made.told = Msg::realUnderflow;
+    exponent = 33;
+  } else if (exponent > 96) [[unlikely]] {
+    made.told = Msg::realOverflow;
+    exponent = 96;
+  }
   const uint32_t fraction = word & fraction24;
-  const Lead lead = leadOf(fraction << 8);
-  const int32_t biased = std::clamp(4 * std::clamp(exponent, 33, 96) - 129 - lead.less, 1, 254);
-  const uint32_t made = (word & sign32) | static_cast<uint32_t>(biased) << 23 |
-                        ((fraction << lead.shift) & fraction23);
-  return {made, told, 0};
+  const Lead lead = leads[fraction >> 20];
+  const auto biased = static_cast<uint32_t>(std::clamp(4 * exponent - 129 - lead.less, 1, 254));
+  made.word = (word & sign32) | biased << 23 | ((fraction << lead.shift) & fraction23);
+  return made;
 }
 
 constexpr Made4 decFToIbm4(uint32_t word) { return ieee4ToIbm4(decFToIeee4(word).word); }
 
 constexpr Made4 ibm4ToDecF(uint32_t word) {
-  const Made4 ieee = ibm4ToIeee4(word);
-  return {ieee4ToDecF(ieee.word).word, ieee.told, 0};
+  Made4 made = ibm4ToIeee4(word);
+  made.word = ieee4ToDecF(made.word).word;
+  return made;
 }
 
 // --- 8 bytes ---
 
-// Of IEEE and DEC G.
+// An IEEE double taken apart. Between other formats numbers go through this form.
+struct Double {
+  uint64_t sign;    // in its place
+  int32_t exponent; // biased, 11 bits
+  uint64_t fraction;
+
+  constexpr bool isZero() const { return (static_cast<uint64_t>(exponent) | fraction) == 0; }
+};
+
+// Of IEEE and DEC G, and of DEC D. What is outside of the field wraps around. Kept: only the upper
+// ends are clamped before.
 constexpr int32_t exponent11(uint64_t word) { return static_cast<int32_t>(word >> 52 & 0x7ff); }
-// Of DEC D.
 constexpr int32_t exponent8(uint64_t word) { return static_cast<int32_t>(word >> 55 & 0xff); }
-
-// Exponents outside their field wrap around. Kept: only the upper ends are clamped before.
-constexpr uint64_t withExponent11(uint64_t word, int32_t exponent, uint64_t fraction) {
-  return (word & sign64) | static_cast<uint64_t>(exponent & 0x7ff) << 52 | fraction;
+constexpr uint64_t inField11(int32_t exponent) {
+  return static_cast<uint64_t>(exponent & 0x7ff) << 52;
 }
-constexpr uint64_t withExponent8(uint64_t word, int32_t exponent, uint64_t fraction) {
-  return (word & sign64) | static_cast<uint64_t>(exponent & 0xff) << 55 | fraction;
+constexpr uint64_t inField8(int32_t exponent) {
+  return static_cast<uint64_t>(exponent & 0xff) << 55;
 }
 
-// To the narrower format, whose largest exponent takes the place of a larger one.
-constexpr Made8 narrowed(uint64_t made, Msg message, int32_t exponent, int32_t largest) {
-  return {made, exponent > largest ? message : Msg{}, exponent};
-}
-
-constexpr Made8 ieee8ToDecD(uint64_t word) {
-  if (isZero(word)) return 0;
-  const int32_t exponent = exponent11(word) - 1023;
-  return narrowed(withExponent8(word, std::min(exponent, 126) + 129, (word & fraction52) << 3),
-                  Msg::realTooLarge, exponent, 126);
-}
-
-constexpr Made8 ieee8ToDecG(uint64_t word) {
-  if (isZero(word)) return 0;
-  const int32_t exponent = exponent11(word) - 1023;
-  return narrowed(withExponent11(word, std::min(exponent, 1022) + 1025, word & fraction52),
-                  Msg::realTooLarge, exponent, 1022);
+constexpr Double fromIeee(uint64_t word) {
+  return {word & sign64, exponent11(word), word & fraction52};
 }
 
 // The difference of the exponents is formed as a signed byte, so an exponent of 0 with a fraction
 // comes out as 1150. Kept.
-constexpr Made8 decDToIeee8(uint64_t word) {
-  if (word == 0) return 0;
+constexpr Double fromDecD(uint64_t word) {
+  if (word == 0) return {};
   const int32_t exponent = static_cast<int8_t>(exponent8(word) + 127);
-  return withExponent11(word, exponent + 1023, (word & fraction55) >> 3);
+  return {word & sign64, exponent + 1023, (word & fraction55) >> 3};
 }
 
-constexpr Made8 decDToDecG(uint64_t word) {
-  if (word == 0) return 0;
-  return withExponent11(word, exponent8(word) - 128 + 1024, (word & fraction55) >> 3);
+constexpr Double fromDecG(uint64_t word) {
+  if (word == 0) return {};
+  return {word & sign64, (exponent11(word) - 2) & 0x7ff, word & fraction52};
 }
 
-constexpr Made8 decGToIeee8(uint64_t word) {
-  if (word == 0) return 0;
-  return withExponent11(word, exponent11(word) - 2, word & fraction52);
+// IEEE double holds every exponent of IBM double.
+constexpr Double fromIbm(uint64_t word) {
+  if (word == 0) return {};
+  const auto exponent = static_cast<int32_t>(word >> 56 & 0x7f);
+  const Lead lead = leads[word >> 52 & 0xf];
+  return {word & sign64, 4 * exponent - 256 + 1023 - lead.less,
+          ((word << lead.shift) & fraction55) >> 3};
 }
 
-constexpr Made8 decGToDecD(uint64_t word) {
-  if (word == 0) return 0;
-  const int32_t exponent = exponent11(word) - 1024;
-  return narrowed(withExponent8(word, std::min(exponent, 126) + 128, (word & fraction52) << 3),
-                  Msg::realTooLargeForD, exponent, 126);
+constexpr Made8 toIeee(const Double &number) {
+  return number.sign | inField11(number.exponent) | number.fraction;
+}
+
+// To a format whose largest exponent takes the place of a larger one.
+template <int32_t Largest, Msg Message>
+constexpr int32_t atMost(int32_t exponent, Made8 &made) {
+  if (exponent <= Largest) return exponent;
+  made.told = Message;
+  made.exponent = exponent;
+  return Largest;
+}
+
+constexpr Made8 toDecD(const Double &number) {
+  Made8 made = 0;
+  if (number.isZero()) return made;
+  const int32_t exponent = atMost<126, Msg::realTooLarge>(number.exponent - 1023, made);
+  made.word = number.sign | inField8(exponent + 129) | number.fraction << 3;
+  return made;
+}
+
+constexpr Made8 toDecG(const Double &number) {
+  Made8 made = 0;
+  if (number.isZero()) return made;
+  const int32_t exponent = atMost<1022, Msg::realTooLarge>(number.exponent - 1023, made);
+  made.word = number.sign | inField11(exponent + 1025) | number.fraction;
+  return made;
 }
 
 // The 53 bits stand at the top of the 56 and move right by 0..3, so none is lost. `aligned` is the
 // biased exponent that goes with the shift; 767..1275 is what the IBM exponent spans.
-constexpr Made8 ieee8ToIbm8(uint64_t word) {
-  if (isZero(word)) return 0;
-  const int32_t exponent = exponent11(word);
-  const int32_t shift = 3 - ((exponent + 1) & 3);
-  const int32_t aligned = exponent + shift + 1;
+constexpr Made8 toIbm(const Double &number) {
+  Made8 made = 0;
+  if (number.isZero()) return made;
+  const int32_t shift = 3 - ((number.exponent + 1) & 3);
+  const int32_t aligned = number.exponent + shift + 1;
   const int32_t kept = std::clamp(aligned, 767, 1275);
-  const auto power = static_cast<uint64_t>(((kept + 1) / 4 - 64) & 0x7f);
-  const uint64_t fraction = (word & fraction52) | (fraction52 + 1);
-  const uint64_t made = (word & sign64) | power << 56 | fraction << 3 >> shift;
-  return {made, kept != aligned ? Msg::realClamped : Msg{}, 0};
+  if (kept != aligned) made.told = Msg::realClamped;
+  const auto power = static_cast<uint64_t>((kept + 1) / 4 - 192);
+  made.word = number.sign | power << 56 | (number.fraction | (fraction52 + 1)) << 3 >> shift;
+  return made;
 }
 
-// IEEE double holds every exponent of IBM double.
-constexpr Made8 ibm8ToIeee8(uint64_t word) {
+constexpr Made8 ieee8ToDecD(uint64_t word) { return toDecD(fromIeee(word)); }
+constexpr Made8 ieee8ToDecG(uint64_t word) { return toDecG(fromIeee(word)); }
+constexpr Made8 ieee8ToIbm8(uint64_t word) { return toIbm(fromIeee(word)); }
+constexpr Made8 decDToIeee8(uint64_t word) { return toIeee(fromDecD(word)); }
+constexpr Made8 decGToIeee8(uint64_t word) { return toIeee(fromDecG(word)); }
+constexpr Made8 ibm8ToIeee8(uint64_t word) { return toIeee(fromIbm(word)); }
+constexpr Made8 decDToIbm8(uint64_t word) { return toIbm(fromDecD(word)); }
+constexpr Made8 decGToIbm8(uint64_t word) { return toIbm(fromDecG(word)); }
+constexpr Made8 ibm8ToDecD(uint64_t word) { return toDecD(fromIbm(word)); }
+constexpr Made8 ibm8ToDecG(uint64_t word) { return toDecG(fromIbm(word)); }
+
+constexpr Made8 decDToDecG(uint64_t word) {
   if (word == 0) return 0;
-  const auto exponent = static_cast<int32_t>(word >> 56 & 0x7f);
-  const uint64_t fraction = word & fraction56;
-  const Lead lead = leadOf(fraction << 8);
-  return withExponent11(word, 4 * exponent - 256 + 1023 - lead.less,
-                        ((fraction << lead.shift) & fraction55) >> 3);
+  return (word & sign64) | inField11(exponent8(word) - 128 + 1024) | (word & fraction55) >> 3;
 }
 
-constexpr Made8 decDToIbm8(uint64_t word) { return ieee8ToIbm8(decDToIeee8(word).word); }
-constexpr Made8 ibm8ToDecD(uint64_t word) { return ieee8ToDecD(ibm8ToIeee8(word).word); }
-constexpr Made8 decGToIbm8(uint64_t word) { return ieee8ToIbm8(decGToIeee8(word).word); }
-constexpr Made8 ibm8ToDecG(uint64_t word) { return ieee8ToDecG(ibm8ToIeee8(word).word); }
+constexpr Made8 decGToDecD(uint64_t word) {
+  Made8 made = 0;
+  if (word == 0) return made;
+  const int32_t exponent = atMost<126, Msg::realTooLargeForD>(exponent11(word) - 1024, made);
+  made.word = (word & sign64) | inField8(exponent + 128) | (word & fraction52) << 3;
+  return made;
+}
 
 // --- The edge ---
 

@@ -1,5 +1,5 @@
-// The list of loaded catalog files and the reading of one: read at a stroke, cut in place into
-// lines, each good one copied with its record into blocks that the file owns.
+// The list of loaded catalog files and the reading of one: cut in place into lines, each good one
+// copied with its record into blocks that the file owns.
 //
 // The process mutex guards the list and the counts and is held while a file is read, as the bad
 // lines are reported: frames that may report hold no object with a destructor.
@@ -32,7 +32,6 @@ using std::string_view;
 constexpr int32_t expectedMessages = 10000;
 constexpr size_t maxFileName = 255;
 constexpr int32_t blockSize = 32 * 1024;
-constexpr int32_t maxFileSize = 1 << 30;
 
 ZutDqNode *files = nullptr;
 
@@ -69,25 +68,30 @@ void freeFile(ZutCatalogFile *file) {
 // Cuts a text as strtok does: delimiters before a field are skipped, runs of them are one.
 class Fields {
 public:
-  explicit Fields(string_view text) : rest_(text) {}
+  explicit Fields(string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
   string_view next(char delimiter) {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(delimiter), rest_.size()));
-    const string_view field = rest_.substr(0, rest_.find(delimiter));
-    rest_.remove_prefix(std::min(field.size() + 1, rest_.size()));
+    while (at_ < end_ && *at_ == delimiter) ++at_;
+    const char *start = at_;
+    while (at_ < end_ && *at_ != delimiter) ++at_;
+    const string_view field(start, static_cast<size_t>(at_ - start));
+    if (at_ < end_) ++at_;
     return field;
   }
 
 private:
-  string_view rest_;
+  const char *at_;
+  const char *end_;
 };
 
 struct CatLine {
   string_view whole;
   string_view vendor, product, number, severity;
+  int32_t id;
+  uint32_t severityValue;
 };
 
 // What is wrong with a line: the format of the message that says so, or null.
-const char *parseLine(string_view whole, CatLine &line, ZutCatMsgKey &key) {
+const char *parseLine(string_view whole, CatLine &line) {
   Fields fields(whole);
   line.whole = whole;
   line.vendor = fields.next('-');
@@ -96,11 +100,11 @@ const char *parseLine(string_view whole, CatLine &line, ZutCatMsgKey &key) {
   line.severity = fields.next(' ');
   if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %s";
   // The number is read up to the delimiter behind it, which only a blank field would not stop.
-  key.id = std::all_of(line.number.begin(), line.number.end(), utIsSpace)
+  line.id = std::all_of(line.number.begin(), line.number.end(), utIsSpace)
                ? 0
                : utParseInt(line.number.data());
-  if (key.id == 0) return "ORL-WL-00000-W Invalid ID %s: %s";
-  if (!ZutCatSeverityStrToVal(line.severity[0], &key.severity)) {
+  if (line.id == 0) return "ORL-WL-00000-W Invalid ID %s: %s";
+  if (!ZutCatSeverityStrToVal(line.severity[0], &line.severityValue)) {
     return "ORL-WL-00000-W Invalid severity %s: %s";
   }
   return nullptr;
@@ -127,7 +131,7 @@ char *putText(char *&at, string_view text) {
 
 // The identifier's length is reckoned with one delimiter between the fields: more of them shift
 // what is taken for the identifier and the text. Kept.
-void keepLine(ZutCatalogFile *file, const CatLine &line, ZutCatMsgKey key) {
+void keepLine(ZutCatalogFile *file, const CatLine &line) {
   const size_t fields = line.vendor.size() + line.product.size();
   const size_t id = fields + line.number.size() + line.severity.size() + 3;
   constexpr size_t align = alignof(CatMessage);
@@ -135,6 +139,9 @@ void keepLine(ZutCatalogFile *file, const CatLine &line, ZutCatMsgKey key) {
   const auto size = static_cast<int32_t>((sizeof(CatMessage) + texts + align - 1) / align * align);
   char *start = takeBytes(file, size);
   char *at = start + sizeof(CatMessage);
+  ZutCatMsgKey key{};
+  key.id = line.id;
+  key.severity = line.severityValue;
   key.vendor = putText(at, line.vendor);
   key.product = putText(at, line.product);
   key.complete_id = putText(at, line.whole.substr(0, id));
@@ -151,57 +158,69 @@ void keepLine(ZutCatalogFile *file, const CatLine &line, ZutCatMsgKey key) {
 void takeLine(ZutCatalogFile *file, string_view whole) {
   if (whole.starts_with('#') || whole.starts_with('\n')) return;
   CatLine line;
-  ZutCatMsgKey key{};
-  const char *problem = parseLine(whole, line, key);
-  if (!problem) keepLine(file, line, key);
+  const char *problem = parseLine(whole, line);
+  if (!problem) keepLine(file, line);
   else ZutOut(problem, file->filename, whole.data());
 }
 
 // --- The whole file ---
 
-struct Bytes {
-  char *data; // with room for one more
-  int32_t size;
+// What has been read of a file and not been taken yet.
+struct Window {
+  FILE *stream;
+  char *at;
+  char *end;
+  bool ended;
+  char space[blockSize + 1];
 };
 
-// False when it cannot be read to its end.
-bool readStream(FILE *stream, Bytes &bytes) {
-  int32_t room = blockSize;
-  bytes = {static_cast<char *>(Z_MALLOC(room + 1, "catalog_text")), 0};
-  for (;;) {
-    const auto count = std::fread(bytes.data + bytes.size, 1, static_cast<size_t>(room - bytes.size),
-                                  stream);
-    bytes.size += static_cast<int32_t>(count);
-    if (bytes.size < room) return !std::ferror(stream);
-    if (room >= maxFileSize) return false;
-    room *= 2;
-    bytes.data = static_cast<char *>(Z_REALLOC(bytes.data, room + 1, "catalog_text"));
-  }
-}
-
-// Where the runtime does not do it, the carriage return before a line's end goes.
-void dropReturns(Bytes &bytes) {
-  char *end = bytes.data + bytes.size;
-  char *to = std::search(bytes.data, end, "\r\n", "\r\n" + 2);
+// Where the runtime does not do it, the carriage return before a line's end goes. Gives the new end.
+char *dropReturns(char *at, char *end) {
+  auto *to = static_cast<char *>(std::memchr(at, '\r', static_cast<size_t>(end - at)));
+  if (!to) return end;
   for (char *from = to; from < end; ++from) {
     if (*from != '\r' || from + 1 == end || from[1] != '\n') *to++ = *from;
   }
-  bytes.size = static_cast<int32_t>(to - bytes.data);
+  return to;
+}
+
+void readOn(Window &window) {
+  const auto rest = static_cast<size_t>(window.end - window.at);
+  std::memmove(window.space, window.at, rest);
+  const size_t count = std::fread(window.space + rest, 1, blockSize - rest, window.stream);
+  window.ended = count == 0;
+  window.at = window.space;
+  window.end = dropReturns(window.space, window.space + rest + count);
 }
 
 // Each piece is terminated in place while it is looked at; a NUL in it ends it for the parser.
-void takeLines(ZutCatalogFile *file, const Bytes &bytes) {
-  char *end = bytes.data + bytes.size;
-  for (char *at = bytes.data; at < end;) {
-    const size_t most = std::min(static_cast<size_t>(end - at), utCatMaxLine);
+void takeLines(ZutCatalogFile *file, Window &window) {
+  for (;;) {
+    // One character more: a carriage return at the end is not understood before the next one.
+    if (!window.ended && window.end - window.at <= static_cast<ptrdiff_t>(utCatMaxLine))
+      readOn(window);
+    if (window.at == window.end) return;
+    char *at = window.at;
+    const size_t most = std::min(static_cast<size_t>(window.end - at), utCatMaxLine);
     const auto *newline = static_cast<const char *>(std::memchr(at, '\n', most));
     char *next = newline ? at + (newline - at) + 1 : at + most;
     const char after = *next;
     *next = 0;
     takeLine(file, at);
     *next = after;
-    at = next;
+    window.at = next;
   }
+}
+
+// False when it cannot be read to its end.
+bool readLines(ZutCatalogFile *file, FILE *stream) {
+  auto *window = static_cast<Window *>(Z_MALLOC(sizeof(Window), "catalog_text"));
+  window->stream = stream;
+  window->at = window->end = window->space;
+  window->ended = false;
+  takeLines(file, *window);
+  Z_FREE(window, "catalog_text");
+  return !std::ferror(stream);
 }
 
 ZutCatalogFile *readFile(const char *filename) {
@@ -281,16 +300,9 @@ int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file) {
   }
   file->present = 1;
   FILE *stream = ZutFOpen(file->filename, "rb");
-  Bytes bytes{};
-  const bool read = stream && readStream(stream, bytes);
+  const bool read = stream && readLines(file, stream);
   if (stream) std::fclose(stream);
-  if (read) {
-    dropReturns(bytes);
-    takeLines(file, bytes);
-  } else {
-    ZutVerbose("ORL-WL-00000-W File %s exists, but unable to open.\n", file->filename);
-  }
-  Z_FREE(bytes.data, "catalog_text");
+  if (!read) ZutVerbose("ORL-WL-00000-W File %s exists, but unable to open.\n", file->filename);
   return read;
 }
 

@@ -98,4 +98,17 @@ TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
   EXPECT_EQ(changed.out.find("Corrupt"), changed.out.rfind("Corrupt")) << "read once";
 }
 
+// With all options made and the catalog loaded. Where the system tells; sanitizers need more.
+TEST_F(Shell, StaysBelowEightMegabytes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer's own memory counts";
+#endif
+  const bool told = fs::path::preferred_separator == '/' && fs::exists("/proc/self/status");
+  if (!told) GTEST_SKIP() << "the system does not tell";
+  const Result result = run({"-n", "-c", "sh grep VmHWM: /proc/$PPID/status"});
+  const size_t place = result.out.rfind("VmHWM:"); // behind the echo of the command
+  ASSERT_NE(place, std::string::npos) << result.out;
+  EXPECT_LT(std::stol(result.out.substr(place + 6)), 8 * 1024) << "kB";
+}
+
 } // namespace

@@ -59,6 +59,12 @@ Paths scan(const Vertices &vertices, ZutGraphVertex *origin, bool weighted) {
   return paths;
 }
 
+// The error number of a result that is null or 0; -1 for any other.
+template <class T>
+int32_t failure(T result) {
+  return result ? -1 : ZutErrNumGet();
+}
+
 class Graph : public testing::Test {
 protected:
   Graph() { ZutErrNumSet(0); }
@@ -72,11 +78,6 @@ protected:
   }
   ZutGraphEdge *pair(ZutGraphVertex *a, ZutGraphVertex *b, int32_t weight = 1) {
     return ZutGraphEdgeUndirectedAdd(graph, a, b, 1, 2, weight);
-  }
-  int32_t error() {
-    const int32_t number = ZutErrNumGet();
-    ZutErrNumSet(0);
-    return number;
   }
   ZutGraph *graph = ZutGraphCreate();
 };
@@ -172,79 +173,46 @@ TEST(GraphPaths, AreThoseOfTheLinearScan) {
   }
 }
 
-TEST_F(Graph, FindsDistancesPredecessorsAndFirstHops) {
-  ZutGraphVertex *a = vertex("a"), *b = vertex("b"), *c = vertex("c"), *d = vertex("d"),
-                 *alone = vertex("alone");
-  edge(a, b, 100), edge(b, c, 100), edge(c, d, 100);
-  ASSERT_EQ(ZutGraphSetShortPath(graph, a), 1);
-  EXPECT_EQ(d->distance, 300);
-  EXPECT_EQ(d->path_predecessor, c);
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, d), b);
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, a), nullptr);
-  EXPECT_EQ(alone->distance, Z_GRAPH_INFINITE);
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, alone), nullptr);
-  EXPECT_EQ(error(), 0);
-  int32_t flag = 1;
-  EXPECT_EQ(ZutGraphSetWeightedEdges(graph, 0), 1);
-  EXPECT_EQ(ZutGraphGetWeightedEdges(graph, &flag) + flag, 1);
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, d), b) << "what was computed stays";
-  ZutGraphSetShortPath(graph, a);
-  EXPECT_EQ(d->distance, 3);
-  for (int change = 0; change < 4; ++change) { // each makes the computation stale
-    ZutGraphSetShortPath(graph, a);
-    if (change == 0) vertex("e");
-    if (change == 1) edge(a, alone);
-    if (change == 2) ZutGraphEdgeRemove(graph, a->edges);
-    if (change == 3) ZutGraphVertexRemove(graph, alone);
-    EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, d), nullptr);
-    EXPECT_EQ(error(), 12) << change;
-  }
-  EXPECT_EQ(d->first_hop, nullptr) << "removing a vertex forgets the paths";
-}
-
-TEST_F(Graph, KeepsSumsWithin32Bits) {
-  ZutGraphVertex *a = vertex("a"), *b = vertex("b"), *c = vertex("c"), *d = vertex("d");
-  edge(a, b, INT32_MIN), edge(b, c, INT32_MIN), edge(c, a, -1), edge(a, d, INT32_MAX);
+TEST_F(Graph, KeepsPathsUntilTheNextChange) {
+  ZutGraphVertex *a = vertex("a");
   EXPECT_EQ(ZutGraphSetShortPath(graph, a), 1);
-  EXPECT_EQ(c->distance, INT32_MIN);
-  EXPECT_EQ(d->distance, Z_GRAPH_INFINITE);
+  EXPECT_EQ(failure(ZutGraphGetFirstHopVertex(graph, a)), 12) << "no computation for one vertex";
+  ZutGraphVertex *b = vertex("b"), *c = vertex("c"), *d = vertex("d");
+  edge(a, b, INT32_MIN), edge(b, c, INT32_MIN), edge(c, a, -1), edge(a, d, INT32_MAX);
+  for (int change = 0; change < 4; ++change) {
+    ZutErrNumSet(0);
+    ASSERT_EQ(ZutGraphSetShortPath(graph, a), 1);
+    EXPECT_EQ(c->distance, INT32_MIN) << "sums stay within 32 bits";
+    ZutGraphSetWeightedEdges(graph, 0); // no such change
+    EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, c), b);
+    EXPECT_EQ(failure(ZutGraphGetFirstHopVertex(graph, a)), 0);
+    ZutGraphSetWeightedEdges(graph, 1);
+    if (change == 0) vertex("e");
+    if (change == 1) edge(c, d);
+    if (change == 2) ZutGraphEdgeRemove(graph, c->edges);
+    if (change == 3) ZutGraphVertexRemove(graph, d);
+    EXPECT_EQ(failure(ZutGraphGetFirstHopVertex(graph, c)), 12) << change;
+  }
+  EXPECT_EQ(c->first_hop, nullptr) << "removing a vertex forgets the paths";
 }
 
 TEST_F(Graph, RefusesWhatItCannotDo) {
-  ZutGraphVertex *a = vertex("a");
-  EXPECT_EQ(ZutGraphSetShortPath(graph, a), 1);
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, a), nullptr);
-  EXPECT_EQ(error(), 12) << "no computation for one vertex";
-  ZutGraphVertex *b = vertex("b");
-  EXPECT_EQ(vertex(a->name), nullptr);
-  EXPECT_EQ(error(), 6);
+  ZutGraphVertex *a = vertex("a"), *b = vertex("b");
   ZutGraphEdge *first = edge(a, b, 5);
-  EXPECT_EQ(edge(a, b, 7), nullptr);
-  EXPECT_EQ(error(), 6);
-  EXPECT_EQ(a->edges, first);
-  EXPECT_EQ(pair(b, a), nullptr) << "the second half fails, the first goes again";
-  EXPECT_EQ(error(), 6);
-  EXPECT_EQ(b->edges, nullptr);
-  EXPECT_EQ(ZutGraphVertexLookup(graph, "none"), nullptr);
-  EXPECT_EQ(ZutGraphEdgeLookup(graph, b, a), nullptr);
-  EXPECT_EQ(error(), 0);
-  EXPECT_EQ(ZutGraphEdgeUndirectedRemove(graph, first), 0);
-  EXPECT_EQ(error(), 7);
-  EXPECT_EQ(ZutGraphSetWeightedEdges(graph, 2), 0);
-  EXPECT_EQ(error(), 7);
+  EXPECT_EQ(failure(ZutGraphVertexLookup(graph, "none")), 0);
+  EXPECT_EQ(failure(ZutGraphEdgeLookup(graph, b, a)), 0);
+  EXPECT_EQ(failure(vertex(a->name)), 6);
+  EXPECT_EQ(failure(edge(a, b, 7)), 6);
+  EXPECT_EQ(failure(pair(b, a)), 6);
+  EXPECT_TRUE(a->edges == first && !b->edges) << "without its second half the first goes again";
+  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, first)), 7);
+  EXPECT_EQ(failure(ZutGraphSetWeightedEdges(graph, 2)), 7);
+  EXPECT_EQ(failure(edge(a, nullptr)), 3);
   ZutGraph *other = ZutGraphCreate();
-  EXPECT_EQ(ZutGraphSetShortPath(other, a), 0);
-  EXPECT_EQ(error(), 12);
-  ZutGraphVertex *foreign = ZutGraphVertexAdd(other, "foreign");
-  EXPECT_EQ(edge(a, foreign), nullptr);
-  EXPECT_EQ(error(), 8);
-  EXPECT_EQ(ZutGraphEdgeRemove(other, first), 0);
-  EXPECT_EQ(error(), 8);
+  EXPECT_EQ(failure(ZutGraphSetShortPath(other, a)), 12);
+  EXPECT_EQ(failure(edge(a, ZutGraphVertexAdd(other, "foreign"))), 8);
+  EXPECT_EQ(failure(ZutGraphEdgeRemove(other, first)), 8);
   ZutGraphDestroy(other);
-  EXPECT_EQ(ZutGraphVertexAdd(nullptr, "x"), nullptr);
-  EXPECT_EQ(error(), 3);
-  EXPECT_EQ(edge(a, nullptr), nullptr);
-  EXPECT_EQ(error(), 3);
 }
 
 TEST_F(Graph, NeverFollowsThePairOfARemovedEdge) {
@@ -252,10 +220,9 @@ TEST_F(Graph, NeverFollowsThePairOfARemovedEdge) {
   ZutGraphEdge *ab = pair(a, b), *ba = ab->reverse;
   EXPECT_TRUE(ba->reverse == ab && ab->data == 1 && ba->data == 2);
   ZutGraphEdgeRemove(graph, ab);
-  EXPECT_EQ(ZutGraphEdgeUndirectedRemove(graph, ba), 0);
-  EXPECT_EQ(error(), 7);
+  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, ba)), 7);
   edge(a, b); // perhaps in the place of the removed one
-  EXPECT_EQ(ZutGraphEdgeUndirectedRemove(graph, ba), 0);
+  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, ba)), 7);
   EXPECT_EQ(ZutGraphVertexRemove(graph, b), 1);
   EXPECT_EQ(a->edges, nullptr);
 }
@@ -288,11 +255,6 @@ TEST_F(Graph, DumpsItself) {
                   "\n*** Vertex |a| *** \ndistance = 0 \nperm = 1 \n"
                   "path_predecessor = 0 \nfirst hop = 0 \n** edge <a,b>weight = 5 \n"
                   "\nZutGraphDump: Done.\n*************************************\n\n");
-  ZutGraphVertexRemove(graph, b);
-  text.clear();
-  ZutGraphDump(graph, print);
-  EXPECT_NE(text.find("Vertex count = 1 \nVertex add count = 2 \n"), std::string::npos);
-  EXPECT_NE(text.find("Origin vertex  = 0 \n"), std::string::npos);
 }
 
 // A star, whose every step would be long if look-ups or removals walked its edges.
@@ -341,8 +303,7 @@ void Z_CALL react(void *, void *callData, ZutWord word) {
 class GraphNotices : public Graph {
 protected:
   GraphNotices() {
-    EXPECT_EQ(ZutGraphChangeCbLookup(graph, record, 0), nullptr);
-    EXPECT_EQ(error(), 8);
+    EXPECT_EQ(failure(ZutGraphChangeCbLookup(graph, record, 0)), 8);
     recorder = ZutGraphChangeCbCreate(graph, record, 0);
     ZutGraphChangeCbCreate(graph, react, reinterpret_cast<ZutWord>(&reaction));
     ZutGraphChangeCbCreate(graph, record, 1);
@@ -370,8 +331,8 @@ TEST_F(GraphNotices, TellEachChangeInOrder) {
   EXPECT_EQ(told(), " -dd -db -cd -ad -d");
   ZutGraphEdgeUndirectedRemove(graph, ZutGraphEdgeLookup(graph, b, a));
   EXPECT_EQ(told(), " -ab -ba");
-  EXPECT_EQ(pair(c, b), nullptr);
-  EXPECT_EQ(told(), " +cb -cb") << "the second half was there";
+  EXPECT_EQ(failure(pair(c, b)), 6) << "the second half was there";
+  EXPECT_EQ(told(), " +cb -cb");
   ZutGraph *other = ZutGraphCreate();
   ZutGraphVertexAdd(other, "x");
   ZutGraphDestroy(other);
@@ -383,59 +344,45 @@ TEST_F(GraphNotices, TellEachChangeInOrder) {
 
 TEST_F(GraphNotices, MayRemoveWhatTheyAreToldOf) {
   at("+d", [&](auto &data) { EXPECT_EQ(ZutGraphVertexRemove(graph, data.vertex), 1); });
-  EXPECT_EQ(vertex("d"), nullptr);
-  EXPECT_EQ(error(), 8);
+  EXPECT_EQ(failure(vertex("d")), 8);
   EXPECT_EQ(told(), " +d -d");
   EXPECT_EQ(later, " -d +d") << "the change within the notice first, and its record is still there";
-  at("+cb", [&](auto &data) { ZutGraphEdgeRemove(graph, data.edge); });
-  EXPECT_EQ(edge(c, b), nullptr);
-  EXPECT_EQ(error(), 8);
   ZutGraphVertex *d = vertex("d");
   for (const char *half : {"+db", "+bd"}) {
     for (const bool other : {false, true}) {
       at(half, [&](auto &data) {
-        ZutGraphEdge *edge = other ? ZutGraphEdgeLookup(graph, d, b) : data.edge;
-        ZutGraphEdgeRemove(graph, edge);
+        ZutGraphEdgeRemove(graph, other ? ZutGraphEdgeLookup(graph, d, b) : data.edge);
       });
-      EXPECT_EQ(pair(d, b), nullptr) << half;
-      EXPECT_EQ(error(), 8);
-      EXPECT_EQ(d->edges, nullptr);
-      EXPECT_EQ(ZutGraphEdgeLookup(graph, b, d), nullptr);
+      ZutErrNumSet(0);
+      EXPECT_EQ(failure(pair(d, b)), 8) << half;
+      EXPECT_TRUE(!d->edges && !ZutGraphEdgeLookup(graph, b, d));
     }
   }
   at("+da", [&](auto &) { ZutGraphVertexRemove(graph, d); });
-  EXPECT_EQ(edge(d, a), nullptr);
+  EXPECT_EQ(failure(edge(d, a)), 8);
   EXPECT_EQ(ZutGraphVertexLookup(graph, "d"), nullptr);
 }
 
 TEST_F(GraphNotices, MayChangeTheGraphWhileSomethingGoes) {
   at("-ab", [&](auto &data) {
-    EXPECT_EQ(ZutGraphEdgeRemove(graph, data.edge), 0);
-    EXPECT_EQ(error(), 8);
+    EXPECT_EQ(failure(ZutGraphEdgeRemove(graph, data.edge)), 8);
     ZutGraphEdgeRemove(graph, ZutGraphEdgeLookup(graph, b, a));
   });
-  EXPECT_EQ(ZutGraphEdgeUndirectedRemove(graph, ZutGraphEdgeLookup(graph, b, a)), 0);
-  EXPECT_EQ(error(), 8);
+  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, ZutGraphEdgeLookup(graph, b, a))), 8);
   EXPECT_EQ(told(), " -ab -ba");
   at("-ca", [&](auto &) { // while c goes
-    EXPECT_EQ(edge(a, c), nullptr);
-    EXPECT_EQ(error(), 8);
-    EXPECT_EQ(ZutGraphVertexRemove(graph, c), 0);
-    EXPECT_EQ(error(), 8);
-    EXPECT_EQ(ZutGraphDestroy(graph), 0);
-    EXPECT_EQ(error(), 32);
+    EXPECT_EQ(failure(edge(a, c)), 8);
+    EXPECT_EQ(failure(ZutGraphVertexRemove(graph, c)), 8);
+    EXPECT_EQ(failure(ZutGraphDestroy(graph)), 32);
     EXPECT_EQ(ZutGraphVertexRemove(graph, b), 1);
     vertex("e");
     EXPECT_EQ(ZutGraphSetShortPath(graph, c), 1);
   });
   EXPECT_EQ(ZutGraphVertexRemove(graph, c), 1);
   EXPECT_EQ(told(), " -ac -ca -bc -b +e -c");
-  EXPECT_EQ(ZutGraphGetFirstHopVertex(graph, a), nullptr);
-  EXPECT_EQ(error(), 12);
-  EXPECT_EQ(verticesOf(a).size(), 2U);
+  EXPECT_EQ(failure(ZutGraphGetFirstHopVertex(graph, a)), 12);
   at("-a", [&](auto &data) {
-    EXPECT_EQ(edge(data.vertex, ZutGraphVertexLookup(graph, "e")), nullptr);
-    EXPECT_EQ(error(), 8);
+    EXPECT_EQ(failure(edge(data.vertex, ZutGraphVertexLookup(graph, "e"))), 8);
     ZutCbDestroy(recorder);
     ZutCbDestroy(data.cb);
     EXPECT_NE(vertex(data.vertex->name), nullptr) << "a new one of that name";
@@ -458,10 +405,8 @@ TEST_F(GraphNotices, MayRemoveEdgesOfAVertexThatGoes) {
 
 TEST_F(GraphNotices, MayNotAddToAGraphThatGoes) {
   at("-c", [&](auto &) {
-    EXPECT_EQ(vertex("late"), nullptr);
-    EXPECT_EQ(error(), 32);
-    EXPECT_EQ(edge(a, b), nullptr);
-    EXPECT_EQ(error(), 32);
+    EXPECT_EQ(failure(vertex("late")), 32);
+    EXPECT_EQ(failure(edge(a, b)), 32);
     EXPECT_EQ(ZutGraphVertexRemove(graph, a), 1);
   });
   EXPECT_EQ(ZutGraphDestroy(graph), 1);

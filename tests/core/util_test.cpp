@@ -426,9 +426,9 @@ TEST(SupportNotice, IsReadBelowTheHomeDirectory) {
   ZutPutenv("VNHOME=");
   EXPECT_EQ(ZutGetSupportNotice(&notice), 0);
   EXPECT_EQ(ZutErrNumGet(), 3);
-  ZutPutenv("VNHOME=.");
+  ZutPutenv("VNHOME=./");
   EXPECT_EQ(ZutGetSupportNotice(&notice), 0);
-  EXPECT_NE(capture.text().find("support.txt"), std::string::npos);
+  EXPECT_NE(capture.text().find("<./standard"), std::string::npos) << capture.text();
   fs::create_directory("standard");
   const std::string line(300, 'x');
   writeFile("standard/support.txt", "one\r\n" + line + "\nend");

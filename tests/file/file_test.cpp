@@ -56,6 +56,11 @@ TEST(FileName, PartsAreJoinedWithOneSeparator) {
   EXPECT_EQ(built("", "b", ".txt"), "b.txt");
   char name[20] = "a";
   EXPECT_EQ(ZutBuildDirName(name, name, "b"), "a" + separator + "b"); // in its own buffer
+  EXPECT_EQ(ZutBuildFileNameSized(name, 6, "a", "b", ".x"), 1);
+  EXPECT_EQ(name, "a" + separator + "b.x");
+  EXPECT_EQ(ZutBuildFileNameSized(name, 5, "a", "b", ".x"), 0);
+  EXPECT_EQ(ZutErrNumGet(), 5);
+  EXPECT_STREQ(name, "");
   EXPECT_EQ(ZutHasExtension("x.TXT", ".txt"), 1);
   EXPECT_EQ(ZutHasExtension("txt", ".txt"), 0);
   EXPECT_EQ(ZutHasExtension("x.tx", ".txt"), 0);
@@ -108,6 +113,17 @@ TEST_F(FileTest, WhatCannotBeOpenedSaysWhy) {
   EXPECT_EQ(openCount(), 0);
   EXPECT_EQ(ZutFileExists("missing"), 0);
   EXPECT_EQ(ZutErrNumGetC(), ENOENT);
+  EXPECT_EQ(ZutFileWritable("missing"), 0);
+  EXPECT_EQ(ZutErrNumGetC(), ENOENT);
+  EXPECT_EQ(ZutFileWritable("."), 1);
+  writeFile("present", "");
+  EXPECT_EQ(ZutFileWritable("present"), 1);
+#ifdef _WIN32 // elsewhere the superuser writes everything
+  fs::permissions("present", fs::perms::owner_read);
+  EXPECT_EQ(ZutFileWritable("present"), 0);
+  EXPECT_EQ(ZutErrNumGetC(), EACCES);
+  fs::permissions("present", fs::perms::all);
+#endif
   EXPECT_EQ(ZutDeleteFile("missing"), -1);
   EXPECT_EQ(ZutDeleteFile(nullptr), -1);
 }

@@ -173,7 +173,22 @@ PlatFileKind utPlatFileKind(const char *name) {
   return isDevice(name) ? PlatFileKind::other : PlatFileKind::regular;
 }
 
-bool utPlatFileWritable(const char *name) { return _access(name, 2) == 0; }
+// The runtime looks at the read-only mark alone; opening tells of the rights too. Whoever may write
+// data to a file may, by the same right, add files to a directory; the flag is what a directory
+// needs to be opened. A file that somebody keeps to himself just now is writable.
+bool utPlatFileWritable(const char *name) {
+  if (_access(name, 2) != 0) return false;
+  constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE file = CreateFileA(name, FILE_WRITE_DATA, share, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    errno = utWinErrno(error);
+    return error == ERROR_SHARING_VIOLATION;
+  }
+  CloseHandle(file);
+  return true;
+}
 
 bool utPlatFilesDiffer(const char *, const char *) { return false; }
 
