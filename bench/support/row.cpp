@@ -2,9 +2,6 @@
 
 #include "zut.h"
 
-#include <malloc.h>
-
-#include <climits>
 #include <utility>
 
 Row::Row(const std::string &row, const std::string &parameter)
@@ -35,9 +32,6 @@ Row &Row::add(const std::string &who, Function function) {
 
 int main(int argc, char **argv) {
   ZutInitThreads(); // everything is measured with locks that lock
-  // The heap keeps its pages: what a loop frees and allocates again is not to cost page faults.
-  mallopt(M_MMAP_MAX, 0);
-  mallopt(M_TRIM_THRESHOLD, INT_MAX);
   addRows();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
