@@ -5,6 +5,7 @@
 
 #include "message.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 
@@ -190,7 +191,8 @@ const char *readMessage(Connection &connection) {
   if (const char *why = receive(connection, bytes, messageHeadSize, "closed by the peer"))
     return why;
   const MessageHead head = messageHead(bytes);
-  if (!messageIsSound(head, number("courier_max_size"))) return "dropped: this is no message";
+  constexpr double longest = 1e9;
+  if (!messageIsSound(head, std::min(number("courier_max_size"), longest))) return "dropped: this is no message";
   return head.kind == MessageKind::alive ? nullptr : receiveData(connection, head);
 }
 
@@ -204,18 +206,22 @@ void freeConnection(Connection &connection) {
   delete &connection;
 }
 
+void retire(Connection &connection, const char *why) {
+  ZutTrace(connectionTrace, Z_TRACE_LEVEL_INFO, "%s: %s\n", connection.peer, why);
+  ZutOut("%s %s\n", connection.peer, why);
+  setState(connection, State::closing);
+  if (connection.writer) ZutThreadWait(connection.writer, nullptr);
+  const Guard guard(tableLock);
+  ZutPtrAryRemove(table, reinterpret_cast<ZutWord>(&connection));
+  freeConnection(connection);
+  ZutCondWakeAll(tableChanged);
+}
+
 ZutWord Z_CALL readMessages(ZutWord argument) {
   auto &connection = *reinterpret_cast<Connection *>(argument);
   const char *why = nullptr;
   while (!why) why = readMessage(connection);
-  ZutTrace(connectionTrace, Z_TRACE_LEVEL_INFO, "%s: %s\n", connection.peer, why);
-  ZutOut("%s %s\n", connection.peer, why);
-  setState(connection, State::closing);
-  ZutThreadWait(connection.writer, nullptr);
-  const Guard guard(tableLock);
-  ZutPtrAryRemove(table, argument);
-  freeConnection(connection);
-  ZutCondWakeAll(tableChanged);
+  retire(connection, why);
   return 0;
 }
 
@@ -251,7 +257,9 @@ void connectionBegin(int32_t socket) {
   connection->number = ++lastNumber;
   ZutPtrAryAppend(table, argument, nullptr);
   connection->writer = ZutThreadCreate(writeMessages, argument, 0);
-  ZutThreadDetach(ZutThreadCreate(readMessages, argument, 0));
+  const ZutThreadId reader = connection->writer ? ZutThreadCreate(readMessages, argument, 0) : 0;
+  if (reader) ZutThreadDetach(reader);
+  else retire(*connection, "dropped: too many threads");
 }
 
 int32_t connectionSend(const char *text) {

@@ -75,6 +75,18 @@ int32_t waitFailed() {
   return 0;
 }
 
+int32_t waitFor(int32_t socket, PlatSocketFor what, double timeout) {
+  if (timeout != timeout) return utFail(Err::invalid);
+  if (timeout < 0.0 && timeout != -1.0) return utFail(Err::tooSmall);
+  switch (utPlatSocketWait(socket, what, timeout)) {
+  case PlatSocketWait::ready: return 1;
+  case PlatSocketWait::timedOut: return utFail(Err::timeout);
+  case PlatSocketWait::exception: ZutErrNumSetSocket(0); return 0;
+  case PlatSocketWait::failed: break;
+  }
+  return waitFailed();
+}
+
 // After a wait that failed: is there a point in another one? Arguments stay wrong and a socket that
 // is closed stays closed.
 bool mayWaitAgain() {
@@ -91,7 +103,7 @@ bool wasInterrupted() {
 enum class Wait { ready, timedOut, failed };
 
 Wait waitForData(int32_t socket, double timeout) {
-  while (!ZutSocketCheck(socket, 0, timeout)) {
+  while (!waitFor(socket, PlatSocketFor::data, timeout)) {
     if (utErrGet() == Err::timeout) return Wait::timedOut;
     if (!mayWaitAgain()) return Wait::failed;
     if (wasInterrupted()) continue;
@@ -157,15 +169,7 @@ int32_t Z_CALL ZutWinCloseSocket(int32_t socket) {
 int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double timeout) {
   if (socket < 0) return utFail(Err::tooSmall);
   if (mode != 0 && mode != 1) return utFail(Err::invalid);
-  if (timeout != timeout) return utFail(Err::invalid);
-  if (timeout < 0.0 && timeout != -1.0) return utFail(Err::tooSmall);
-  switch (utPlatSocketWait(socket, mode == 1, timeout)) {
-  case PlatSocketWait::ready: return 1;
-  case PlatSocketWait::timedOut: return utFail(Err::timeout);
-  case PlatSocketWait::exception: ZutErrNumSetSocket(0); return 0;
-  case PlatSocketWait::failed: break;
-  }
-  return waitFailed();
+  return waitFor(socket, mode == 1 ? PlatSocketFor::writing : PlatSocketFor::reading, timeout);
 }
 
 int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length, int32_t flags) {

@@ -52,11 +52,15 @@ bool utPlatSocketSet(int32_t socket, PlatSocketSetting setting, int32_t value);
 bool utPlatSocketGet(int32_t socket, PlatSocketSetting setting, int32_t *value);
 bool utPlatSocketSetLinger(int32_t socket, bool on, int32_t seconds);
 
+enum class PlatSocketFor {
+  reading,
+  writing,
+  data, // as reading, but urgent data, which stays until it is asked for, ends no wait
+};
 enum class PlatSocketWait { ready, timedOut, exception, failed };
-// Waits until the socket can be read or, with `write`, be written; a time-out below 0 waits for
-// ever. Not disturbed by steps of the clock. `exception`: only urgent data or, on Windows, a failed
-// connection.
-PlatSocketWait utPlatSocketWait(int32_t socket, bool write, double timeout);
+// Waits until the socket can be read or written; a time-out below 0 waits for ever. Not disturbed
+// by steps of the clock. `exception`: only urgent data or, on Windows, a failed connection.
+PlatSocketWait utPlatSocketWait(int32_t socket, PlatSocketFor what, double timeout);
 
 // Receives what is there, up to `length` bytes; 0 when the peer has closed, -1 on failure.
 int32_t utPlatSocketReceive(int32_t socket, void *buffer, int32_t length, int32_t flags);

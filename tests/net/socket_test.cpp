@@ -148,6 +148,11 @@ TEST_F(Socket, WaitsAndTimeOuts) {
   EXPECT_EQ(late, 1);
   EXPECT_EQ(ZutSocketRecvTimeout(server, buffer, 8, 0, 0.05, &late), 0);
   EXPECT_EQ(late, 1);
+  ASSERT_TRUE(sendUrgent(client)); // which no receiving here takes: a wait goes on to its end
+  EXPECT_EQ(ZutSocketCheck(server, 0, 1.0), 0);
+  EXPECT_EQ(ZutErrNumGet(), 29);
+  EXPECT_EQ(ZutSocketRecvTimeout(server, buffer, 8, 0, 0.05, &late), 0);
+  EXPECT_EQ(late, 1);
   ASSERT_TRUE(sendBytes(client, "end"));
   ZutWinCloseSocket(client);
   client = -1;

@@ -24,6 +24,8 @@ bool sendBytes(int32_t socket, const std::string &bytes) {
   return true;
 }
 
+bool sendUrgent(int32_t socket) { return send(socket, "!", 1, MSG_OOB) == 1; }
+
 bool sendDatagram(int32_t socket, const void *destination, const std::string &bytes) {
   return sendto(socket, bytes.data(), static_cast<int>(bytes.size()), 0,
                 static_cast<const sockaddr *>(destination), 16) == static_cast<int>(bytes.size());

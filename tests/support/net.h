@@ -7,6 +7,8 @@
 
 // Sends all of it; false when the system refuses.
 bool sendBytes(int32_t socket, const std::string &bytes);
+// Sends a byte as urgent data, which lies beside the others.
+bool sendUrgent(int32_t socket);
 // Sends one datagram to a record as ZutSocketCreateClientBcast fills it.
 bool sendDatagram(int32_t socket, const void *destination, const std::string &bytes);
 // Closes so that the peer sees a reset, not an end.

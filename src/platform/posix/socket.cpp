@@ -136,7 +136,7 @@ bool utPlatSocketSetLinger(int32_t socket, bool on, int32_t seconds) {
 }
 
 // poll, which takes a descriptor of any value.
-PlatSocketWait utPlatSocketWait(int32_t socket, bool write, double timeout) {
+PlatSocketWait utPlatSocketWait(int32_t socket, PlatSocketFor what, double timeout) {
   constexpr double longest = 1e9;
   timespec limit{};
   if (timeout >= 0.0) {
@@ -144,7 +144,9 @@ PlatSocketWait utPlatSocketWait(int32_t socket, bool write, double timeout) {
     limit.tv_sec = static_cast<time_t>(timeout);
     limit.tv_nsec = static_cast<long>((timeout - static_cast<double>(limit.tv_sec)) * 1e9);
   }
-  pollfd wanted{socket, static_cast<short>((write ? POLLOUT : POLLIN) | POLLPRI), 0};
+  const int ready = what == PlatSocketFor::writing ? POLLOUT : POLLIN;
+  const int urgent = what == PlatSocketFor::data ? 0 : POLLPRI;
+  pollfd wanted{socket, static_cast<short>(ready | urgent), 0};
   const int count = ppoll(&wanted, 1, timeout >= 0.0 ? &limit : nullptr, nullptr);
   if (count == 0) return PlatSocketWait::timedOut;
   if (count > 0 && (wanted.revents & POLLNVAL)) {

@@ -112,7 +112,7 @@ bool utPlatSocketSetLinger(int32_t socket, bool on, int32_t seconds) {
                             reinterpret_cast<const char *>(&value), sizeof value));
 }
 
-PlatSocketWait utPlatSocketWait(int32_t socket, bool write, double timeout) {
+PlatSocketWait utPlatSocketWait(int32_t socket, PlatSocketFor what, double timeout) {
   constexpr double longest = 1e9;
   timeval limit{};
   if (timeout >= 0.0) {
@@ -124,7 +124,9 @@ PlatSocketWait utPlatSocketWait(int32_t socket, bool write, double timeout) {
   FD_ZERO(&wanted);
   FD_SET(handle(socket), &wanted);
   exceptions = wanted;
-  const int count = select(0, write ? nullptr : &wanted, write ? &wanted : nullptr, &exceptions,
+  const bool write = what == PlatSocketFor::writing;
+  const int count = select(0, write ? nullptr : &wanted, write ? &wanted : nullptr,
+                           what == PlatSocketFor::data ? nullptr : &exceptions,
                            timeout >= 0.0 ? &limit : nullptr);
   if (count < 0) return PlatSocketWait::failed;
   if (count == 0) return PlatSocketWait::timedOut;
