@@ -121,7 +121,7 @@ void Z_CALL history(ZutLexer *lexer) {
     first = std::max(0, count - utToInt32(lexer->number_value));
   }
   for (int32_t place = first; place < count; ++place)
-    ZutOut("%4ld: %s\n", static_cast<long>(place + 1), utHistoryLine(place));
+    ZutOut("%4ld: %s\n", static_cast<long>(place) + 1, utHistoryLine(place));
 }
 
 void leaveProcess() {

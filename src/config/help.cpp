@@ -31,7 +31,7 @@ void Z_CALL scanError(ZutLexer *lexer, const char *, va_list, void *argument) {
   scan.errorLine = lexer->line;
   ZutLexDestroy(lexer);
   scan.lexer = nullptr;
-  std::longjmp(scan.recover, Z_LEX_JUMP);
+  std::longjmp(scan.recover, Z_LEX_JUMP); // NOLINT(cert-err52-cpp)
 }
 
 // Reads one entry and prints it if it is the one. May jump.

@@ -237,7 +237,7 @@ std::atomic<ZutLexUserErrorFunc> userError = defaultError;
 
 [[noreturn]] void destroyAndJump(ZutLexer *lexer, void *buffer) {
   ZutLexDestroy(lexer);
-  longjmp(*static_cast<jmp_buf *>(buffer), Z_LEX_JUMP);
+  longjmp(*static_cast<jmp_buf *>(buffer), Z_LEX_JUMP); // NOLINT(cert-err52-cpp)
 }
 
 } // namespace

@@ -41,6 +41,16 @@ const char *listText(const ZutStrList *list, std::string_view quote) {
   return text;
 }
 
+constexpr std::string_view formatOverride = "OVERRIDE:";
+
+char *realText(double value, char *buffer) {
+  char format[formatOverride.size() + Z_REAL_TEXT_SIZE] = "%g"; // before the option exists
+  utOptionText("real_number_format", format, sizeof format);
+  const bool override = utBeginsWord(format, formatOverride);
+  utFormatReal(buffer, Z_REAL_TEXT_SIZE, format + (override ? formatOverride.size() : 0), value);
+  return buffer;
+}
+
 const char *oneText(const char *word, std::string_view quote) {
   const ZutStrList list{nullptr, const_cast<char *>(word)};
   return listText(&list, quote);
@@ -175,6 +185,7 @@ int32_t parseLegalValues(ZutOption &option, Lexer &lex) {
     const bool added = ZutOptionLegValAdd(&option, node->string);
     if (!added && utErrGet() != Err::exists) return 0;
   }
+  // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): at least one was read
   const int32_t set = ZutOptionSetEnum(&option, lex.list->string);
   utStrListFree(utLexListTake(lex));
   return set;
@@ -222,8 +233,6 @@ int32_t Z_CALL visitLegal(ZutWord key, ZutWord value, ZutWord argument) {
 }
 
 // --- The format of real numbers ---
-
-constexpr std::string_view formatOverride = "OVERRIDE:";
 
 const char *passAny(const char *text, std::string_view set) {
   while (*text && set.find(*text) != set.npos) ++text;
@@ -332,16 +341,11 @@ int32_t Z_CALL ZutOptionDump(const char *name, ZutPrintFunc out) {
 }
 
 const char *Z_CALL ZutRealToStr(double value) {
-  return ZutRealToStrCopy(value, utThreadText(TextSlot::realNumber, Z_REAL_TEXT_SIZE));
+  return realText(value, utThreadText(TextSlot::realNumber, Z_REAL_TEXT_SIZE));
 }
 
 char *Z_CALL ZutRealToStrCopy(double value, char *buffer) {
-  if (!buffer) return utFailNull(Err::nullPointer);
-  char format[formatOverride.size() + Z_REAL_TEXT_SIZE] = "%g"; // before the option exists
-  utOptionText("real_number_format", format, sizeof format);
-  const bool override = utBeginsWord(format, formatOverride);
-  utFormatReal(buffer, Z_REAL_TEXT_SIZE, format + (override ? formatOverride.size() : 0), value);
-  return buffer;
+  return buffer ? realText(value, buffer) : utFailNull(Err::nullPointer);
 }
 
 int32_t Z_CALL ZutOptionRealNumberFormatVf(ZutOption *option, void *value, ZutWord) {

@@ -109,6 +109,7 @@ void makeChild(Node *node, Node *parent) {
 }
 
 void cutToRoots(ZutFHeap &heap, Node *node, Node *parent) {
+  // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): every child has its parent
   parent->child = --parent->degree ? node->right : nullptr;
   unlink(node);
   addRoot(heap, node);

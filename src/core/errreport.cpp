@@ -455,6 +455,7 @@ void Z_CALL ZutErrReportParamsJmp(const char *function_name, int32_t error_numbe
   va_end(args);
   if (!jump_buffer) jump_buffer = &utJumpPoint.buffer;
   if (jump_buffer == &utJumpPoint.buffer &&
+      // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): one is a copy of the other
       std::memcmp(utJumpPoint.buffer, utJumpPoint.armed, sizeof utJumpPoint.armed) == 0) {
     utEndAfterReport();
   }

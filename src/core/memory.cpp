@@ -120,7 +120,7 @@ uint32_t Z_CALL ZutGetCurrentSbrk() {
   const auto address = reinterpret_cast<uintptr_t>(block);
   ZutFree(block);
   if (address > highestBreak) highestBreak = address;
-  return static_cast<uint32_t>(highestBreak);
+  return static_cast<uint32_t>(highestBreak); // NOLINT(clang-analyzer-unix.Malloc): an address
 }
 
 void Z_CALL ZutSetInitialSbrk() {

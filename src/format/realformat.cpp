@@ -166,7 +166,7 @@ constexpr Double fromIeee(uint64_t word) {
 // comes out as 1150. Kept.
 constexpr Double fromDecD(uint64_t word) {
   if (word == 0) return {};
-  const int32_t exponent = static_cast<int8_t>(exponent8(word) + 127);
+  const auto exponent = static_cast<int8_t>(exponent8(word) + 127);
   return {word & sign64, exponent + 1023, (word & fraction55) >> 3};
 }
 

@@ -84,7 +84,8 @@ double Z_CALL ZutGetWallTime(void) {
   ZutTimePair test;
   if (testPair(&test)) return pairToSeconds(test);
   const int64_t now = utPlatWallMilliseconds();
-  return static_cast<double>(now / 1000) + static_cast<double>(now % 1000) * 0.001;
+  const int64_t seconds = now / 1000;
+  return static_cast<double>(seconds) + static_cast<double>(now % 1000) * 0.001;
 }
 
 int32_t Z_CALL ZutGetWallTimeStruct(ZutTimePair *out) {

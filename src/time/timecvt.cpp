@@ -124,10 +124,9 @@ int32_t Z_CALL numToFull(double time, const char **text) {
   if (!wholeSeconds(time, &seconds) || !utLocalText(seconds, local)) return fail(out);
   char fraction[Z_TIME_TEXT_SIZE - timeLength - yearLength + 1]; // and the 0 that is dropped
   formatFraction(time - static_cast<double>(seconds), fraction, sizeof fraction);
-  const size_t length = std::strlen(fraction);
   std::memcpy(out, local, timeLength);
-  std::memcpy(out + timeLength, fraction, length);
-  std::memcpy(out + timeLength + length, local + timeLength, yearLength + 1);
+  std::strcpy(out + timeLength, fraction);
+  std::strcpy(out + timeLength + std::strlen(fraction), local + timeLength);
   return 1;
 }
 
