@@ -36,7 +36,10 @@ else()
   target_link_options(zut PRIVATE LINKER:--version-script=${exports}
     LINKER:-Bsymbolic-functions LINKER:--as-needed)
   if(NOT ZUT_SANITIZE) # their runtime comes from the program
-    target_link_options(zut PRIVATE LINKER:-z,defs)
+    # What is used of the C++ runtime is linked in, unseen from outside: nothing of C++ crosses the
+    # edge, and to load the whole of it would take as long as the rest of a start.
+    set(ZUT_OWN_RUNTIME -static-libstdc++ -static-libgcc)
+    target_link_options(zut PRIVATE LINKER:-z,defs ${ZUT_OWN_RUNTIME})
   endif()
   find_package(Threads REQUIRED)
   target_link_libraries(zut PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
