@@ -30,6 +30,7 @@ namespace {
 ZutHashTable *table;          // name -> option; null until the first use
 ZutCbType *changeType;        // "option_change"
 std::atomic<bool> isComplete; // the standard set is made
+uint32_t tableState = 1;      // another one after each change of the table
 
 constexpr const char *typeNames[] = {"boolean",         "enumerated",   "numeric",    "string",
                                      "enumerated list", "numeric list", "string list"};
@@ -305,6 +306,10 @@ int32_t getPointer(const ZutOption *option, Out *out, int32_t type) {
   return 1;
 }
 
+double numberOf(const ZutOption *option, double otherwise) {
+  return option && option->type == Z_OPTION_NUM && option->value ? option->number : otherwise;
+}
+
 struct OptionVisit {
   ZutOptionTraverseFunc function;
   ZutWord argument;
@@ -354,8 +359,15 @@ void closeLog(const char *value) {
 
 double utOptionNumber(const char *name, double otherwise) {
   const ProcessGuard guard;
-  const ZutOption *option = find(name);
-  return option && option->type == Z_OPTION_NUM && option->value ? option->number : otherwise;
+  return numberOf(find(name), otherwise);
+}
+
+double utOptionNumber(OptionSight &sight, double otherwise) {
+  if (sight.tableState != tableState) {
+    sight.option = find(sight.name);
+    sight.tableState = tableState;
+  }
+  return numberOf(sight.option, otherwise);
 }
 
 bool utOptionFlag(const char *name, bool otherwise) {
@@ -449,6 +461,7 @@ ZutOption *Z_CALL ZutOptionCreate(const char *name, int32_t type) {
   option->name = utLowerText(utDup(utOptionName(name), "name"));
   option->type = type;
   ZutHashInsert(table, asKey(option->name), reinterpret_cast<ZutWord>(option));
+  ++tableState;
   return option;
 }
 
@@ -458,6 +471,7 @@ int32_t Z_CALL ZutOptionDestroy(ZutOption *option) {
     const ProcessGuard guard;
     if (find(option->name) != option) return utFail(Err::notFound);
     ZutHashDelete(table, asKey(option->name));
+    ++tableState;
   }
   ZutCbObjClear(changeType, option);
   {

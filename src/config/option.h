@@ -37,6 +37,14 @@ struct ZutOption {
 // Reading one option from inside the library: a copy made under the process mutex. A missing,
 // unknown or otherwise typed option gives `otherwise`, false or null; the error state is kept.
 double utOptionNumber(const char *name, double otherwise);
+// The same for one that is read often: the name is looked up again only when an option was made or
+// destroyed meanwhile. Under the process mutex.
+struct OptionSight {
+  const char *name;
+  const ZutOption *option;
+  uint32_t tableState; // at the look-up; 0: none yet
+};
+double utOptionNumber(OptionSight &sight, double otherwise);
 bool utOptionFlag(const char *name, bool otherwise);
 // A string or a word, cut to `size` bytes; the whole of it, to free with Z_FREE.
 bool utOptionText(const char *name, char *out, size_t size);

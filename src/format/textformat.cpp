@@ -199,6 +199,14 @@ void putNumber(Writer &writer, Conversion c, double value) {
   if (c.left) writer.fill(' ', pad);
 }
 
+constexpr size_t decimalSize = 24; // of 64 bits with a sign
+
+template <class Integer>
+std::string_view decimal(char (&space)[decimalSize], Integer value) {
+  const char *end = std::to_chars(space, std::end(space), value).ptr;
+  return {space, static_cast<size_t>(end - space)};
+}
+
 } // namespace
 
 bool utFormatAgrees(const char *format, std::string_view kinds) {
@@ -231,4 +239,42 @@ int32_t utFormatReal(char *out, int32_t size, const char *format, double value) 
   }
   writer.put(format);
   return writer.finish();
+}
+
+int32_t utFormatPlain(char *out, int32_t size, const char *format, va_list args) {
+  char *at = out;
+  char *const end = out + size - 1;
+  const auto put = [&](std::string_view text) {
+    if (text.size() > static_cast<size_t>(end - at)) return false;
+    at = std::copy(text.begin(), text.end(), at);
+    return true;
+  };
+  while (const char *percent = std::strchr(format, '%')) {
+    if (!put({format, static_cast<size_t>(percent - format)})) return -1;
+    const bool isLong = percent[1] == 'l';
+    const char letter = percent[isLong ? 2 : 1];
+    format = percent + (isLong ? 3 : 2);
+    char space[decimalSize];
+    std::string_view text;
+    if (letter == 'd') {
+      text = decimal(space, isLong ? va_arg(args, long) : va_arg(args, int));
+    } else if (letter == 'u') {
+      text = decimal(space, isLong ? va_arg(args, unsigned long) : va_arg(args, unsigned));
+    } else if (letter == 's' && !isLong) {
+      const char *given = va_arg(args, const char *);
+      if (!given) return -1;
+      text = given;
+    } else if (letter == 'c' && !isLong) {
+      space[0] = static_cast<char>(va_arg(args, int));
+      text = {space, 1};
+    } else if (letter == '%' && !isLong) {
+      text = "%";
+    } else {
+      return -1;
+    }
+    if (!put(text)) return -1;
+  }
+  if (!put(format)) return -1;
+  *at = 0;
+  return static_cast<int32_t>(at - out);
 }

@@ -18,6 +18,10 @@ FILE *utPlatFileOpen(const char *name, const char *mode);
 // meanwhile.
 bool utPlatFileReopen(FILE *stream, const char *name, const char *mode);
 int32_t utPlatFileDescriptor(FILE *stream);
+// Gives the system what the stream holds and then the text, in one write if it holds nothing.
+// Nobody else's text comes in between. The number of bytes taken, by the stream at least; its error
+// mark tells when the system did not take them.
+size_t utPlatFilePut(FILE *stream, const char *text, size_t size);
 
 // --- Descriptors ---
 

@@ -15,11 +15,13 @@
 #include "core/text.h"
 #include "core/util.h"
 #include "file/filetable.h"
+#include "format/textformat.h"
+#include "platform/platform_file.h"
 #include "trace/binding.h"
 #include "trace/utcat.h"
 
+#include <algorithm>
 #include <cstdarg>
-#include <initializer_list>
 #include <string_view>
 
 namespace {
@@ -121,72 +123,82 @@ void rotate(Trace &trace, ZutFileNode &file) {
 }
 
 void rotateFull(Trace &trace, ZutFileNode &file) {
-  const int32_t limit = utToInt32(utOptionNumber("trace_file_size", 0.0));
+  static OptionSight size{"trace_file_size", nullptr, 0}; // the mutex is held
+  const int32_t limit = utToInt32(utOptionNumber(size, 0.0));
   if (limit > 0 && file.bytes_written >= limit) rotate(trace, file);
 }
 
 // --- Writing ---
 
-// The message, with head room before it.
+// A line, made from its message forwards: what stands before the message is put in front of it.
 struct Line {
   char space[headRoom + lineRoom];
-  char *block; // in place of `space` for a long message
-  char *message;
+  char *block; // in place of `space` for a long line
+  char *start;
   size_t length;
 };
+
+// More than utFormatPlain can do.
+int formatAny(Line &line, const char *format, va_list args) {
+  va_list again;
+  va_copy(again, args);
+  int length = std::vsnprintf(line.start, lineRoom, format, args);
+  if (length >= lineRoom) {
+    line.block = utNewArray<char>(int64_t{headRoom} + length + 1, "trace_line");
+    line.start = line.block + headRoom;
+    length = std::vsnprintf(line.start, static_cast<size_t>(length) + 1, format, again);
+  }
+  va_end(again);
+  return length;
+}
 
 void formatMessage(Line &line, const char *format, va_list args) {
   va_list again;
   va_copy(again, args);
   line.block = nullptr;
-  line.message = line.space + headRoom;
-  int length = std::vsnprintf(line.message, lineRoom, format, args);
-  if (length >= lineRoom) {
-    line.block = utNewArray<char>(int64_t{headRoom} + length + 1, "trace_line");
-    line.message = line.block + headRoom;
-    length = std::vsnprintf(line.message, static_cast<size_t>(length) + 1, format, again);
-  }
+  line.start = line.space + headRoom;
+  int length = utFormatPlain(line.start, lineRoom, format, args);
+  if (length < 0) length = formatAny(line, format, again);
   line.length = length > 0 ? static_cast<size_t>(length) : 0;
   va_end(again);
 }
 
-// Time, prefix and level tag, in parts.
-struct Head {
-  string_view parts[7];
-  int count = 0;
-  size_t length = 0;
+void makeRoom(Line &line, size_t size) {
+  const size_t room = headRoom + size;
+  auto *block = utNewArray<char>(static_cast<int64_t>(room + line.length), "trace_line");
+  std::copy_n(line.start, line.length, block + room);
+  Z_FREE(line.block, "trace_line");
+  line.block = block;
+  line.start = block + room;
+}
 
-  void add(std::initializer_list<string_view> texts) {
-    for (string_view text : texts) {
-      parts[count++] = text;
-      length += text.size();
-    }
-  }
-};
+void putBefore(Line &line, string_view text) {
+  const char *first = line.block ? line.block : line.space;
+  if (text.size() > static_cast<size_t>(line.start - first)) makeRoom(line, text.size());
+  line.start -= text.size();
+  line.length += text.size();
+  std::copy(text.begin(), text.end(), line.start);
+}
 
-void makeHead(Head &head, const Trace &trace, int32_t level) {
+// Time, prefix and level tag, from the last to the first.
+void putHead(Line &line, const Trace &trace, int32_t level) {
   const uint32_t flags = trace.flags.load(std::memory_order_relaxed);
-  if (flags & Z_TRACE_FLAG_TIMESTAMP) head.add({ZutTimeNumToStr(ZutGetWallTime()), ": "});
-  if (trace.prefix && flags & Z_TRACE_FLAG_PREFIX) head.add({"{", trace.prefix, "} "});
-  if (flags & Z_TRACE_FLAG_LEVEL) head.add({levelTag(level)});
-}
-
-void put(ZutFileNode &file, string_view text) {
-  const auto written = static_cast<int64_t>(std::fwrite(text.data(), 1, text.size(), file.stream));
-  const int64_t total = file.bytes_written + written;
-  file.bytes_written = total > INT32_MAX ? INT32_MAX : static_cast<int32_t>(total);
-}
-
-void putLine(ZutFileNode &file, const Head &head, const Line &line) {
-  const bool fits = head.length <= headRoom;
-  char *start = fits ? line.message - head.length : line.message;
-  char *at = start;
-  for (int i = 0; i < head.count; ++i) {
-    if (fits) at = std::copy(head.parts[i].begin(), head.parts[i].end(), at);
-    else put(file, head.parts[i]);
+  if (flags & Z_TRACE_FLAG_LEVEL) putBefore(line, levelTag(level));
+  if (trace.prefix && flags & Z_TRACE_FLAG_PREFIX) {
+    putBefore(line, "} ");
+    putBefore(line, trace.prefix);
+    putBefore(line, "{");
   }
-  put(file, {start, static_cast<size_t>(line.message - start) + line.length});
-  ZutFlushFile(file.stream);
+  if (flags & Z_TRACE_FLAG_TIMESTAMP) {
+    putBefore(line, ": ");
+    putBefore(line, ZutTimeNumToStr(ZutGetWallTime()));
+  }
+}
+
+void putLine(ZutFileNode &file, const Line &line) {
+  const auto taken = static_cast<int64_t>(utPlatFilePut(file.stream, line.start, line.length));
+  file.bytes_written =
+      static_cast<int32_t>(std::min<int64_t>(file.bytes_written + taken, INT32_MAX));
 }
 
 bool admits(const Trace &trace, int32_t level) {
@@ -206,9 +218,8 @@ void write(Trace &trace, int32_t level, const char *format, va_list args) {
     file = trace.file;
   }
   if (file) {
-    Head head;
-    makeHead(head, trace, level);
-    putLine(*file, head, line);
+    putHead(line, trace, level);
+    putLine(*file, line);
   }
   ZutProcessMutexUnlock();
   Z_FREE(line.block, "trace_line");

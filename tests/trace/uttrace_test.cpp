@@ -1,6 +1,7 @@
 #include "support/child.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <set>
 #include <sstream>
@@ -154,6 +155,44 @@ TEST_F(TraceTest, RotatesBeforeTheLineThatFindsItFull) {
   rotateAt(10.0);
   ZutTrace(trace, 1, "eighth\n");
   EXPECT_EQ(readFile("log"), "eighth\n");
+}
+
+// Usual formats are printed by the library itself, all others by the C library.
+TEST_F(TraceTest, PrintsAsPrintfDoes) {
+  create("log");
+  std::string expected;
+  const auto print = [&](const char *format, auto... arguments) {
+    std::string text(5000, 0);
+    text.resize(static_cast<size_t>(std::snprintf(text.data(), text.size(), format, arguments...)));
+    expected += text;
+    ZutTrace(trace, 1, format, arguments...);
+  };
+  const std::string full(1023, 'x'); // a line's room, and one more below
+  print("%s\n", "text");
+  print("%s%s %% %c%c|", "", "a%d", 'c', 0);
+  print("%d %d %d %u|", 0, INT32_MIN, INT32_MAX, UINT32_MAX);
+  print("%ld %ld %lu\n", LONG_MIN, LONG_MAX, ULONG_MAX);
+  print("%s %5d %-5d| %+ld %05d %.2s\n", "a", 1, 2, 3L, 4, "bcd");
+  print("%d %x %lx %f %g %lld %hd%%\n", 5, 255, 255L, 0.5, 1e9, 7LL, 8);
+  print("%s", full.c_str());
+  print("%sy%d", full.c_str(), 12);
+  print("%d\n%s", 12, (full + full).c_str());
+  EXPECT_EQ(readFile("log"), expected);
+}
+
+// A program may write to the file of a trace, too.
+TEST_F(TraceTest, SharesItsStream) {
+  create("log");
+  FILE *stream = ZutLookupFile("log");
+  ASSERT_TRUE(stream);
+  std::fputs("before ", stream);
+  ZutTrace(trace, 1, "line ");
+  std::fseek(stream, 0, SEEK_END);
+  ZutTrace(trace, 1, "another ");
+  EXPECT_EQ(std::ftell(stream), 20);
+  std::fputs("after", stream);
+  std::fflush(stream);
+  EXPECT_EQ(readFile("log"), "before line another after");
 }
 
 TEST_F(TraceTest, WithoutBackupNothingIsLost) {

@@ -9,9 +9,9 @@
 
 namespace {
 
-constinit thread_local int32_t lastError = 0;
-constinit thread_local int32_t lastSocketError = 0;
-
+#define Z_ONE_LOAD __attribute__((tls_model("initial-exec")))
+constinit thread_local int32_t lastError Z_ONE_LOAD = 0;
+constinit thread_local int32_t lastSocketError Z_ONE_LOAD = 0;
 
 struct Pair {
   int code;

@@ -155,6 +155,12 @@ bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
 
 int32_t utPlatFileDescriptor(FILE *stream) { return _fileno(stream); }
 
+size_t utPlatFilePut(FILE *stream, const char *text, size_t size) {
+  const size_t taken = std::fwrite(text, 1, size, stream);
+  std::fflush(stream);
+  return taken;
+}
+
 int32_t utPlatDescriptorRead(int32_t descriptor, void *buffer, int32_t count) {
   return _read(descriptor, buffer, static_cast<unsigned>(count));
 }
