@@ -97,8 +97,8 @@ int32_t Z_CALL print(const char *format, va_list args) {
 }
 
 void printOurs(benchmark::State &state) {
-  ZutOptionSetStr(ZutOptionLookup("catalog_file"), catalogFile("ours.cat"));
   ZutOutInit();
+  ZutOptionSetStr(ZutOptionLookup("catalog_file"), catalogFile("ours.cat"));
   ZutSetOutputFunc(print);
   int at = 0;
   for (auto _ : state) {

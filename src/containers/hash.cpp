@@ -688,7 +688,8 @@ void Z_CALL ZutHashResetFreeValue(ZutHashTable *table) { ZutHashReset(table, fre
 void Z_CALL ZutHashResetFreeKeyValue(ZutHashTable *table) { ZutHashReset(table, freeBoth, 0); }
 
 void Z_CALL ZutHashDestroy(ZutHashTable *table, ZutHashDestroyFunc function, ZutWord argument) {
-  clear(*table, function, argument);
+  if (function) clear(*table, function, argument);
+  indexDrop(*table);
   blocksFree(*table);
   Z_FREE(table->chains, "table->buckets");
   Z_FREE(table, "table");

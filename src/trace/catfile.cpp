@@ -31,7 +31,12 @@ using std::string_view;
 
 constexpr int32_t expectedMessages = 10000;
 constexpr size_t maxFileName = 255;
+constexpr size_t windowSize = 64 * 1024;
+// Of the first block; each further one is four times as large, so that most of what a large file
+// needs is one piece, which the runtime keeps or gives back as a whole.
 constexpr int32_t blockSize = 32 * 1024;
+constexpr int32_t maxBlockSize = 2 * 1024 * 1024;
+static_assert(blockSize > 8 * utCatMaxLine); // any line fits
 
 ZutDqNode *files = nullptr;
 
@@ -87,7 +92,7 @@ struct CatLine {
   string_view whole;
   string_view vendor, product, number, severity;
   int32_t id;
-  uint32_t severityValue;
+  int32_t severityValue;
 };
 
 // What is wrong with a line: the format of the message that says so, or null.
@@ -98,22 +103,20 @@ const char *parseLine(string_view whole, CatLine &line) {
   line.product = fields.next('-');
   line.number = fields.next('-');
   line.severity = fields.next(' ');
-  if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %s";
+  if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %.*s";
   // The number is read up to the delimiter behind it, which only a blank field would not stop.
-  line.id = std::all_of(line.number.begin(), line.number.end(), utIsSpace)
-               ? 0
-               : utParseInt(line.number.data());
-  if (line.id == 0) return "ORL-WL-00000-W Invalid ID %s: %s";
-  if (!ZutCatSeverityStrToVal(line.severity[0], &line.severityValue)) {
-    return "ORL-WL-00000-W Invalid severity %s: %s";
-  }
-  return nullptr;
+  const bool blank = std::all_of(line.number.begin(), line.number.end(),
+                                 [](char c) { return utIsSpace(c); });
+  line.id = blank ? 0 : utParseInt(line.number.data());
+  if (line.id == 0) return "ORL-WL-00000-W Invalid ID %s: %.*s";
+  line.severityValue = utCatSeverity(line.severity[0]);
+  return line.severityValue < 0 ? "ORL-WL-00000-W Invalid severity %s: %.*s" : nullptr;
 }
 
 char *takeBytes(ZutCatalogFile *file, int32_t count) {
   CatBlock *block = file->blocks;
   if (!block || block->size - block->used < count) {
-    const int32_t size = std::max<int32_t>(blockSize, count + sizeof(CatBlock));
+    const int32_t size = block ? std::min(4 * block->size, maxBlockSize) : blockSize;
     block = static_cast<CatBlock *>(Z_MALLOC(size, "catalog_block"));
     *block = {file->blocks, sizeof(CatBlock), size};
     file->blocks = block;
@@ -141,7 +144,7 @@ void keepLine(ZutCatalogFile *file, const CatLine &line) {
   char *at = start + sizeof(CatMessage);
   ZutCatMsgKey key{};
   key.id = line.id;
-  key.severity = line.severityValue;
+  key.severity = static_cast<uint32_t>(line.severityValue);
   key.vendor = putText(at, line.vendor);
   key.product = putText(at, line.product);
   key.complete_id = putText(at, line.whole.substr(0, id));
@@ -160,7 +163,7 @@ void takeLine(ZutCatalogFile *file, string_view whole) {
   CatLine line;
   const char *problem = parseLine(whole, line);
   if (!problem) keepLine(file, line);
-  else ZutOut(problem, file->filename, whole.data());
+  else ZutOut(problem, file->filename, static_cast<int>(whole.size()), whole.data());
 }
 
 // --- The whole file ---
@@ -171,7 +174,7 @@ struct Window {
   char *at;
   char *end;
   bool ended;
-  char space[blockSize + 1];
+  char space[windowSize];
 };
 
 // Where the runtime does not do it, the carriage return before a line's end goes. Gives the new end.
@@ -187,33 +190,34 @@ char *dropReturns(char *at, char *end) {
 void readOn(Window &window) {
   const auto rest = static_cast<size_t>(window.end - window.at);
   std::memmove(window.space, window.at, rest);
-  const size_t count = std::fread(window.space + rest, 1, blockSize - rest, window.stream);
+  const size_t count = std::fread(window.space + rest, 1, windowSize - rest, window.stream);
   window.ended = count == 0;
   window.at = window.space;
   window.end = dropReturns(window.space, window.space + rest + count);
 }
 
-// Each piece is terminated in place while it is looked at; a NUL in it ends it for the parser.
+// A NUL ends a line for the parser.
+string_view beforeNul(string_view text) { return text.substr(0, text.find('\0')); }
+
 void takeLines(ZutCatalogFile *file, Window &window) {
   for (;;) {
     // One character more: a carriage return at the end is not understood before the next one.
     if (!window.ended && window.end - window.at <= static_cast<ptrdiff_t>(utCatMaxLine))
       readOn(window);
     if (window.at == window.end) return;
-    char *at = window.at;
-    const size_t most = std::min(static_cast<size_t>(window.end - at), utCatMaxLine);
-    const auto *newline = static_cast<const char *>(std::memchr(at, '\n', most));
-    char *next = newline ? at + (newline - at) + 1 : at + most;
-    const char after = *next;
-    *next = 0;
-    takeLine(file, at);
-    *next = after;
-    window.at = next;
+    string_view piece(window.at, static_cast<size_t>(window.end - window.at));
+    piece = piece.substr(0, utCatMaxLine);
+    if (const size_t newline = piece.find('\n'); newline != piece.npos) {
+      piece = piece.substr(0, newline + 1);
+    }
+    window.at += piece.size();
+    takeLine(file, beforeNul(piece));
   }
 }
 
 // False when it cannot be read to its end.
 bool readLines(ZutCatalogFile *file, FILE *stream) {
+  std::setvbuf(stream, nullptr, _IONBF, 0); // the window is the buffer
   auto *window = static_cast<Window *>(Z_MALLOC(sizeof(Window), "catalog_text"));
   window->stream = stream;
   window->at = window->end = window->space;

@@ -264,10 +264,9 @@ int32_t Z_CALL ZutCatFlagClear(ZutCatalog *catalog, uint32_t bits) {
 
 int32_t Z_CALL ZutCatSeverityStrToVal(char letter, uint32_t *value) {
   if (!value) return utFail(Err::nullPointer);
-  constexpr std::string_view letters = "anewivd";
-  const size_t place = letters.find(utLower(letter));
-  if (place == letters.npos) return 0;
-  *value = static_cast<uint32_t>(place);
+  const int32_t severity = utCatSeverity(letter);
+  if (severity < 0) return 0;
+  *value = static_cast<uint32_t>(severity);
   return 1;
 }
 

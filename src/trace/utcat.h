@@ -1,12 +1,27 @@
 // Catalogs: messages fetched for printing.
 #pragma once
 
+#include "core/text.h"
 #include "zut.h"
 
 #include <cstddef>
 
 // Characters of a line at most; what is beyond is a line of its own.
 constexpr size_t utCatMaxLine = 1023;
+
+// The number of a severity's letter, -1 for any other.
+constexpr int32_t utCatSeverity(char letter) {
+  switch (utLower(letter)) {
+  case 'a': return 0;
+  case 'n': return 1;
+  case 'e': return 2;
+  case 'w': return 3;
+  case 'i': return 4;
+  case 'v': return 5;
+  case 'd': return 6;
+  default: return -1;
+  }
+}
 
 struct CatText {
   const char *format; // safe to print with the message's arguments
