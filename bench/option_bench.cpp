@@ -7,7 +7,10 @@
 #include <glib-object.h>
 #include <tcl.h>
 
+#include <string>
+
 ABSL_FLAG(double, bench_level, 5.0, "a number");
+ABSL_FLAG(std::string, bench_editor, "vi", "a text");
 
 namespace {
 
@@ -61,6 +64,23 @@ void readByHandle(benchmark::State &state) {
   for (auto _ : state) {
     ZutOptionGetNum(option, &value);
     benchmark::DoNotOptimize(value);
+  }
+}
+
+void readTextByHandle(benchmark::State &state) {
+  ZutOption *option = ZutOptionLookup("editor");
+  ZutOptionSetStr(option, "vi");
+  const char *value = nullptr;
+  for (auto _ : state) {
+    ZutOptionGetStr(option, &value);
+    benchmark::DoNotOptimize(value);
+  }
+}
+
+void readTextFlag(benchmark::State &state) {
+  for (auto _ : state) {
+    const std::string value = absl::GetFlag(FLAGS_bench_editor);
+    benchmark::DoNotOptimize(value.data());
   }
 }
 
@@ -157,6 +177,7 @@ void registeredTcl(benchmark::State &state) {
 void addRows() {
   Row("option", "read by name").ours(readByName).peer("g_object_get", readProperty);
   Row("option", "read by handle").ours(readByHandle).peer("absl::GetFlag", readFlag);
+  Row("option", "read text by handle").ours(readTextByHandle).peer("absl::GetFlag", readTextFlag);
   Row("option", "set with two observers").ours(setObserved).peer("Tcl_SetVar2", setObservedTcl);
   Row("commands", "setopt").ours(setopt).peer("Tcl_Eval", setTcl);
   Row("commands", "registered").ours(registered).peer("Tcl_Eval", registeredTcl);

@@ -293,15 +293,19 @@ int32_t getFlag(const ZutOption *option, int32_t ZutOption::*field, int32_t *out
 }
 
 // May a getter of that type read the option?
-bool readable(const ZutOption &option, int32_t type) {
-  if (!isType(option, type)) return utFail(Err::typeInvalid);
-  return option.value ? true : utFail(Err::unknown);
+bool isReadable(const ZutOption *option, const void *out, int32_t type) {
+  return option && out && isType(*option, type) && option->value;
+}
+
+// Why not. Out of the way of the getters, which have no frame then.
+[[gnu::noinline]] int32_t failRead(const ZutOption *option, const void *out, int32_t type) {
+  if (!option || !out) return utFail(Err::nullPointer);
+  return utFail(isType(*option, type) ? Err::unknown : Err::typeInvalid);
 }
 
 template <class Out>
 int32_t getPointer(const ZutOption *option, Out *out, int32_t type) {
-  if (!option || !out) return utFail(Err::nullPointer);
-  if (!readable(*option, type)) return 0;
+  if (!isReadable(option, out, type)) return failRead(option, out, type);
   *out = static_cast<Out>(option->value);
   return 1;
 }
@@ -403,8 +407,9 @@ const char *utOptionName(const char *name) {
   } names[] = {{"application", "project"},
                {"datagroups", "subjects"},
                {"unique_datagroup", "unique_subject"}};
+  const char first = utLower(name[0]);
   for (const auto &row : names) {
-    if (utLower(name[0]) == row.old[0] && utSameWord(name, row.old)) return row.current;
+    if (first == row.old[0] && utSameWord(name, row.old)) return row.current;
   }
   return name;
 }
@@ -505,8 +510,7 @@ const char *Z_CALL ZutOptionGetName(ZutOption *option) {
 }
 
 int32_t Z_CALL ZutOptionGetBool(ZutOption *option, int32_t *out) {
-  if (!option || !out) return utFail(Err::nullPointer);
-  if (!readable(*option, Z_OPTION_BOOL)) return 0;
+  if (!isReadable(option, out, Z_OPTION_BOOL)) return failRead(option, out, Z_OPTION_BOOL);
   *out = option->boolean;
   return 1;
 }
@@ -516,8 +520,7 @@ int32_t Z_CALL ZutOptionGetEnum(ZutOption *option, const char **out) {
 }
 
 int32_t Z_CALL ZutOptionGetNum(ZutOption *option, double *out) {
-  if (!option || !out) return utFail(Err::nullPointer);
-  if (!readable(*option, Z_OPTION_NUM)) return 0;
+  if (!isReadable(option, out, Z_OPTION_NUM)) return failRead(option, out, Z_OPTION_NUM);
   *out = option->number;
   return 1;
 }

@@ -124,11 +124,9 @@ uint32_t Z_CALL hashWord(ZutWord key) { return hashChars<utLower>(textOf(key)); 
 int32_t Z_CALL sameText(ZutWord sought, ZutWord stored) {
   return utSame(textOf(sought), textOf(stored));
 }
+// Most words are given in the case in which they are stored.
 int32_t Z_CALL sameWord(ZutWord sought, ZutWord stored) {
-  const char *a = textOf(sought);
-  const char *b = textOf(stored);
-  for (; *a && utLower(*a) == utLower(*b); ++a) ++b;
-  return utLower(*a) == utLower(*b);
+  return sameText(sought, stored) || utSameWord(textOf(sought), textOf(stored));
 }
 
 HashKind kindOf(ZutHashFunc hash, ZutHashTestFunc test) {
