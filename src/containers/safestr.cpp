@@ -31,15 +31,13 @@ void grow(ZutSafeString &string, int64_t length, int32_t step) {
   return inside ? string.str + offset : text;
 }
 
-// Puts `count` characters at `place`, where the text then ends.
+// Puts a text of `count` characters and its end at `place`.
 inline ZutSafeString *put(ZutSafeString &string, int32_t place, const char *text, size_t count,
                           int32_t step) {
   const int64_t length = static_cast<int64_t>(count) + place;
   if (length >= string.capacity) [[unlikely]] text = makeRoom(string, length, text, step);
   string.length = static_cast<int32_t>(length);
-  char *start = string.str + place;
-  std::memmove(start, text, count);
-  start[count] = '\0';
+  std::memmove(string.str + place, text, count + 1);
   return &string;
 }
 
@@ -76,13 +74,20 @@ ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char charac
 
 ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char character,
                                                int32_t step) {
-  return put(*string, string->length, &character, 1, step);
+  const char text[] = {character, '\0'};
+  return put(*string, string->length, text, 1, step);
 }
 
 ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number) {
-  char digits[11]; // -2147483648
-  const char *end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  return put(*string, string->length, digits, static_cast<size_t>(end - digits), Z_STEP);
+  constexpr int32_t most = 11; // -2147483648
+  char digits[most + 1];
+  const bool fits = string->capacity - string->length > most; // then written where they belong
+  char *start = fits ? string->str + string->length : digits;
+  char *end = std::to_chars(start, start + most, number).ptr;
+  *end = '\0';
+  if (!fits) return put(*string, string->length, digits, static_cast<size_t>(end - start), Z_STEP);
+  string->length += static_cast<int32_t>(end - start);
+  return string;
 }
 
 char *Z_CALL ZutSafeStringPrepend(ZutSafeString *string, const char *text) {
