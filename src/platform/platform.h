@@ -3,17 +3,15 @@
 // posix/ and win32/ answer them; only those two folders know a system's headers.
 #pragma once
 
+#include "platform_tls.h"
+
 #include <cstdint>
 #include <cstdio>
 
 // --- Errors ---
-// The system's last error of this thread. On Windows the system's own word; elsewhere a word of
-// the thread that the platform layer sets from errno.
-int32_t utPlatErrorGet();
-void utPlatErrorSet(int32_t code);
-// The socket layer's last error of this thread, in Windows Sockets codes on every platform.
-int32_t utPlatSocketErrorGet();
-void utPlatSocketErrorSet(int32_t code);
+// In platform_tls.h: utPlatErrorGet and Set, the system's last error of this thread, on Windows the
+// system's own word, elsewhere a word of the thread that the platform layer sets from errno; and
+// utPlatSocketErrorGet and Set, the socket layer's, in Windows Sockets codes on every platform.
 // The system's text for a code, cut to `size` bytes. False: it has none, as for the codes 10000 to
 // 10094 where the socket layer has no codes of its own.
 bool utPlatErrorText(int32_t code, char *text, int32_t size);

@@ -9,10 +9,6 @@
 
 namespace {
 
-#define Z_ONE_LOAD __attribute__((tls_model("initial-exec")))
-constinit thread_local int32_t lastError Z_ONE_LOAD = 0;
-constinit thread_local int32_t lastSocketError Z_ONE_LOAD = 0;
-
 struct Pair {
   int code;
   int32_t socketCode;
@@ -34,10 +30,8 @@ constexpr Pair socketCodes[] = {
 
 } // namespace
 
-int32_t utPlatErrorGet() { return lastError; }
-void utPlatErrorSet(int32_t code) { lastError = code; }
-int32_t utPlatSocketErrorGet() { return lastSocketError; }
-void utPlatSocketErrorSet(int32_t code) { lastSocketError = code; }
+constinit thread_local int32_t utPlatErrorWord = 0;
+constinit thread_local int32_t utPlatSocketErrorWord = 0;
 
 int32_t utPlatSocketCode(int32_t code) {
   for (const Pair &pair : socketCodes) {
