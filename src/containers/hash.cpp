@@ -56,6 +56,12 @@ struct HashBlock {
 constexpr int32_t Z_BLOCK_MIN = 8;
 constexpr int32_t Z_BLOCK_MAX = 1024;
 
+// The nodes of a block begin at a cache line: on 64-bit platforms none lies across two.
+constexpr uintptr_t Z_LINE = 64;
+
+// Growth meets the nodes in an order that is random in memory, so it asks for them in advance.
+constexpr int32_t Z_AHEAD = 16;
+
 // More nodes than this in one chain are no accident.
 constexpr int32_t Z_CHAIN_LONG = 16;
 
@@ -139,13 +145,14 @@ HashKind kindOf(ZutHashFunc hash, ZutHashTestFunc test) {
 
 // --- Nodes ---
 
-void blockAdd(ZutHashTable &table) {
+[[gnu::noinline]] void blockAdd(ZutHashTable &table) {
   const int32_t nodes = std::clamp(table.count, Z_BLOCK_MIN, Z_BLOCK_MAX);
-  const auto size = static_cast<int32_t>(sizeof(HashNode)) * (nodes + 1);
+  const auto size = static_cast<int32_t>(sizeof(HashNode)) * nodes + static_cast<int32_t>(Z_LINE);
   auto *block = static_cast<HashBlock *>(Z_MALLOC(size, "new_bucket"));
   block->next = table.blocks;
   table.blocks = block;
-  table.fresh = reinterpret_cast<HashNode *>(block) + 1; // the first place holds the link
+  const auto after = reinterpret_cast<uintptr_t>(block) + Z_LINE; // past the link
+  table.fresh = reinterpret_cast<HashNode *>(after - after % Z_LINE);
   table.freshEnd = table.fresh + nodes;
 }
 
@@ -181,17 +188,20 @@ void blocksFree(ZutHashTable &table) {
 
 // --- The core ---
 
-HashNode *findSame(HashNode *node, ZutWord key) {
-  for (; node; node = node->next) {
-    if (node->key == key) [[likely]] return node;
-  }
-  return nullptr;
-}
+// What a key leads to: its node or null, its hash, and the number of nodes that were passed on the
+// way (by way of the index: 0).
+struct Found {
+  HashNode *node;
+  uint32_t hash;
+  int32_t passed;
+};
 
-template <int32_t Same(ZutWord, ZutWord)>
-HashNode *findText(HashNode *node, ZutWord key, uint32_t hash) {
-  while (node && (node->hash != hash || !Same(key, node->key))) node = node->next;
-  return node;
+template <class Same>
+[[gnu::always_inline]] inline Found findIn(const ZutHashTable &table, uint32_t hash, Same same) {
+  HashNode *node = table.chains[hash & table.mask];
+  int32_t passed = 0;
+  for (; node && !same(node); node = node->next) ++passed;
+  return {node, hash, passed};
 }
 
 // By the index, which is an ordinary table.
@@ -200,35 +210,33 @@ HashNode *indexed(const ZutHashTable &table, ZutWord key) {
   return entry ? reinterpret_cast<HashNode *>(entry->value) : nullptr;
 }
 
-// What a key leads to: its node or null, and its hash.
-struct Found {
-  HashNode *node;
-  uint32_t hash;
-};
-
 // By text, or by the functions of the table.
 [[gnu::noinline]] Found findSlowly(const ZutHashTable &table, ZutWord key) {
   const uint32_t hash = table.kind == HashKind::text ? hashText(key) : table.hash(key);
-  HashNode *node = table.chains[hash & table.mask];
   switch (table.kind) {
-  case HashKind::text: return {findText<sameText>(node, key, hash), hash};
-  case HashKind::word: return {findText<sameWord>(node, key, hash), hash};
-  case HashKind::indexed: return {indexed(table, key), hash};
-  default: break;
+  case HashKind::text:
+    return findIn(table, hash, [=](const HashNode *node) {
+      return node->hash == hash && sameText(key, node->key);
+    });
+  case HashKind::word:
+    return findIn(table, hash, [=](const HashNode *node) {
+      return node->hash == hash && sameWord(key, node->key);
+    });
+  case HashKind::indexed: return {indexed(table, key), hash, 0};
+  default:
+    return findIn(table, hash, [&](const HashNode *node) { return table.test(key, node->key); });
   }
-  while (node && !table.test(key, node->key)) node = node->next;
-  return {node, hash};
 }
 
 [[gnu::always_inline]] inline Found find(const ZutHashTable &table, ZutWord key) {
   if (table.kind > HashKind::address) return findSlowly(table, key);
   const auto hash = static_cast<uint32_t>(static_cast<uintptr_t>(key) >> table.shift);
-  return {findSame(table.chains[hash & table.mask], key), hash};
+  return findIn(table, hash, [=](const HashNode *node) { return node->key == key; });
 }
 
 void push(ZutHashTable &table, HashNode *node) {
   HashNode *&chain = table.chains[node->hash & table.mask];
-  if (chain) ++table.collisions;
+  table.collisions += chain != nullptr;
   node->next = chain;
   chain = node;
 }
@@ -238,7 +246,10 @@ void chainsAllocate(ZutHashTable &table, int64_t expected) {
   const auto least = static_cast<uint64_t>(
       static_cast<double>(std::max<int64_t>(expected, 4)) * 1.3333333333333333);
   const auto buckets = static_cast<int64_t>(std::bit_ceil(least));
-  table.chains = utNewArray<HashNode *>(buckets, "table->buckets");
+  const int64_t size = buckets * static_cast<int64_t>(sizeof(HashNode *));
+  const int32_t checked = size <= INT32_MAX ? static_cast<int32_t>(size) : -1; // -1: exhausted
+  table.chains = static_cast<HashNode **>(Z_MALLOC(checked, "table->buckets"));
+  std::fill_n(table.chains, buckets, nullptr);
   table.buckets = static_cast<int32_t>(buckets);
   table.mask = static_cast<uint32_t>(buckets - 1);
   table.threshold = table.buckets / 4 * 3;
@@ -255,7 +266,21 @@ ZutHashTable *create(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
   return table;
 }
 
-void grow(ZutHashTable &table, int64_t expected) {
+// Puts map(node) in the place of each of `count` nodes, leaves out the nulls and closes the gaps.
+// Gives the number that is left.
+template <class Map>
+int32_t keep(HashNode **nodes, int32_t count, Map map) {
+  int32_t kept = 0;
+  for (int32_t i = 0; i < count; ++i) {
+    if (i + Z_AHEAD < count) __builtin_prefetch(nodes[i + Z_AHEAD]);
+    HashNode *node = map(nodes[i]);
+    nodes[kept] = node;
+    kept += node != nullptr;
+  }
+  return kept;
+}
+
+[[gnu::noinline]] void grow(ZutHashTable &table, int64_t expected) {
   if (table.buckets > expected) return;
   if (table.walks) {
     table.wanted = static_cast<int32_t>(std::clamp<int64_t>(expected, table.wanted, INT32_MAX));
@@ -265,26 +290,24 @@ void grow(ZutHashTable &table, int64_t expected) {
   const int32_t chains = table.buckets;
   chainsAllocate(table, expected);
   table.collisions = 0;
-  for (int32_t i = 0; i < chains; ++i) {
-    for (HashNode *node = old[i]; node;) {
+  // First the heads of all chains, then their seconds: each chain in order, and no branch that
+  // depends on a chain's length, which no processor can foretell.
+  int32_t rest = keep(old, chains, [](HashNode *node) { return node; });
+  while (rest) {
+    rest = keep(old, rest, [&](HashNode *node) {
       HashNode *next = node->next;
       push(table, node);
-      node = next;
-    }
+      return next;
+    });
   }
   Z_FREE(old, "bigger_table");
-}
-
-bool isLong(const HashNode *chain) {
-  for (int32_t i = 0; chain && i < Z_CHAIN_LONG; ++i) chain = chain->next;
-  return chain != nullptr;
 }
 
 void indexNode(ZutHashTable &table, HashNode *node) {
   ZutHashInsert(table.index, node->key, reinterpret_cast<ZutWord>(node));
 }
 
-void indexMake(ZutHashTable &table) {
+[[gnu::noinline]] void indexMake(ZutHashTable &table) {
   const ZutHashFunc strong = table.kind == HashKind::text   ? utStrongText
                              : table.kind == HashKind::word ? utStrongWord
                                                             : utStrongNumber;
@@ -304,15 +327,16 @@ void indexDrop(ZutHashTable &table) {
 
 // Asks for twice the chains and gets four times, because the request meets the size rule again:
 // 8, 32, 128, 512 chains. Kept; it buys short chains.
-void add(ZutHashTable &table, ZutWord key, ZutWord value, uint32_t hash) {
+[[gnu::always_inline]] inline void add(ZutHashTable &table, ZutWord key, ZutWord value,
+                                       Found found) {
   HashNode *node = nodeNew(table);
   node->key = key;
   node->value = value;
   node->ref_count = 1;
-  node->hash = hash;
+  node->hash = found.hash;
   push(table, node);
   if (table.index) [[unlikely]] indexNode(table, node);
-  else if (node->next && table.kind != HashKind::other && isLong(node)) indexMake(table);
+  else if (found.passed >= Z_CHAIN_LONG && table.kind != HashKind::other) indexMake(table);
   if (++table.count > table.threshold) grow(table, int64_t{2} * table.buckets);
 }
 
@@ -361,13 +385,14 @@ int32_t walk(ZutHashTable &table, Visit visit) {
 }
 
 void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
+  const bool inside = table.walks != 0; // a traversal may stand on a node
   walkBegin(table);
   indexDrop(table);
-  for (int32_t i = 0; i < table.buckets; ++i) {
+  for (int32_t i = 0; (function || inside) && i < table.buckets; ++i) {
     while (HashNode *node = table.chains[i]) {
       table.chains[i] = node->next;
       if (function) function(node->key, node->value, argument);
-      nodeFree(table, node);
+      if (inside) nodeFree(table, node);
     }
   }
   std::fill_n(table.chains, table.buckets, nullptr); // drops what the function inserted
@@ -613,23 +638,24 @@ ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table) {
 }
 
 void Z_CALL ZutHashInsert(ZutHashTable *table, ZutWord key, ZutWord value) {
-  const auto [node, hash] = find(*table, key);
-  if (!node) add(*table, key, value, hash);
-  else if (table->ref_counted) ++node->ref_count;
+  const Found found = find(*table, key);
+  if (!found.node) add(*table, key, value, found);
+  else if (table->ref_counted) ++found.node->ref_count;
   else reportDuplicate(*table, key);
 }
 
 ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value) {
-  const auto [node, hash] = find(*table, key);
+  const Found found = find(*table, key);
+  HashNode *node = found.node;
   if (!node) {
-    add(*table, key, value, hash);
+    add(*table, key, value, found);
     return 0;
   }
   const ZutWord old = node->value;
   if (table->index) utHashFind(table->index, key)->key = key;
   node->key = key;
   node->value = value;
-  node->hash = hash; // the caller's test may call keys equal whose numbers differ
+  node->hash = found.hash; // the caller's test may call keys equal whose numbers differ
   return old;
 }
 
