@@ -111,7 +111,7 @@ constexpr char asIs(char c) { return c; }
 // h = h * 27 + c over the bytes, each sign-extended whatever the sign of char; four a step, so
 // that the multiplications do not wait for each other.
 template <char Fold(char)>
-uint32_t hashChars(const char *text) {
+[[gnu::always_inline]] inline uint32_t hashChars(const char *text) {
   const auto code = [](char c) { return static_cast<uint32_t>(static_cast<signed char>(Fold(c))); };
   for (uint32_t h = 0;; text += 4) {
     if (!text[0]) return h;
@@ -210,14 +210,18 @@ HashNode *indexed(const ZutHashTable &table, ZutWord key) {
   return entry ? reinterpret_cast<HashNode *>(entry->value) : nullptr;
 }
 
+[[gnu::always_inline]] inline Found findText(const ZutHashTable &table, ZutWord key) {
+  const uint32_t hash = hashChars<asIs>(textOf(key));
+  return findIn(table, hash, [=](const HashNode *node) {
+    return node->hash == hash && sameText(key, node->key);
+  });
+}
+
 // By text, or by the functions of the table.
 [[gnu::noinline]] Found findSlowly(const ZutHashTable &table, ZutWord key) {
-  const uint32_t hash = table.kind == HashKind::text ? hashText(key) : table.hash(key);
+  if (table.kind == HashKind::text) return findText(table, key);
+  const uint32_t hash = table.hash(key);
   switch (table.kind) {
-  case HashKind::text:
-    return findIn(table, hash, [=](const HashNode *node) {
-      return node->hash == hash && sameText(key, node->key);
-    });
   case HashKind::word:
     return findIn(table, hash, [=](const HashNode *node) {
       return node->hash == hash && sameWord(key, node->key);
