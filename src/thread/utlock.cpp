@@ -19,22 +19,19 @@ struct ZutSpinlock {
 
 namespace {
 
-constexpr int Z_SPINS = 4000;     // looks at a held fast mutex before the thread blocks
-constexpr double Z_POLL = 0.1;    // seconds between two tries of a timed fast lock
-constexpr double Z_FOREVER = -1.0;
+constexpr int Z_SPINS = 4096;  // pauses before a held fast mutex blocks the thread
+constexpr double Z_POLL = 0.1; // seconds between two tries of a timed fast lock
 
 bool isFlag(int32_t value) { return value == 0 || value == 1; }
 
-// NaN is no timeout.
-bool isTimeout(double timeout) { return timeout >= 0.0 || timeout == Z_FOREVER; }
-
 int32_t failOs() { return utFail(Err::os); }
 
-// The holder may be about to leave. A thread that just looks keeps the word in both caches.
+// The holder may be about to leave. Each look takes the word out of its cache and slows it down,
+// so every one waits twice as long as the one before.
 bool spin(FastLock &lock) {
-  for (int i = 0; i < Z_SPINS; ++i) {
+  for (int pauses = 1; pauses < Z_SPINS; pauses *= 2) {
+    for (int i = 0; i < pauses; ++i) utPlatPause();
     if (lock.word.load(std::memory_order_relaxed) == 0 && utFastTry(lock)) return true;
-    utPlatPause();
   }
   return false;
 }
@@ -60,7 +57,7 @@ int32_t pollFast(FastLock &lock, double timeout) {
 
 // What is not the usual lock of a fast mutex; out of its way, which has no frame then.
 [[gnu::noinline]] int32_t lockOther(ZutMutex *mutex, double timeout) {
-  if (!mutex || !isTimeout(timeout)) return utFail(Err::invalid);
+  if (!mutex || !utIsTimeout(timeout)) return utFail(Err::invalid);
   if (!mutex->fast) return lockKernel(mutex->kernel, timeout);
   if (timeout > 0.0) return pollFast(mutex->lock, timeout);
   return utFastTry(mutex->lock) ? 1 : utFail(Err::timeout);
@@ -147,14 +144,16 @@ int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex) {
 }
 
 int32_t Z_CALL ZutMutexLock(ZutMutex *mutex, double timeout) {
-  if (!mutex || timeout != Z_FOREVER || !mutex->fast) return lockOther(mutex, timeout);
+  if (!mutex || !utIsForever(timeout) || !mutex->fast) [[unlikely]]
+    return lockOther(mutex, timeout);
   utFastEnter(mutex->lock);
   return 1;
 }
 
 int32_t Z_CALL ZutMutexUnlock(ZutMutex *mutex) {
-  if (mutex && mutex->fast && utFastLeave(mutex->lock)) return 1;
-  return unlockOther(mutex);
+  if (!mutex || !mutex->fast || !utFastLeave(mutex->lock)) [[unlikely]]
+    return unlockOther(mutex);
+  return 1;
 }
 
 void *Z_CALL ZutMutexCreateNamedNp(const char *name, int32_t owner) {
@@ -200,7 +199,7 @@ int32_t Z_CALL ZutCondWakeAll(ZutCond *cond) {
 
 // The wait begins before the mutex is left, so that no wake in between is missed.
 int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout) {
-  if (!cond || !mutex || !isTimeout(timeout) || timeout == 0.0) return utFail(Err::invalid);
+  if (!cond || !mutex || !utIsTimeout(timeout) || timeout == 0.0) return utFail(Err::invalid);
   int32_t ticket = cond->local.generation.load(std::memory_order_relaxed);
   if (cond->named && !utPlatEventArm(cond->named, &ticket)) return failOs();
   if (!ZutMutexUnlock(mutex)) return 0;

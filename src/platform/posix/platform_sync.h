@@ -1,12 +1,12 @@
 // What a lock does most often, without a call.
 #pragma once
 
-#include "platform_tls.h"
-
 #include <cstdint>
 
 // A number that no other living thread has; never 0.
-inline uintptr_t utPlatThreadToken() { return reinterpret_cast<uintptr_t>(&utPlatThreadBlockSlot); }
+inline uintptr_t utPlatThreadToken() {
+  return reinterpret_cast<uintptr_t>(__builtin_thread_pointer());
+}
 
 // Tells the processor that this is a busy wait.
 inline void utPlatPause() {
