@@ -287,10 +287,15 @@ void beginWriting(ZutRwMutex &mutex, int32_t depth) {
   mutex.depth = depth;
 }
 
-int32_t upgrade(ZutRwMutex &mutex, RwHold *hold, double timeout) {
+// The read locks become the writer's depth.
+void turnWriter(ZutRwMutex &mutex, RwHold &hold) {
+  beginWriting(mutex, hold.count);
+  hold.count = 0;
+}
+
+int32_t upgrade(ZutRwMutex &mutex, RwHold &hold, double timeout) {
   if (!trySwap(mutex, 1, Z_WRITER) && !waitUpgrade(mutex, timeout)) return utFail(Err::timeout);
-  beginWriting(mutex, hold->count);
-  hold->count = 0;
+  turnWriter(mutex, hold);
   return 1;
 }
 
@@ -320,7 +325,7 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold *hold, double timeout) {
   if (!mutex) return utFail(Err::invalid);
   if (!writes(*mutex)) {
     if (RwHold *hold = findHold(*mutex)) {
-      upgrade(*mutex, hold, -1.0);
+      upgrade(*mutex, *hold, Z_FOREVER);
     } else {
       waitWrite(*mutex);
       beginWriting(*mutex, 0);
@@ -328,6 +333,14 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold *hold, double timeout) {
   }
   ++mutex->depth;
   return 1;
+}
+
+// One who does not read may ask only while nobody does.
+[[gnu::noinline]] int32_t upgradeOther(ZutRwMutex *mutex, double timeout) {
+  if (!mutex) return utFail(Err::invalid);
+  if (!utIsTimeout(timeout)) return utFail(Err::tooSmall);
+  if (RwHold *hold = findHold(*mutex)) return upgrade(*mutex, *hold, timeout);
+  return readers(*mutex) == 0 ? 1 : utFail(Err::invalid);
 }
 
 [[gnu::noinline]] int32_t leaveClosed(ZutRwMutex *mutex, uint32_t word) {
@@ -409,12 +422,12 @@ int32_t Z_CALL ZutRwMutexUnlock(ZutRwMutex *mutex) {
   return left ? 1 : leaveClosed(mutex, 1);
 }
 
-// One who does not read may ask only while nobody does.
 int32_t Z_CALL ZutRwMutexUpgradeLock(ZutRwMutex *mutex, double timeout) {
-  if (!mutex) return utFail(Err::invalid);
-  if (!(timeout >= 0.0 || timeout == -1.0)) return utFail(Err::tooSmall);
-  if (RwHold *hold = findHold(*mutex)) return upgrade(*mutex, hold, timeout);
-  return readers(*mutex) == 0 ? 1 : utFail(Err::invalid);
+  RwHold *hold = mutex ? findPlaced(*mutex) : nullptr;
+  if (!hold || hold->count == 0 || !utIsForever(timeout) || !trySwap(*mutex, 1, Z_WRITER))
+    return upgradeOther(mutex, timeout);
+  turnWriter(*mutex, *hold);
+  return 1;
 }
 
 int32_t Z_CALL ZutRwMutexReadLocked(ZutRwMutex *mutex) {
