@@ -29,6 +29,7 @@ ZutCb *first(const ZutCbList &list) { return callbackOf(list.end.links.right); }
 ZutCb *after(const ZutCb *cb) { return callbackOf(cb->links.right); }
 
 constexpr int Z_AGE_BITS = 48;
+constexpr uint64_t Z_PLACE_END = UINT64_MAX;
 
 // Sorts behind every callback of the same or a higher priority.
 uint64_t newPlace(ZutCbList &list, int16_t priority) {
@@ -46,7 +47,6 @@ void link(ZutCbList &list, ZutCb *cb) {
 
 void unlink(ZutCbList &list, ZutCb *cb) {
   utDqUnlink(&cb->links);
-  ++list.changes;
   list.count.store(list.count.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
 }
 
@@ -57,41 +57,45 @@ ZutCb *find(const ZutCbList &list, ZutCbFunc function, ZutWord argument) {
   return nullptr;
 }
 
-// --- Walks: in line, so that one that meets no removal stays in registers ---
+// --- Walks ---
 
+// Held in registers for as long as the thread's turn stays the same; only in another one can
+// something have been removed.
 struct Walk {
-  ZutCbList *list;
   ZutCb *next;    // to be called next, or the list's end
   uint64_t place; // of next
-  uint32_t changes;
 };
 
-inline Walk walkOf(ZutCbList &list) {
+Walk walkOf(const ZutCbList &list) {
   ZutCb *next = first(list);
-  return {&list, next, next->place, list.changes};
+  return {next, next->place};
 }
 
-inline bool isAtEnd(const Walk &walk) { return walk.next == &walk.list->end; }
+bool isAtEnd(Walk walk) { return walk.place == Z_PLACE_END; }
 
-inline ZutCb *take(Walk &walk) {
+ZutCb *take(Walk &walk) {
   ZutCb *cb = walk.next;
   walk.next = after(cb);
   walk.place = walk.next->place;
   return cb;
 }
 
-[[gnu::noinline]] Walk findAgain(Walk walk) {
-  walk.changes = walk.list->changes;
-  if (isAtEnd(walk)) return walk; // a walk that has noted the end ends
-  walk.next = first(*walk.list);
-  while (walk.next->place < walk.place) walk.next = after(walk.next);
-  walk.place = walk.next->place;
-  return walk;
+// For a list that is read again. A walk that has noted the end ends.
+[[gnu::noinline]] Walk findAgain(const ZutCbList &list, Walk walk) {
+  if (isAtEnd(walk)) return walk;
+  ZutCb *next = first(list);
+  while (next->place < walk.place) next = after(next);
+  return {next, next->place};
 }
 
-// After each call into the caller's code, once the list is read again.
-inline void settle(Walk &walk) {
-  if (walk.changes != walk.list->changes) [[unlikely]] walk = findAgain(walk);
+// After each call into the caller's code. True: the list may have changed meanwhile.
+inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &turn) {
+  if (self.lists.turn == turn) [[likely]]
+    return false;
+  utListResume(self, list.lock);
+  walk = findAgain(list, walk);
+  turn = self.lists.turn;
+  return true;
 }
 
 void call(ZutCb *cb, void *owner, ZutCbCallData &data) {
@@ -232,40 +236,46 @@ int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
   return finish(self, list) ? 1 : utFail(Err::objectInUse);
 }
 
-// In line in ZutCbListCall: an event with one callback takes little longer than a call.
-[[gnu::always_inline]] inline void callAll(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
+// In line in ZutCbListCall: an event with one callback takes little longer than a call. A list that
+// is doomed from the beginning ends its walk after the first callback.
+[[gnu::always_inline]] inline void callAll(ThreadBlock &self, ZutCbList &list, void *owner,
+                                           ZutCbCallData &data) {
   Walk walk = walkOf(list);
+  uint32_t turn = list.doomed ? self.lists.turn - 1 : self.lists.turn;
   while (!isAtEnd(walk)) {
     call(take(walk), owner, data);
-    utListResume(self, list.lock);
-    if (list.doomed) [[unlikely]] break;
-    settle(walk);
+    if (settle(self, list, walk, turn) && list.doomed) break;
   }
   utCbListLeave(self, list);
 }
 
 void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                    ZutCbCallData &data) {
+  uint32_t turn = self.lists.turn;
   utListRead(self, global.lock);
-  utListResume(self, local.lock, &global.lock); // reading the other may have waited
+  if (self.lists.turn != turn) utListResume(self, local.lock, &global.lock); // it has waited
+  turn = self.lists.turn;
   Walk locals = walkOf(local);
   Walk globals = walkOf(global);
+  const auto run = [&](ZutCb *cb) {
+    call(cb, owner, data);
+    if (self.lists.turn == turn) [[likely]]
+      return;
+    utListResume(self, local.lock, &global.lock);
+    locals = findAgain(local, locals);
+    globals = findAgain(global, globals);
+    turn = self.lists.turn;
+  };
   bool stopped = false;
   while (!stopped && !isAtEnd(locals)) {
     const bool useGlobal = globals.place >> Z_AGE_BITS < locals.place >> Z_AGE_BITS;
     stopped = !useGlobal && local.doomed;
     if (stopped) break;
-    call(useGlobal ? take(globals) : take(locals), owner, data);
-    utListResume(self, local.lock, &global.lock);
+    run(useGlobal ? take(globals) : take(locals));
     stopped = local.doomed;
-    settle(locals);
-    settle(globals);
   }
-  while (!stopped && !isAtEnd(globals)) { // once the owner's are through, the global ones all run
-    call(take(globals), owner, data);
-    utListResume(self, local.lock, &global.lock);
-    settle(globals);
-  }
+  // Once the owner's are through, the global ones all run.
+  while (!stopped && !isAtEnd(globals)) run(take(globals));
   utCbListLeave(self, global);
   utCbListLeave(self, local);
 }
@@ -282,7 +292,7 @@ ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner) {
   list->owner = owner;
   list->type = type;
   list->end.links = {&list->end.links, &list->end.links};
-  list->end.place = UINT64_MAX;
+  list->end.place = Z_PLACE_END;
   return list;
 }
 
@@ -308,10 +318,10 @@ int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function
   utListRead(self, list->lock);
   int32_t result = 0;
   Walk walk = walkOf(*list);
+  uint32_t turn = self.lists.turn;
   while (!result && !isAtEnd(walk)) {
     result = function(list, take(walk), argument);
-    utListResume(self, list->lock);
-    settle(walk);
+    settle(self, *list, walk, turn);
   }
   utCbListLeave(self, *list);
   return result;
@@ -429,11 +439,11 @@ int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out) {
   out("Current List has %ld entries:\n", static_cast<long>(list->count.load()));
   utListResume(self, list->lock);
   Walk walk = walkOf(*list);
+  uint32_t turn = self.lists.turn;
   while (!isAtEnd(walk)) {
     print(take(walk), out);
     out("\n");
-    utListResume(self, list->lock);
-    settle(walk);
+    settle(self, *list, walk, turn);
   }
   out("Start thresh %d, current thresh: %d ", static_cast<int>(list->startThresh.load()),
       static_cast<int>(list->currentThresh.load()));

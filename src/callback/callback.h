@@ -27,7 +27,6 @@ struct ZutCbList {
   std::atomic<int32_t> count;
   int32_t doomed;   // to be destroyed
   uint64_t age;     // insertions so far
-  uint32_t changes; // removals so far: what a walk noted is stale
   ListLock lock;
   std::atomic<uint16_t> startThresh;
   std::atomic<uint16_t> currentThresh;

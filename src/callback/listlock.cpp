@@ -7,7 +7,8 @@
 
 #include "core/memory.h"
 
-#include <cstring>
+#include <algorithm>
+#include <span>
 
 std::atomic<int32_t> utListChanges{0};
 std::atomic<int32_t> utListWaiters{0};
@@ -16,71 +17,62 @@ namespace {
 
 // --- The thread's holds ---
 
-CbHold *holdsOf(CbReads &reads) { return reads.more ? reads.more : reads.first; }
-
-CbHold *find(CbReads &reads, const ListLock &lock) {
-  CbHold *holds = holdsOf(reads);
-  for (int32_t i = reads.count; i-- > 0;) {
-    if (holds[i].lock == &lock) return &holds[i];
-  }
-  return nullptr;
-}
-
-constexpr int32_t Z_FIRST_HOLDS = sizeof(CbReads::first) / sizeof(CbHold);
-
-void makeRoom(CbReads &reads) {
-  const int32_t capacity = 2 * reads.count;
-  const auto size = capacity * static_cast<int32_t>(sizeof(CbHold));
-  if (reads.more) {
-    reads.more = static_cast<CbHold *>(Z_REALLOC(reads.more, size, "holds"));
-  } else {
-    reads.more = static_cast<CbHold *>(Z_MALLOC(size, "holds"));
-    std::memcpy(reads.more, reads.first, sizeof reads.first);
-  }
-  reads.capacity = capacity;
-}
+std::span<CbHold> holdsOf(const CbReads &reads) { return {reads.begin, reads.end}; }
 
 void addHold(CbReads &reads, ListLock &lock) {
-  if (reads.count == (reads.more ? reads.capacity : Z_FIRST_HOLDS)) [[unlikely]] makeRoom(reads);
-  holdsOf(reads)[reads.count++] = {&lock, 1, 0};
+  if (reads.end == reads.limit) {
+    const auto count = static_cast<int32_t>(reads.end - reads.begin);
+    const int32_t room = 2 * count + 4;
+    const auto size = room * static_cast<int32_t>(sizeof(CbHold));
+    reads.begin = static_cast<CbHold *>(Z_REALLOC(reads.begin, size, "holds"));
+    reads.end = reads.begin + count;
+    reads.limit = reads.begin + room;
+  }
+  *reads.end++ = {&lock, 0};
 }
 
-void removeHold(CbReads &reads, CbHold *hold) {
-  *hold = holdsOf(reads)[--reads.count];
-  if (!reads.count && reads.more) [[unlikely]] {
-    Z_FREE(reads.more, "holds");
-    reads.more = nullptr;
-  }
+int32_t countHolds(const CbReads &reads, const ListLock &lock, int32_t parked) {
+  const auto isIt = [&](const CbHold &hold) { return hold.lock == &lock && hold.parked == parked; };
+  return static_cast<int32_t>(std::ranges::count_if(holdsOf(reads), isIt));
 }
 
 // --- The word ---
 
-// Adds to the word unless another thread has closed the list.
+// Adds to the word unless another thread has closed the list; that one waits for a thread that
+// still reads it.
 bool tryAdd(ThreadBlock &self, ListLock &lock, int32_t change) {
+  const bool reads = countHolds(self.lists, lock, 0) > 0;
   int32_t word = lock.word.load();
   do {
-    if ((word & Z_LIST_CLOSED) && lock.writer.load(std::memory_order_relaxed) != &self)
+    if ((word & Z_LIST_CLOSED) && !reads && lock.writer.load(std::memory_order_relaxed) != &self)
       return false;
   } while (!lock.word.compare_exchange_weak(word, word + change));
   return true;
 }
 
-void change(ListLock &lock, int32_t by) {
-  if (lock.word.fetch_add(by) & Z_LIST_CLOSED) utListWake();
-}
-
 void park(CbReads &reads, CbHold &hold) {
   if (hold.parked) return;
   hold.parked = 1;
-  ++reads.parked;
-  change(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
+  ++reads.turn;
+  utListChange(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
 }
 
-bool tryResume(ThreadBlock &self, CbHold &hold) {
-  if (!hold.parked) return true;
-  if (!tryAdd(self, *hold.lock, Z_LIST_READER - Z_LIST_PARKED)) return false;
-  hold.parked = 0;
-  --self.lists.parked;
+// Gives what the word has to change by.
+int32_t unpark(CbReads &reads, const ListLock &lock) {
+  int32_t by = 0;
+  for (CbHold &hold : holdsOf(reads)) {
+    if (hold.lock != &lock || !hold.parked) continue;
+    hold.parked = 0;
+    by += Z_LIST_READER - Z_LIST_PARKED;
+  }
+  return by;
+}
+
+bool tryResume(ThreadBlock &self, ListLock &lock) {
+  const int32_t parked = countHolds(self.lists, lock, 1);
+  if (!parked) return true;
+  if (!tryAdd(self, lock, parked * (Z_LIST_READER - Z_LIST_PARKED))) return false;
+  unpark(self.lists, lock);
   return true;
 }
 
@@ -101,46 +93,40 @@ void utListWake() {
 }
 
 void utListPark(ThreadBlock &self) {
-  CbHold *holds = holdsOf(self.lists);
-  for (int32_t i = 0; i < self.lists.count; ++i) park(self.lists, holds[i]);
+  for (CbHold &hold : holdsOf(self.lists)) park(self.lists, hold);
 }
 
 bool utListTryRead(ThreadBlock &self, ListLock &lock) {
-  if (CbHold *hold = find(self.lists, lock)) {
-    if (!tryResume(self, *hold)) return false;
-    ++hold->depth;
-    return true;
-  }
   if (!tryAdd(self, lock, Z_LIST_READER)) return false;
   addHold(self.lists, lock);
   return true;
 }
 
 void utListReadSlowly(ThreadBlock &self, ListLock &lock) {
-  if (!utListTryRead(self, lock))
-    utListWait(self, [&] { return utListTryRead(self, lock); });
+  if (!utListTryRead(self, lock)) utListWait(self, [&] { return utListTryRead(self, lock); });
 }
 
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock) {
-  CbHold *hold = find(self.lists, lock);
-  if (--hold->depth) return;
-  const int32_t mine = hold->parked ? Z_LIST_PARKED : Z_LIST_READER;
-  self.lists.parked -= hold->parked;
-  removeHold(self.lists, hold);
-  change(lock, -mine);
+  CbHold *hold = self.lists.end - 1;
+  while (hold->lock != &lock) --hold;
+  const int32_t by = hold->parked ? -Z_LIST_PARKED : -Z_LIST_READER;
+  *hold = *--self.lists.end;
+  utListChange(lock, by);
 }
 
 int32_t utListDepth(ThreadBlock &self, const ListLock &lock) {
-  const CbHold *hold = find(self.lists, lock);
-  return hold ? hold->depth : 0;
+  return countHolds(self.lists, lock, 0) + countHolds(self.lists, lock, 1);
 }
 
 void utListWrite(ThreadBlock &self, ListLock &lock) {
+  ++self.lists.turn;
   if (lock.writer.load(std::memory_order_relaxed) == &self) {
     ++lock.writes;
     return;
   }
-  if (CbHold *hold = find(self.lists, lock)) park(self.lists, *hold);
+  for (CbHold &hold : holdsOf(self.lists)) {
+    if (hold.lock == &lock) park(self.lists, hold);
+  }
   if (!tryClose(lock)) utListWait(self, [&] { return tryClose(lock); });
   const auto noReaders = [&] { return !(lock.word.load() & Z_LIST_READERS); };
   if (!noReaders()) utListWait(self, noReaders);
@@ -148,24 +134,16 @@ void utListWrite(ThreadBlock &self, ListLock &lock) {
   lock.writes = 1;
 }
 
+// This thread's parked read locks of the list are resumed in the same step.
 void utListUnwrite(ThreadBlock &self, ListLock &lock) {
   if (--lock.writes) return;
-  int32_t by = -Z_LIST_CLOSED;
-  CbHold *hold = find(self.lists, lock);
-  if (hold && hold->parked) { // resumed in the same step
-    hold->parked = 0;
-    --self.lists.parked;
-    by += Z_LIST_READER - Z_LIST_PARKED;
-  }
   lock.writer.store(nullptr, std::memory_order_relaxed);
-  change(lock, by);
+  utListChange(lock, unpark(self.lists, lock) - Z_LIST_CLOSED);
 }
 
-void utListResumeParked(ThreadBlock &self, ListLock &lock, ListLock *second) {
+void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second) {
   const auto attempt = [&] {
-    if (tryResume(self, *find(self.lists, lock)) &&
-        (!second || tryResume(self, *find(self.lists, *second))))
-      return true;
+    if (tryResume(self, lock) && (!second || tryResume(self, *second))) return true;
     utListPark(self);
     return false;
   };

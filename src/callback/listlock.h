@@ -1,5 +1,5 @@
 // The reader-writer lock of a callback list, cheap where nobody writes: one word counts the
-// threads that read, and each thread keeps what it reads, and how often, in its own block.
+// read locks, and each thread keeps which of them are its own in its block.
 //
 // A thread reads again, writes inside its own writing, and writes where it reads (an upgrade).
 // Writers that wait hold off new readers.
@@ -19,12 +19,12 @@
 #include <atomic>
 
 struct ListLock {
-  std::atomic<int32_t> word;          // threads that read, threads that are parked, Z_LIST_CLOSED
-  std::atomic<ThreadBlock *> writer;  // who writes
-  int32_t writes;                     // the writer's depth
+  std::atomic<int32_t> word;         // read locks, parked ones, Z_LIST_CLOSED
+  std::atomic<ThreadBlock *> writer; // who writes
+  int32_t writes;                    // the writer's depth
 };
 
-inline constexpr int32_t Z_LIST_READER = 1; // up to 32767 threads
+inline constexpr int32_t Z_LIST_READER = 1; // up to 32767 at a time
 inline constexpr int32_t Z_LIST_READERS = 0x7fff;
 inline constexpr int32_t Z_LIST_PARKED = 1 << 15;
 inline constexpr int32_t Z_LIST_USERS = 0x3fffffff; // readers and parked
@@ -33,6 +33,10 @@ inline constexpr int32_t Z_LIST_CLOSED = 1 << 30;   // a thread writes or waits 
 // --- Waiting ---
 // Tells whoever waits that a list's state has changed.
 void utListWake();
+inline void utListChange(ListLock &lock, int32_t by) {
+  if (lock.word.fetch_add(by) & Z_LIST_CLOSED) [[unlikely]]
+    utListWake();
+}
 // Parks the thread.
 void utListPark(ThreadBlock &self);
 
@@ -56,30 +60,31 @@ void utListWait(ThreadBlock &self, Attempt attempt) {
 
 // --- Reading and writing ---
 
-// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order. Here
-// is what most calls do: a thread reads no list yet, and nobody writes.
+// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order. One
+// addition, taken back if the list was closed, is cheaper than a look and a change that may fail.
 bool utListTryRead(ThreadBlock &self, ListLock &lock);
 void utListReadSlowly(ThreadBlock &self, ListLock &lock);
 inline void utListRead(ThreadBlock &self, ListLock &lock) {
   CbReads &reads = self.lists;
-  int32_t word = lock.word.load(std::memory_order_relaxed);
-  if (reads.count == 0 && !(word & Z_LIST_CLOSED) &&
-      lock.word.compare_exchange_strong(word, word + Z_LIST_READER)) [[likely]] {
-    reads.count = 1;
-    reads.first[0] = {&lock, 1, 0};
-  } else {
-    utListReadSlowly(self, lock);
+  CbHold *hold = reads.end;
+  if (hold != reads.limit) [[likely]] {
+    if (!(lock.word.fetch_add(Z_LIST_READER) & Z_LIST_CLOSED)) [[likely]] {
+      *hold = {&lock, 0};
+      reads.end = hold + 1;
+      return;
+    }
+    utListChange(lock, -Z_LIST_READER);
   }
+  utListReadSlowly(self, lock);
 }
 
 // After the last call the list may be gone at any moment.
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock);
 inline void utListUnread(ThreadBlock &self, ListLock &lock) {
-  CbReads &reads = self.lists;
-  const CbHold &hold = reads.first[0];
-  if (reads.count == 1 && !reads.more && hold.depth == 1 && !hold.parked) [[likely]] {
-    reads.count = 0;
-    if (lock.word.fetch_sub(Z_LIST_READER) & Z_LIST_CLOSED) [[unlikely]] utListWake();
+  CbHold *last = self.lists.end - 1;
+  if (last->lock == &lock && !last->parked) [[likely]] {
+    self.lists.end = last;
+    utListChange(lock, -Z_LIST_READER);
   } else {
     utListUnreadSlowly(self, lock);
   }
@@ -93,8 +98,5 @@ void utListWrite(ThreadBlock &self, ListLock &lock);
 void utListUnwrite(ThreadBlock &self, ListLock &lock);
 
 // Reads again, after a call that may have waited, the lists that this thread reads; the second
-// may be null.
-void utListResumeParked(ThreadBlock &self, ListLock &lock, ListLock *second);
-inline void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second = nullptr) {
-  if (self.lists.parked) [[unlikely]] utListResumeParked(self, lock, second);
-}
+// may be null. Needed, as a new look at the lists is, when the thread's turn is another one.
+void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second = nullptr);

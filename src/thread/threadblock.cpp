@@ -35,6 +35,7 @@ void utThreadBlockEnd(void *argument) {
   freeTexts(block->texts);
   Z_FREE(block->moreHolds, "holds");
   utThreadClosureEnd(block->closure);
+  Z_FREE(block->lists.begin, "holds");
   utPlatThreadBlockSet(nullptr);
   Z_FREE(block, "tsd");
 }

@@ -17,20 +17,18 @@ struct RwHold {
   int32_t count;  // read locks
 };
 
-// The lock of a callback list that this thread reads, callback/listlock.h.
+// A read lock of this thread on a callback list, callback/listlock.h.
 struct CbHold {
   ListLock *lock;
-  int32_t depth;  // read locks
   int32_t parked; // 1: counted as parked, not as reading
 };
 
-// All of them.
+// All of them, the latest mostly last.
 struct CbReads {
-  int32_t count;
-  int32_t capacity; // of `more`
-  int32_t parked;   // how many are
-  CbHold first[4];
-  CbHold *more; // all of them once there are more than `first` takes
+  CbHold *begin;
+  CbHold *end;
+  CbHold *limit; // of the room
+  uint32_t turn; // another one: this thread has parked meanwhile, or begun to write a list
 };
 
 struct ThreadState {
