@@ -132,7 +132,7 @@ constexpr Made4 decFToIbm4(uint32_t word) { return ieee4ToIbm4(decFToIeee4(word)
 
 constexpr Made4 ibm4ToDecF(uint32_t word) {
   Made4 made = ibm4ToIeee4(word);
-  made.word = ieee4ToDecF(made.word).word;
+  if (word != 0) made.word += decFStep; // no other comes out as zero
   return made;
 }
 
