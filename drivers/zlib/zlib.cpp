@@ -64,10 +64,20 @@ int32_t judge(int result, const z_stream &z, int32_t mode) {
   return mode == 2 ? corrupt : 0; // the input ended before its stream
 }
 
+// Puts back what was saved. Without the memory for that the stream is lost, and the next call opens
+// a new one.
+template <class Way>
+void putBack(Stream &stream, z_stream &before) {
+  Way::end(stream.z);
+  stream.open = Way::copy(stream.z, before) == Z_OK;
+  Way::end(before);
+}
+
 // Works on the unread part of `source`; takes and gives everything or nothing.
 template <class Way>
-int32_t work(z_stream &z, ZutBuf &destination, ZutBuf &source, int32_t mode) {
+int32_t work(Stream &stream, ZutBuf &destination, ZutBuf &source, int32_t mode) {
   constexpr int flushes[] = {Z_NO_FLUSH, Z_SYNC_FLUSH, Z_FINISH};
+  z_stream &z = stream.z;
   const bool fresh = atStart(z);
   z_stream before;
   if (!fresh && Way::copy(before, z) != Z_OK) return noMemory;
@@ -79,13 +89,8 @@ int32_t work(z_stream &z, ZutBuf &destination, ZutBuf &source, int32_t mode) {
   z.avail_out = static_cast<uInt>(room);
   const int result = Way::run(z, flushes[mode]);
   if (const int32_t error = judge(result, z, mode)) {
-    if (fresh) {
-      Way::reset(z);
-    } else {
-      Way::end(z);
-      Way::copy(z, before);
-      Way::end(before);
-    }
+    if (fresh) Way::reset(z);
+    else putBack<Way>(stream, before);
     return error;
   }
   if (!fresh) Way::end(before);
@@ -123,7 +128,7 @@ int32_t Z_CALL compress(void *state, ZutBuf *destination, ZutBuf *source, int32_
   if (!stream.open && deflateInit(&stream.z, codec.level) != Z_OK) return fail(noMemory);
   stream.open = true;
   const int32_t offset = source->offset, size = destination->size;
-  if (const int32_t error = work<Deflate>(stream.z, *destination, *source, mode)) {
+  if (const int32_t error = work<Deflate>(stream, *destination, *source, mode)) {
     return fail(error);
   }
   ++codec.operations;
@@ -136,7 +141,7 @@ int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int3
   Stream &stream = codecOf(state).inflater;
   if (!stream.open && inflateInit(&stream.z) != Z_OK) return fail(noMemory);
   stream.open = true;
-  const int32_t error = work<Inflate>(stream.z, *destination, *source, mode);
+  const int32_t error = work<Inflate>(stream, *destination, *source, mode);
   return error ? fail(error) : 1;
 }
 

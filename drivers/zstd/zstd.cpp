@@ -2,18 +2,20 @@
 // Modes as the library means them: 0 go on, 1 flush, 2 end the frame; the next call begins a new
 // one.
 //
-// A context cannot be put back, so a call whose output finds too little room keeps it: the call's
-// repetition only has to copy it out.
+// A context cannot be put back, so a call whose output finds too little room keeps it, and the
+// call's repetition goes on from there.
 #include "zut.h"
 
 #include <zstd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
 namespace {
 
 constexpr int32_t tooSmall = 4, invalid = 7, corrupt = 24;
+constexpr int32_t largest = INT32_MAX - 1048576; // output; behind it a piece of zstd's still fits
 
 // Output that waits for room, and how much input it stands for.
 struct Pending {
@@ -28,6 +30,7 @@ struct Codec {
   Pending compressed;
   Pending plain;
   bool inFrame; // decompressing stopped within a frame
+  bool goesOn;  // it has more to do
   uint32_t operations;
   uint32_t bytesIn;
   uint32_t bytesOut;
@@ -67,6 +70,7 @@ bool runCompressor(Codec &codec, const ZutBuf &source, int32_t mode) {
   ZutBuf &output = *codec.compressed.output;
   ZSTD_inBuffer in = unreadOf(source);
   for (bool more = true; more;) {
+    if (output.size > largest) return false;
     ZSTD_outBuffer out = roomIn(output, ZSTD_CStreamOutSize());
     const size_t left = ZSTD_compressStream2(codec.compressor, &out, &in, ends[mode]);
     if (ZSTD_isError(left)) return false;
@@ -77,17 +81,19 @@ bool runCompressor(Codec &codec, const ZutBuf &source, int32_t mode) {
   return true;
 }
 
-// To the end of the frame or of the input.
-bool runDecompressor(Codec &codec, const ZutBuf &source) {
+// To the end of the frame or of the input, or until the output needs more than `room`: a small
+// frame may stand for gigabytes.
+bool runDecompressor(Codec &codec, const ZutBuf &source, int32_t room) {
   ZutBuf &output = *codec.plain.output;
   ZSTD_inBuffer in = unreadOf(source);
-  for (bool more = true; more;) {
+  in.pos = static_cast<size_t>(codec.plain.taken);
+  while (codec.goesOn && output.size <= room) {
     ZSTD_outBuffer out = roomIn(output, ZSTD_DStreamOutSize());
     const size_t left = ZSTD_decompressStream(codec.decompressor, &out, &in);
     if (ZSTD_isError(left)) return false;
     output.size = static_cast<int32_t>(out.pos);
     codec.inFrame = left > 0;
-    more = left > 0 && (in.pos < in.size || out.pos == out.size);
+    codec.goesOn = left > 0 && (in.pos < in.size || out.pos == out.size);
   }
   codec.plain.taken = static_cast<int32_t>(in.pos);
   return true;
@@ -151,7 +157,14 @@ int32_t Z_CALL compress(void *state, ZutBuf *destination, ZutBuf *source, int32_
 int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
   Codec &codec = codecOf(state);
   Pending &pending = codec.plain;
-  if (!pending.waits && (!runDecompressor(codec, *source) || (mode == 2 && codec.inFrame))) {
+  if (!pending.waits) {
+    pending.taken = 0;
+    codec.goesOn = true;
+  }
+  const int32_t room = std::min(destination->capacity - destination->size, largest);
+  const bool good = runDecompressor(codec, *source, room);
+  const bool cut = mode == 2 && codec.inFrame && !codec.goesOn;
+  if (!good || cut) {
     reset(state);
     return fail(corrupt);
   }

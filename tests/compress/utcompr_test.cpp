@@ -245,7 +245,7 @@ TEST_F(Compressor, ManyThreadsShareThePool) {
 TEST_F(Compressor, ZstdThereAndBack) {
   ZutCompressor *compressor = ZutCompressorCreate("zstd", "5");
   ASSERT_NE(compressor, nullptr);
-  const std::string text = sample(100000);
+  const std::string text = sample(3000000);
   Buffer source(text), small, result;
   while (!ZutCompressorCompress(compressor, small, source, 2)) {
     ASSERT_EQ(ZutErrNumGet(), 4);
