@@ -84,8 +84,7 @@ void lookUpOurs(benchmark::State &state) {
 void lookUpCatgets(benchmark::State &state) {
   const nl_catd catalog = peerCatalog();
   int at = 0;
-  for (auto _ : state)
-    benchmark::DoNotOptimize(catgets(catalog, 1, 1 + nextMessage(at), nullptr));
+  for (auto _ : state) benchmark::DoNotOptimize(catgets(catalog, 1, 1 + nextMessage(at), nullptr));
 }
 
 // --- Print: both into this ---

@@ -13,8 +13,8 @@ namespace {
 
 constexpr int appends = 1000; // to one string, before it is emptied
 
-constexpr std::array words = {"option",  "trace_level ", "set",  "to ", "a",
-                              "somewhat longer text, ", "info", ".\n"};
+constexpr std::array words = {"option", "trace_level ",           "set",  "to ",
+                              "a",      "somewhat longer text, ", "info", ".\n"};
 
 const char *word(int i) { return words[static_cast<size_t>(i) % words.size()]; }
 

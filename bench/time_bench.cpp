@@ -91,7 +91,7 @@ void parseHttp(benchmark::State &state) {
 
 // Only to fields: turning them into a number would be our gain.
 void parseStrptime(benchmark::State &state) {
-  struct tm fields{};
+  struct tm fields {};
   for (auto _ : state) {
     benchmark::DoNotOptimize(strptime(date, "%a, %d %b %Y %H:%M:%S GMT", &fields));
     benchmark::DoNotOptimize(fields);

@@ -1326,7 +1326,7 @@ struct ZutGraphEdge {
   ZutGraphVertex *from;
   ZutGraphEdge *reverse; /* the other edge of the pair, or null; stale when that one is removed */
 };
-#define Z_GRAPH_INFINITE 99999 /* the distance of what cannot be reached */
+#define Z_GRAPH_INFINITE 99999        /* the distance of what cannot be reached */
 #define Z_CB_TYPE_GRAPH_CHANGE (-105) /* "srv_graph_change"; made by ZutGraphChangeCbCreate */
 /* Call data of the change callbacks, whose owner is the graph: either a vertex or an edge, the
  * other is null. */

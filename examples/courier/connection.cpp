@@ -192,7 +192,8 @@ const char *readMessage(Connection &connection) {
     return why;
   const MessageHead head = messageHead(bytes);
   constexpr double longest = 1e9;
-  if (!messageIsSound(head, std::min(number("courier_max_size"), longest))) return "dropped: this is no message";
+  if (!messageIsSound(head, std::min(number("courier_max_size"), longest)))
+    return "dropped: this is no message";
   return head.kind == MessageKind::alive ? nullptr : receiveData(connection, head);
 }
 

@@ -201,9 +201,7 @@ unsigned long address(const void *pointer) {
   return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(pointer));
 }
 
-long typeNumber(const ZutCbList *list) {
-  return list ? static_cast<long>(list->type->number) : 0L;
-}
+long typeNumber(const ZutCbList *list) { return list ? static_cast<long>(list->type->number) : 0L; }
 
 // From a copy: the output function may destroy the callback.
 void print(const ZutCb *cb, ZutPrintFunc out) {
@@ -493,13 +491,9 @@ int32_t Z_CALL ZutCbGetFunction(ZutCb *cb, ZutCbFunc *out) {
   return get(cb, &ZutCb::function, out);
 }
 
-int32_t Z_CALL ZutCbGetArgument(ZutCb *cb, ZutWord *out) {
-  return get(cb, &ZutCb::argument, out);
-}
+int32_t Z_CALL ZutCbGetArgument(ZutCb *cb, ZutWord *out) { return get(cb, &ZutCb::argument, out); }
 
-int32_t Z_CALL ZutCbGetPriority(ZutCb *cb, int16_t *out) {
-  return get(cb, &ZutCb::priority, out);
-}
+int32_t Z_CALL ZutCbGetPriority(ZutCb *cb, int16_t *out) { return get(cb, &ZutCb::priority, out); }
 
 int32_t Z_CALL ZutCbGetList(ZutCb *cb, ZutCbList **out) {
   if (!cb || !out) return utFail(Err::nullPointer);

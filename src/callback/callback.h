@@ -25,8 +25,8 @@ struct ZutCbList {
   ZutCbType *type;
   ZutCb end; // the ring of callbacks in calling order begins and ends here; its place is the last
   std::atomic<int32_t> count;
-  int32_t doomed;   // to be destroyed
-  uint64_t age;     // insertions so far
+  int32_t doomed; // to be destroyed
+  uint64_t age;   // insertions so far
   ListLock lock;
   std::atomic<uint16_t> startThresh;
   std::atomic<uint16_t> currentThresh;
@@ -41,7 +41,8 @@ void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void 
 // Ends reading; the last user of an owner's doomed list destroys it.
 void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list);
 inline void utCbListLeave(ThreadBlock &self, ZutCbList &list) {
-  if (list.doomed && list.owner) [[unlikely]] utCbListLeaveDoomed(self, list);
+  if (list.doomed && list.owner) [[unlikely]]
+    utCbListLeaveDoomed(self, list);
   else utListUnread(self, list.lock);
 }
 // Destroys the list or, while it has other users or this thread calls it, dooms it: error 32.

@@ -194,9 +194,9 @@ int32_t Z_CALL ZutCbTypeTraverse(ZutCbTypeTraverseFunc function, ZutWord argumen
   if (!function) return utFail(Err::nullPointer);
   Visit visit = {function, argument};
   ZutProcessMutexLock(); // no guard: the function may leave by a jump
-  const int32_t result = types ? ZutHashTraverse(types, visitType,
-                                                 reinterpret_cast<ZutWord>(&visit))
-                               : utFail(Err::endOfTraversal);
+  const int32_t result = types
+                             ? ZutHashTraverse(types, visitType, reinterpret_cast<ZutWord>(&visit))
+                             : utFail(Err::endOfTraversal);
   ZutProcessMutexUnlock();
   return result;
 }

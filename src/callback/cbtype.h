@@ -6,7 +6,7 @@
 #include "containers/lobe.h"
 
 struct ZutCbType {
-  ZutLobe *lobe; // owner to ZutCbList *; null when it could not be declared
+  ZutLobe *lobe;                   // owner to ZutCbList *; null when it could not be declared
   std::atomic<ZutCbList *> global; // made on first use, under the process mutex
   int32_t number;
   char *name; // or null

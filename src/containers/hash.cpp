@@ -247,8 +247,8 @@ void push(ZutHashTable &table, HashNode *node) {
 
 // Room for `expected` entries: the size rule.
 void chainsAllocate(ZutHashTable &table, int64_t expected) {
-  const auto least = static_cast<uint64_t>(
-      static_cast<double>(std::max<int64_t>(expected, 4)) * 1.3333333333333333);
+  const auto least = static_cast<uint64_t>(static_cast<double>(std::max<int64_t>(expected, 4)) *
+                                           1.3333333333333333);
   const auto buckets = static_cast<int64_t>(std::bit_ceil(least));
   const int64_t size = buckets * static_cast<int64_t>(sizeof(HashNode *));
   const int32_t checked = size <= INT32_MAX ? static_cast<int32_t>(size) : -1; // -1: exhausted
@@ -339,7 +339,8 @@ void indexDrop(ZutHashTable &table) {
   node->ref_count = 1;
   node->hash = found.hash;
   push(table, node);
-  if (table.index) [[unlikely]] indexNode(table, node);
+  if (table.index) [[unlikely]]
+    indexNode(table, node);
   else if (found.passed >= Z_CHAIN_LONG && table.kind != HashKind::other) indexMake(table);
   if (++table.count > table.threshold) grow(table, int64_t{2} * table.buckets);
 }
@@ -409,9 +410,7 @@ void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
   if (!table.walks) blocksFree(table);
 }
 
-void Z_CALL freeKey(ZutWord key, ZutWord, ZutWord) {
-  Z_FREE(reinterpret_cast<void *>(key), "key");
-}
+void Z_CALL freeKey(ZutWord key, ZutWord, ZutWord) { Z_FREE(reinterpret_cast<void *>(key), "key"); }
 void Z_CALL freeValue(ZutWord, ZutWord value, ZutWord) {
   Z_FREE(reinterpret_cast<void *>(value), "value");
 }
@@ -435,8 +434,7 @@ const char *keyText(const ZutHashTable &table, ZutWord key) {
 }
 
 void reportDuplicate(ZutHashTable &table, ZutWord key) {
-  ZutOut("ORL-WL-0000-W ZutHashInsert: key %s already exists in hash table\n",
-         keyText(table, key));
+  ZutOut("ORL-WL-0000-W ZutHashInsert: key %s already exists in hash table\n", keyText(table, key));
   if (utEnvIsSet("HASH_INSERT_VERBOSE_ERROR")) ZutHashDump(&table, ZutOutDebug);
   if (utEnvIsSet("HASH_INSERT_FATAL_ERROR")) ZutFatalError("ZutHashInsert duplicate.");
 }
@@ -601,9 +599,7 @@ int32_t Z_CALL ZutHashGetSize(const ZutHashTable *table) { return table->count; 
 
 int32_t Z_CALL ZutHashGetCollisions(const ZutHashTable *table) { return table->collisions; }
 
-int32_t Z_CALL ZutHashGetReferenceCounted(const ZutHashTable *table) {
-  return table->ref_counted;
-}
+int32_t Z_CALL ZutHashGetReferenceCounted(const ZutHashTable *table) { return table->ref_counted; }
 
 int32_t Z_CALL ZutHashSetReferenceCounted(ZutHashTable *table, int32_t flag) {
   if (!table) return utFail(Err::nullPointer);
@@ -619,7 +615,8 @@ ZutHashTestFunc Z_CALL ZutHashGetTestFunc(const ZutHashTable *table) { return ta
 ZutWord Z_CALL ZutHashLookup(ZutHashTable *table, ZutWord key) {
   if (!table) return utFail(Err::nullPointer);
   const HashNode *node = find(*table, key).node;
-  if (!node) [[unlikely]] return utFail(Err::notFound);
+  if (!node) [[unlikely]]
+    return utFail(Err::notFound);
   return node->value;
 }
 
@@ -727,9 +724,7 @@ void Z_CALL ZutHashDestroyFreeKey(ZutHashTable *table) { ZutHashDestroy(table, f
 
 void Z_CALL ZutHashDestroyFreeValue(ZutHashTable *table) { ZutHashDestroy(table, freeValue, 0); }
 
-void Z_CALL ZutHashDestroyFreeKeyValue(ZutHashTable *table) {
-  ZutHashDestroy(table, freeBoth, 0);
-}
+void Z_CALL ZutHashDestroyFreeKeyValue(ZutHashTable *table) { ZutHashDestroy(table, freeBoth, 0); }
 
 void Z_CALL ZutHashResize(ZutHashTable *table, int32_t n) { grow(*table, n); }
 
@@ -749,9 +744,8 @@ ZutWord *Z_CALL ZutHashSortKeys(ZutHashTable *table, int32_t *count, ZutHashComp
   return pairs.keys;
 }
 
-int32_t Z_CALL ZutHashSortTraverse(ZutHashTable *table, ZutHashSortFunc function,
-                                   ZutWord argument, ZutHashCompareFunc compare,
-                                   ZutHashFilterFunc filter) {
+int32_t Z_CALL ZutHashSortTraverse(ZutHashTable *table, ZutHashSortFunc function, ZutWord argument,
+                                   ZutHashCompareFunc compare, ZutHashFilterFunc filter) {
   int32_t count;
   ZutWord *values = ZutHashSort(table, &count, compare, filter);
   int32_t result = 0;

@@ -94,9 +94,7 @@ ZutLobe *Z_CALL ZutLobeDeclare(int32_t number, int32_t size) {
   return lobe;
 }
 
-ZutLobe *Z_CALL ZutLobeStringDeclare(int32_t number) {
-  return ZutLobeDeclare(number, Z_LOBE_TEXT);
-}
+ZutLobe *Z_CALL ZutLobeStringDeclare(int32_t number) { return ZutLobeDeclare(number, Z_LOBE_TEXT); }
 
 ZutLobe *Z_CALL ZutLobeLookup(int32_t number) {
   const ProcessGuard guard;

@@ -35,7 +35,8 @@ void grow(ZutSafeString &string, int64_t length, int32_t step) {
 inline ZutSafeString *put(ZutSafeString &string, int32_t place, const char *text, size_t count,
                           int32_t step) {
   const int64_t length = static_cast<int64_t>(count) + place;
-  if (length >= string.capacity) [[unlikely]] text = makeRoom(string, length, text, step);
+  if (length >= string.capacity) [[unlikely]]
+    text = makeRoom(string, length, text, step);
   string.length = static_cast<int32_t>(length);
   std::memmove(string.str + place, text, count + 1);
   return &string;
@@ -63,8 +64,7 @@ ZutSafeString *Z_CALL ZutSafeStringAppend(ZutSafeString *string, const char *tex
   return ZutSafeStringQAppend(string, text, Z_STEP);
 }
 
-ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text,
-                                           int32_t step) {
+ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text, int32_t step) {
   return put(*string, string->length, text, std::strlen(text), step);
 }
 

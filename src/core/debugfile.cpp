@@ -165,9 +165,7 @@ int32_t Z_CALL ZutDebugRename(const char *name) {
   return changeName(name);
 }
 
-const char *Z_CALL ZutDebugFileName() {
-  return debugName.load() ? utDebugName() : nullptr;
-}
+const char *Z_CALL ZutDebugFileName() { return debugName.load() ? utDebugName() : nullptr; }
 
 FILE *Z_CALL ZutDebugFilePtr() {
   if (!utDebugStream()) ZutDebugOpen(standardError);

@@ -48,8 +48,8 @@ Object *makeObject(ZutDSMM &table, ZutWord key) {
 
 extern "C" {
 
-ZutDSMM *Z_CALL ZutDSMMCreate(int32_t buckets, ZutDSMMCreateFunc create,
-                              ZutDSMMDestroyFunc destroy, void *argument) {
+ZutDSMM *Z_CALL ZutDSMMCreate(int32_t buckets, ZutDSMMCreateFunc create, ZutDSMMDestroyFunc destroy,
+                              void *argument) {
   if (!create || !destroy) return utFailNull(Err::nullPointer);
   if (buckets < 1) return utFailNull(Err::tooSmall);
   auto *table = utNew<ZutDSMM>("keyed objects");

@@ -21,8 +21,8 @@ bool makeName() {
   if (!directory) return false;
   char base[32];
   std::snprintf(base, sizeof base, "dump%ld.dmp", static_cast<long>(utPlatProcessId()));
-  dumpName = utNewArray<char>(static_cast<int64_t>(std::strlen(directory) + sizeof base),
-                              "(utDumpFname)");
+  dumpName =
+      utNewArray<char>(static_cast<int64_t>(std::strlen(directory) + sizeof base), "(utDumpFname)");
   std::strcat(std::strcpy(dumpName, directory), base);
   Z_FREE(directory, "directory");
   return true;

@@ -19,9 +19,7 @@ FastLock lock;
 
 // The family's own variables name files to write and switch checks off: a process that runs with
 // rights its user does not have must not follow them.
-bool mayRead(const char *name) {
-  return std::strncmp(name, "VN", 2) != 0 || !utPlatPrivileged();
-}
+bool mayRead(const char *name) { return std::strncmp(name, "VN", 2) != 0 || !utPlatPrivileged(); }
 
 // Under the lock.
 const char *lookup(const char *name) { return mayRead(name) ? std::getenv(name) : nullptr; }

@@ -334,17 +334,10 @@ int32_t Z_CALL ZutPerror(const char *prefix) {
   void *tsd = ZutErrNumSaveTsd(&state);
   char text[reasonSize];
   switch (static_cast<Err>(perrorOn ? state.number : 0)) {
-  case Err::c:
-    cReason(state.c, text);
-    break;
-  case Err::os:
-    systemReason(state.os, text);
-    break;
-  case Err::socket:
-    systemReason(state.socket, text);
-    break;
-  default:
-    return 1;
+  case Err::c: cReason(state.c, text); break;
+  case Err::os: systemReason(state.os, text); break;
+  case Err::socket: systemReason(state.socket, text); break;
+  default: return 1;
   }
   ZutOutDebug("%s: %s\n", prefix, text);
   return ZutErrNumRestoreTsd(&state, tsd);

@@ -12,8 +12,8 @@
 
 enum class Err : int32_t {
   none = 0,
-  c = 1,            // the reason is in errno
-  os = 2,           // the reason is the platform's last error
+  c = 1,  // the reason is in errno
+  os = 2, // the reason is the platform's last error
   nullPointer = 3,
   tooSmall = 4,
   tooLarge = 5,

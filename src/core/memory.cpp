@@ -32,9 +32,7 @@ constexpr bool refused() { return false; }
 // The runtime may answer null to a size of 0, so at least one byte is asked for.
 size_t atLeastOne(int32_t size) { return size == 0 ? 1 : static_cast<size_t>(size); }
 
-void *take(int32_t size) {
-  return size < 0 || refused() ? nullptr : std::malloc(atLeastOne(size));
-}
+void *take(int32_t size) { return size < 0 || refused() ? nullptr : std::malloc(atLeastOne(size)); }
 
 void *takeZeroed(int32_t size) {
   return size < 0 || refused() ? nullptr : std::calloc(1, atLeastOne(size));
@@ -56,8 +54,7 @@ char *utDup(const char *text, const char *what, const char *file, int32_t line) 
   return text ? utDupPart(text, std::strlen(text), what, file, line) : nullptr;
 }
 
-char *utDupPart(const char *text, size_t length, const char *what, const char *file,
-                int32_t line) {
+char *utDupPart(const char *text, size_t length, const char *what, const char *file, int32_t line) {
   const int32_t size = length < INT32_MAX ? static_cast<int32_t>(length) + 1 : -1;
   char *copy = static_cast<char *>(ZutMallocCheck(size, what, file, line));
   std::memcpy(copy, text, length);

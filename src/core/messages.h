@@ -47,11 +47,11 @@ constexpr MessageKinds utMessageKinds(std::string_view text) {
     if (text[i] != '%') continue;
     if (++i < text.size() && text[i] == '%') continue;
     const std::string_view rest = text.substr(i < text.size() ? i : text.size());
-    const char kind = rest.starts_with("s")                                ? 's'
+    const char kind = rest.starts_with("s")                              ? 's'
                       : rest.starts_with("ld") || rest.starts_with("lx") ? 'l'
-                      : rest.starts_with("c")                              ? 'c'
-                      : rest.starts_with("g")                              ? 'g'
-                                                                           : '?';
+                      : rest.starts_with("c")                            ? 'c'
+                      : rest.starts_with("g")                            ? 'g'
+                                                                         : '?';
     if (kinds.count < 8) kinds.kind[kinds.count++] = kind;
   }
   return kinds;

@@ -18,10 +18,8 @@ constexpr const char *utPrintArg(const char *text) { return text ? text : "(null
 constexpr double utPrintArg(double value) { return value; }
 constexpr int utPrintArg(char value) { return value; }
 template <class T>
-  requires std::is_integral_v<T>
-constexpr long utPrintArg(T value) {
-  return static_cast<long>(value);
-}
+requires std::is_integral_v<T>
+constexpr long utPrintArg(T value) { return static_cast<long>(value); }
 
 template <Msg M, class... Args>
 void utReport(int32_t level, Args... args) {

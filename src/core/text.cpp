@@ -78,8 +78,8 @@ int32_t Z_CALL ZutStrCmpi(const char *a, const char *b) {
     return (a != nullptr) - (b != nullptr);
   }
   for (;; ++a, ++b) {
-    const int32_t order = static_cast<unsigned char>(utLower(*a)) -
-                          static_cast<unsigned char>(utLower(*b));
+    const int32_t order =
+        static_cast<unsigned char>(utLower(*a)) - static_cast<unsigned char>(utLower(*b));
     if (order != 0 || *a == '\0') return order;
   }
 }

@@ -77,9 +77,8 @@ bool hashedBase(const char *directory, const char *name, char *base, bool create
     std::snprintf(base, hashSize, "%08lx", static_cast<unsigned long>(hash));
     char *nameFile = utFileNameDup(directory, base, ".nam");
     const Owner owner = ownerOf(nameFile, name);
-    const bool usable =
-        owner == Owner::us ||
-        (owner == Owner::nobody && (!create || writeNameFile(nameFile, name)));
+    const bool usable = owner == Owner::us ||
+                        (owner == Owner::nobody && (!create || writeNameFile(nameFile, name)));
     Z_FREE(nameFile, "name file");
     if (owner != Owner::other) return usable;
   }

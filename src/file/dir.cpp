@@ -16,12 +16,9 @@ namespace {
 
 int32_t kindWord(PlatFileKind kind) {
   switch (kind) {
-  case PlatFileKind::directory:
-    return Z_DIR_ENTRY_DIRECTORY;
-  case PlatFileKind::regular:
-    return Z_DIR_ENTRY_FILE;
-  default:
-    return Z_DIR_ENTRY_OTHER;
+  case PlatFileKind::directory: return Z_DIR_ENTRY_DIRECTORY;
+  case PlatFileKind::regular: return Z_DIR_ENTRY_FILE;
+  default: return Z_DIR_ENTRY_OTHER;
   }
 }
 
@@ -38,8 +35,8 @@ int32_t Z_CALL ZutFileGetSize(const char *name, int32_t *size_out) {
   return 1;
 }
 
-int32_t Z_CALL ZutFileGetAccessTimes(const char *name, double *access_out,
-                                     double *modification_out, double *change_out) {
+int32_t Z_CALL ZutFileGetAccessTimes(const char *name, double *access_out, double *modification_out,
+                                     double *change_out) {
   if (!name) return utFail(Err::nullPointer);
   PlatFileInfo info;
   if (!utPlatFileInfo(name, info)) return utFailC();
@@ -82,12 +79,9 @@ int32_t Z_CALL ZutReadDir(ZutDir *handle, ZutDirEntry *entry_out) {
   if (!handle->listing) return utFailC();
   PlatDirEntry entry;
   switch (utPlatDirRead(handle->listing, entry)) {
-  case PlatDirRead::failed:
-    return utFailC();
-  case PlatDirRead::end:
-    return utFail(Err::endOfTraversal);
-  case PlatDirRead::entry:
-    break;
+  case PlatDirRead::failed: return utFailC();
+  case PlatDirRead::end: return utFail(Err::endOfTraversal);
+  case PlatDirRead::entry: break;
   }
   utCopyCut(entry_out->name, sizeof entry_out->name, entry.name);
   entry_out->kind = kindWord(entry.kind);

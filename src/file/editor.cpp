@@ -141,8 +141,7 @@ FILE *Z_CALL ZutViewFilePtr(FILE *stream) {
   char *name = nullptr;
   char *mode = nullptr;
   if (!holdFile(stream, &name, &mode)) {
-    utReport<Msg::viewUnknownStream>(Z_TRACE_LEVEL_WARNING,
-                                     reinterpret_cast<intptr_t>(stream),
+    utReport<Msg::viewUnknownStream>(Z_TRACE_LEVEL_WARNING, reinterpret_cast<intptr_t>(stream),
                                      utPlatFileDescriptor(stream));
     return stream;
   }

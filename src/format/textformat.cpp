@@ -52,7 +52,8 @@ bool isReal(char letter) { return isOneOf(letter, "efgEFG"); }
 
 bool isPlain(const Conversion &c) {
   if (c.width > utFormatMaxWidth || c.precision > utFormatMaxWidth) return false;
-  if (c.length.empty()) return isInteger(c.letter) || isReal(c.letter) || isOneOf(c.letter, "aAcsp");
+  if (c.length.empty())
+    return isInteger(c.letter) || isReal(c.letter) || isOneOf(c.letter, "aAcsp");
   if (isReal(c.letter)) return c.length == "l" || c.length == "L";
   if (!isInteger(c.letter)) return false;
   return c.length == "hh" || c.length == "ll" ||

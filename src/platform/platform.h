@@ -57,9 +57,9 @@ void *utPlatLibraryLoad(const char *name);
 void *utPlatLibrarySymbol(void *library, const char *symbol);
 
 // --- Names ---
-extern const char utPlatSeparator;             // in names that the library builds
-extern const char *const utPlatTempFallback;   // when neither HOME nor TEMP is set
+extern const char utPlatSeparator;           // in names that the library builds
+extern const char *const utPlatTempFallback; // when neither HOME nor TEMP is set
 extern const char *const utPlatDefaultEditor;
-extern const char *const utPlatPwdCommand;     // what the alias pwd runs
+extern const char *const utPlatPwdCommand;       // what the alias pwd runs
 extern const char *const utPlatSocketDirNames[]; // environment variables in order, null at the end
 extern const char *const utPlatSocketDirFallback;

@@ -167,8 +167,8 @@ public:
     mutex.word.fetch_or(Z_CLOSED, std::memory_order_acquire);
   }
   ~Closed() {
-    const bool waiting = mutex_.waitingReaders > 0 || mutex_.waitingWriters > 0 ||
-                         mutex_.upgrades || mutex_.givenUp;
+    const bool waiting =
+        mutex_.waitingReaders > 0 || mutex_.waitingWriters > 0 || mutex_.upgrades || mutex_.givenUp;
     if (!waiting) mutex_.word.fetch_and(~Z_CLOSED, std::memory_order_release);
     utFastLeave(mutex_.mutex);
   }
@@ -233,8 +233,7 @@ void waitRead(ZutRwMutex &mutex, bool counted) {
   while (isWritten(mutex) || mutex.waitingWriters > 0)
     waitOn(mutex, mutex.readCond, mutex.waitingReaders, Z_NO_DEADLINE);
   mutex.word.fetch_add(1, std::memory_order_acquire);
-  noteReaders(mutex, mutex.quota.load(std::memory_order_relaxed),
-              readers(mutex) + setAside(mutex));
+  noteReaders(mutex, mutex.quota.load(std::memory_order_relaxed), readers(mutex) + setAside(mutex));
 }
 
 void waitWrite(ZutRwMutex &mutex) {

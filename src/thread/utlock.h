@@ -38,7 +38,8 @@ inline bool utFastTry(FastLock &lock) {
 void utFastBlock(FastLock &lock);
 
 inline void utFastEnter(FastLock &lock) {
-  if (!utFastTry(lock)) [[unlikely]] utFastBlock(lock);
+  if (!utFastTry(lock)) [[unlikely]]
+    utFastBlock(lock);
 }
 
 // False: this thread does not hold it; nothing changes.

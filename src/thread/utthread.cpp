@@ -23,8 +23,8 @@ constexpr int64_t Z_CHECK_CYCLE = 60000; // milliseconds; at most one thread is 
 constexpr double Z_CHECKER_END = 0.5;    // seconds given to the checker to end
 
 constinit FastLock registry{};
-ZutHashTable *adopted;  // value -> closure; made with the first
-bool checkerStarted;    // never cleared: the checker is not started again
+ZutHashTable *adopted; // value -> closure; made with the first
+bool checkerStarted;   // never cleared: the checker is not started again
 bool checkerRuns;
 FastCond checkerWake;
 
@@ -158,8 +158,7 @@ ZutThreadId Z_CALL ZutThreadCreate(ZutThreadFunc function, ZutWord argument, ...
   return thread;
 }
 
-ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument,
-                                     va_list attributes) {
+ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument, va_list attributes) {
   if (!function) return utFail(Err::nullPointer);
   if (!acceptAttributes(attributes)) return utFail(Err::invalid);
   auto *closure = utNew<ThreadClosure>("thread_closure");

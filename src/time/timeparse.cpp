@@ -41,9 +41,7 @@ struct Fields {
 // --- Tokens ---
 
 constexpr bool isWordStart(char c) { return utIsAlpha(c) || c == '_'; }
-constexpr bool isWordPart(char c) {
-  return isWordStart(c) || utIsDigit(c) || c == '%' || c == '?';
-}
+constexpr bool isWordPart(char c) { return isWordStart(c) || utIsDigit(c) || c == '%' || c == '?'; }
 
 // Passes a bracketed comment; false when it has no end or another one begins in it.
 bool skipComment(const char *&p) {

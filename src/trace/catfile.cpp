@@ -105,8 +105,8 @@ const char *parseLine(string_view whole, CatLine &line) {
   line.severity = fields.next(' ');
   if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %.*s";
   // The number is read up to the delimiter behind it, which only a blank field would not stop.
-  const bool blank = std::all_of(line.number.begin(), line.number.end(),
-                                 [](char c) { return utIsSpace(c); });
+  const bool blank =
+      std::all_of(line.number.begin(), line.number.end(), [](char c) { return utIsSpace(c); });
   line.id = blank ? 0 : utParseInt(line.number.data());
   if (line.id == 0) return "ORL-WL-00000-W Invalid ID %s: %.*s";
   line.severityValue = utCatSeverity(line.severity[0]);
@@ -177,7 +177,8 @@ struct Window {
   char space[windowSize];
 };
 
-// Where the runtime does not do it, the carriage return before a line's end goes. Gives the new end.
+// Where the runtime does not do it, the carriage return before a line's end goes. Gives the new
+// end.
 char *dropReturns(char *at, char *end) {
   auto *to = static_cast<char *>(std::memchr(at, '\r', static_cast<size_t>(end - at)));
   if (!to) return end;

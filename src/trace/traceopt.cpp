@@ -192,9 +192,7 @@ int32_t Z_CALL ZutTraceLevelDefaultOptionDestroy(Trace *trace) {
   return destroyOwn(ownLevel, trace);
 }
 
-int32_t Z_CALL ZutTraceFileDefaultOptionDestroy(Trace *trace) {
-  return destroyOwn(ownFile, trace);
-}
+int32_t Z_CALL ZutTraceFileDefaultOptionDestroy(Trace *trace) { return destroyOwn(ownFile, trace); }
 
 int32_t Z_CALL ZutTraceFlagsDefaultOptionDestroy(Trace *trace) {
   return destroyOwn(ownFlags, trace);

@@ -23,10 +23,10 @@ struct ZutCatalog {
   std::atomic<ZutCatalogFile *> file; // null: none, or it could not be read
   int32_t refcount;                   // under the resource lock of its address
   std::atomic<uint32_t> flags;
-  std::atomic<int32_t> readers;       // look-ups under way
-  bool holds;                         // a reference to `file`; under the process mutex
-  ZutPstNode *retired;                // files that a look-up may still read; likewise
-  ZutWord number;                     // for its bindings, see binding.h
+  std::atomic<int32_t> readers; // look-ups under way
+  bool holds;                   // a reference to `file`; under the process mutex
+  ZutPstNode *retired;          // files that a look-up may still read; likewise
+  ZutWord number;               // for its bindings, see binding.h
 };
 
 namespace {
@@ -90,7 +90,8 @@ Search find(ZutCatalog &catalog, int32_t id, CatMessage *&message) {
 // What a look-up that found nothing leaves behind. Prints, so nothing may be counted any more.
 int32_t fail(Search search, int32_t id) {
   if (search == Search::noFile) return utFail(Err::nullPointer);
-  if (search == Search::missing) ZutOut("ORL-WL-00000-W String lookup failed for message id %d\n", id);
+  if (search == Search::missing)
+    ZutOut("ORL-WL-00000-W String lookup failed for message id %d\n", id);
   return 0;
 }
 
@@ -278,7 +279,8 @@ int32_t Z_CALL ZutCatLookup(ZutCatalog *catalog, int32_t id, ZutCatMsgKey **out)
     const Reading reading(*catalog);
     search = find(*catalog, id, message);
   }
-  if (search == Search::found || search == Search::missing) *out = message ? &message->key : nullptr;
+  if (search == Search::found || search == Search::missing)
+    *out = message ? &message->key : nullptr;
   return search == Search::found ? 1 : fail(search, id);
 }
 

@@ -43,11 +43,11 @@ struct LevelName {
   const char *name;
 };
 constexpr LevelName levelNames[] = {
-    {Z_TRACE_LEVEL_DEFAULT, "default"}, {Z_TRACE_LEVEL_ALWAYS, "always"},
-    {Z_TRACE_LEVEL_NEVER, "never"},     {Z_TRACE_LEVEL_NEVER, "none"},
-    {Z_TRACE_LEVEL_ERROR, "error"},     {Z_TRACE_LEVEL_WARNING, "warning"},
-    {Z_TRACE_LEVEL_INFO, "info"},       {Z_TRACE_LEVEL_INFO_1, "info_1"},
-    {Z_TRACE_LEVEL_INFO_2, "info_2"},   {Z_TRACE_LEVEL_VERBOSE, "verbose"},
+    {Z_TRACE_LEVEL_DEFAULT, "default"},     {Z_TRACE_LEVEL_ALWAYS, "always"},
+    {Z_TRACE_LEVEL_NEVER, "never"},         {Z_TRACE_LEVEL_NEVER, "none"},
+    {Z_TRACE_LEVEL_ERROR, "error"},         {Z_TRACE_LEVEL_WARNING, "warning"},
+    {Z_TRACE_LEVEL_INFO, "info"},           {Z_TRACE_LEVEL_INFO_1, "info_1"},
+    {Z_TRACE_LEVEL_INFO_2, "info_2"},       {Z_TRACE_LEVEL_VERBOSE, "verbose"},
     {Z_TRACE_LEVEL_VERBOSE_1, "verbose_1"}, {Z_TRACE_LEVEL_VERBOSE_2, "verbose_2"},
     {Z_TRACE_LEVEL_DEBUG, "debug"},
 };
@@ -108,17 +108,13 @@ void setFile(Trace &trace, ZutFileNode *file) {
 void rotate(Trace &trace, ZutFileNode &file) {
   file.bytes_written = 0;
   switch (utFileRotate(file.stream, file.fname, file.mode)) {
-  case FileRotation::done:
-    backupFailureTold = false;
-    break;
+  case FileRotation::done: backupFailureTold = false; break;
   case FileRotation::kept:
     if (backupFailureTold) break;
     backupFailureTold = true;
     utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, file.fname);
     break;
-  case FileRotation::failed:
-    setFile(trace, replaceWithStandardOutput(file.fname));
-    break;
+  case FileRotation::failed: setFile(trace, replaceWithStandardOutput(file.fname)); break;
   }
 }
 

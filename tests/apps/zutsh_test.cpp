@@ -93,8 +93,9 @@ TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
   writeFile("bad.cat", "bad line\n");
   const Result changed = run({"-n"}, "setopt catalog_file bad.cat\nsetopt catalog_file gone.cat\n"
                                      "setopt catalog_file .\n");
-  EXPECT_EQ(changed.err, "zutsh: cannot read the message catalog gone.cat: messages are not printed\n"
-                         "zutsh: cannot read the message catalog .: messages are not printed\n");
+  EXPECT_EQ(changed.err,
+            "zutsh: cannot read the message catalog gone.cat: messages are not printed\n"
+            "zutsh: cannot read the message catalog .: messages are not printed\n");
   EXPECT_EQ(changed.out.find("Corrupt"), changed.out.rfind("Corrupt")) << "read once";
 }
 

@@ -96,10 +96,9 @@ TEST(Callback, CallsBearEveryChangeOfTheirList) {
        "ab"},
       {"add at the end", [](ZutCbList *l, ZutCb *) { add(l, 'z', -1); }, "abcdez"},
       {"add before the next", [](ZutCbList *l, ZutCb *) { add(l, 'z', 3); }, "abcde"},
-      {"the next to the front",
-       [](ZutCbList *l, ZutCb *) { ZutCbSetPriority(find(l, 'c'), 9); }, "abde"},
-      {"itself to the end", [](ZutCbList *, ZutCb *self) { ZutCbSetPriority(self, -1); },
-       "abcdeb"},
+      {"the next to the front", [](ZutCbList *l, ZutCb *) { ZutCbSetPriority(find(l, 'c'), 9); },
+       "abde"},
+      {"itself to the end", [](ZutCbList *, ZutCb *self) { ZutCbSetPriority(self, -1); }, "abcdeb"},
       {"remove and put back",
        [](ZutCbList *l, ZutCb *) {
          ZutCb *d = find(l, 'd');
@@ -109,7 +108,9 @@ TEST(Callback, CallsBearEveryChangeOfTheirList) {
       {"call the list", [](ZutCbList *l, ZutCb *) { EXPECT_EQ(fire(l), "abcde"); }, "abcde"},
       {"destroy it in an inner call",
        [](ZutCbList *l, ZutCb *) {
-         fire(l, [](ZutCb *cb, char name) { if (name == 'c') ZutCbDestroy(cb); });
+         fire(l, [](ZutCb *cb, char name) {
+           if (name == 'c') ZutCbDestroy(cb);
+         });
        },
        "abde"},
   };
@@ -169,7 +170,9 @@ TEST(Callback, FlagsChooseAndMergeLists) {
   EXPECT_EQ(fireType(type, &owner), "abcd");
   EXPECT_EQ(fireType(type, &type), "bc");
   Event event; // dooming the owner's list ends a merge, once its own were through it goes on
-  event.then = [&](ZutCb *, char name) { if (name == 'b') ZutCbObjClear(type, &owner); };
+  event.then = [&](ZutCb *, char name) {
+    if (name == 'b') ZutCbObjClear(type, &owner);
+  };
   ZutCbTypeCall(type, &owner, &event);
   EXPECT_EQ(event.log, "ab");
   ZutCbSetPriority(ZutCbTypeCbCreate(type, &owner, note, 'a'), 5);
@@ -340,8 +343,7 @@ CHILD(quit) {
   ZutCbTypeGetGlobFlag(ZutCbTypeLookup("quit"), &flag);
   Event event;
   ZutCbTypeNumCbCall(Z_CB_TYPE_QUIT, nullptr, &event);
-  ZutOut("%d %d %s\n", ZutQuitCbLookup(note, 'q') == cb, static_cast<int>(flag),
-         event.log.c_str());
+  ZutOut("%d %d %s\n", ZutQuitCbLookup(note, 'q') == cb, static_cast<int>(flag), event.log.c_str());
 }
 
 TEST(Callback, QuitCallbacks) { EXPECT_EQ(runChild("quit").out, "18 28 1 0 q\n"); }

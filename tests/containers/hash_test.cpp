@@ -241,12 +241,13 @@ int32_t Z_CALL meddle(ZutWord key, ZutWord, ZutWord argument) {
     return meddler.visited.size() == 20;
   case 3: ZutHashReset(meddler.table, nullptr, 0); break;
   case 4: // a traversal inside, which deletes
-    ZutHashTraverse(meddler.table,
-                    [](ZutWord inner, ZutWord, ZutWord table) {
-                      ZutHashDelete(reinterpret_cast<ZutHashTable *>(table), inner);
-                      return 0;
-                    },
-                    word(meddler.table));
+    ZutHashTraverse(
+        meddler.table,
+        [](ZutWord inner, ZutWord, ZutWord table) {
+          ZutHashDelete(reinterpret_cast<ZutHashTable *>(table), inner);
+          return 0;
+        },
+        word(meddler.table));
     break;
   }
   return 0;
@@ -355,8 +356,8 @@ TEST(Hash, DuplicateKeysAreReported) {
   EXPECT_EQ(runChild("duplicate").out, line + "value 1\n");
   const Result dumped = runChild("duplicate", {{"HASH_INSERT_VERBOSE_ERROR", "1"}});
   EXPECT_NE((dumped.out + dumped.err).find("    name\t1\n"), std::string::npos);
-  const Result ended = runChild(
-      "duplicate", {{"HASH_INSERT_FATAL_ERROR", "1"}, {"VN_FATAL_ERROR_ABORT", "1"}});
+  const Result ended =
+      runChild("duplicate", {{"HASH_INSERT_FATAL_ERROR", "1"}, {"VN_FATAL_ERROR_ABORT", "1"}});
   EXPECT_NE((ended.out + ended.err).find("ZutHashInsert duplicate."), std::string::npos);
   EXPECT_TRUE(ended.aborted());
 }

@@ -8,8 +8,8 @@
 #include <thread>
 
 #ifndef _WIN32
-#include <sys/stat.h>
-#include <unistd.h>
+#  include <sys/stat.h>
+#  include <unistd.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -171,10 +171,10 @@ TEST(FatalError, ReportsToItsStreamAndTheDebugFileThenAborts) {
       runChild("fatal", {{"VN_FATAL_ERROR_ABORT", "1"}, {"VNDEBUGFILENAME", "fatal.dbg"}});
   EXPECT_TRUE(result.aborted()) << result.code;
   const auto expectReport = [](const std::string &text) {
-    expectInOrder(text, {"\n*** FATAL ERROR ***\ngone at 7 in tests\nWall Clock Time: ",
-                         "\nVantrel Time: 12.500000\n", "Last Vantrel Error Code: 9\n",
-                         "Last C Error Code: ", "Last OS Error Code: ",
-                         "Last Socket Error Code: "});
+    expectInOrder(text,
+                  {"\n*** FATAL ERROR ***\ngone at 7 in tests\nWall Clock Time: ",
+                   "\nVantrel Time: 12.500000\n", "Last Vantrel Error Code: 9\n",
+                   "Last C Error Code: ", "Last OS Error Code: ", "Last Socket Error Code: "});
   };
   expectReport(result.out);
   expectReport(readFile("fatal.dbg"));
@@ -185,8 +185,8 @@ TEST(FatalError, ContinuesWhenToldAndReportsTheNextOneToo) {
   const TempDir directory;
   const Result result = runChild("fatal", {{"VN_FATAL_ERROR_CONTINUE", "0"}});
   EXPECT_EQ(result.code, 0);
-  expectInOrder(result.out, {"gone at 7", "Continuing execution.\n", "gone again",
-                             "Continuing execution.\n"});
+  expectInOrder(result.out,
+                {"gone at 7", "Continuing execution.\n", "gone again", "Continuing execution.\n"});
 }
 
 CHILD(nested) {

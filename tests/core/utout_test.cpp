@@ -167,8 +167,10 @@ CHILD(firstUse) {
     other.join();
   };
   ZutOption *level = ZutOptionLookup("trace_level"), *verbose = ZutOptionLookup("verbose");
-  meanwhile(level, [=] { ZutOptionSetEnum(level, "error"); }, [] { ZutOutCat(1, 5065, "x"); });
-  meanwhile(verbose, [=] { ZutOptionSetBool(verbose, 1); }, [] { ZutVerbose("said\n"); });
+  meanwhile(
+      level, [=] { ZutOptionSetEnum(level, "error"); }, [] { ZutOutCat(1, 5065, "x"); });
+  meanwhile(
+      verbose, [=] { ZutOptionSetBool(verbose, 1); }, [] { ZutVerbose("said\n"); });
   std::_Exit(0);
 }
 
@@ -236,8 +238,9 @@ CHILD(debug) {
   ZutErrNumSet(9);
   EXPECT_EQ(ZutDebugReopen(), stderr);
   EXPECT_EQ(ZutErrNumGet(), 9) << "no failure of the caller";
-  EXPECT_EQ(output.text(), "ORL-WL-05258-I Cannot reopen the debug file <file>; debug output goes to "
-                           "the standard error stream.\n");
+  EXPECT_EQ(output.text(),
+            "ORL-WL-05258-I Cannot reopen the debug file <file>; debug output goes to "
+            "the standard error stream.\n");
   std::exit(testing::Test::HasFailure());
 }
 
@@ -321,7 +324,8 @@ TEST(ProcInfo, CpuUsage) {
   // On a busy machine a span may pass without a tick of this process's time.
   for (int span = 0; span < 50 && value == 0.0; ++span) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
-    while (std::chrono::steady_clock::now() < end) {}
+    while (std::chrono::steady_clock::now() < end) {
+    }
     EXPECT_EQ(ZutProcInfo(0, &value), 1);
   }
   EXPECT_GT(value, 0.0);

@@ -96,8 +96,8 @@ TEST_F(Courier, BadPeersAreDroppedAndDisturbNobody) {
   const Result heard = server.get();
   EXPECT_EQ(heard.code, 0) << heard.out << heard.err;
   EXPECT_TRUE(has(heard, "says: still here") && has(heard, "says: and again")) << heard.out;
-  for (const char *why :
-       {"this is no message", "half a message", "a message that cannot be unpacked", "silent for too long"}) {
+  for (const char *why : {"this is no message", "half a message",
+                          "a message that cannot be unpacked", "silent for too long"}) {
     EXPECT_TRUE(has(heard, std::string("dropped: ") + why)) << why << "\n" << heard.out;
   }
   EXPECT_TRUE(has(heard, "0 connected")) << heard.out;

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <thread>
 #ifdef _WIN32
-#include <share.h>
+#  include <share.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -144,7 +144,7 @@ TEST_F(FileTest, BackupReplacesAnOlderOne) {
   setBackupName("");
   EXPECT_EQ(ZutBackupFile("y"), 1);
   EXPECT_EQ(readFile("y"), "kept");
-#ifndef _WIN32 // where the system itself gives up the old name
+#ifndef _WIN32                     // where the system itself gives up the old name
   fs::create_hard_link("y", "y~"); // a backup that is the file itself
   setBackupName("~");
   EXPECT_EQ(ZutBackupFile("y"), 1);
@@ -215,7 +215,8 @@ TEST_F(FileTest, WhoHoldsAFileForAMomentIsWaitedFor) {
 #endif
 
 TEST_F(FileTest, APipeWithoutAPartnerDoesNotStopTheProgram) {
-  if (separator == "\\" || ZutSystem("mkfifo pipe") != 0) GTEST_SKIP() << "no pipes in the file system";
+  if (separator == "\\" || ZutSystem("mkfifo pipe") != 0)
+    GTEST_SKIP() << "no pipes in the file system";
   EXPECT_EQ(ZutOpenFile("pipe", "w"), nullptr);
   FILE *stream = ZutOpenFile("pipe", "r");
   ASSERT_NE(stream, nullptr);
@@ -257,7 +258,8 @@ CHILD(hooks) {
   ZutSetFileOpenFunc(openHook);
   ZutSetFileCloseFunc(closeHook);
   FILE *stream = ZutOpenFile("x", "w+b");
-  if (ZutCloseFile(stream) == 1 && output.text().find("<x> failed with result 7") != std::string::npos) {
+  if (ZutCloseFile(stream) == 1 &&
+      output.text().find("<x> failed with result 7") != std::string::npos) {
     std::printf("5098\n");
   }
 }
@@ -265,7 +267,8 @@ CHILD(hooks) {
 TEST_F(FileTest, LongAndAwkwardNamesGetAHashedBase) {
   const auto base = [](const std::string &name, int32_t create) {
     char *out = nullptr;
-    if (!ZutBuildBaseName(".", name.c_str(), &out, create)) return "error " + std::to_string(ZutErrNumGet());
+    if (!ZutBuildBaseName(".", name.c_str(), &out, create))
+      return "error " + std::to_string(ZutErrNumGet());
     const std::string text = out;
     ZutFree(out);
     return text;

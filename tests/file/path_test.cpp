@@ -73,9 +73,12 @@ TEST(Path, NamesAreTakenApart) {
   const struct {
     const char *name, *directory, *base, *extension;
   } rows[] = {
-      {"a/b/c.txt", "a|b", "c", ".txt"}, {"a\\b/c.tar.gz", "a|b", "c.tar", ".gz"},
-      {"c", "", "c", ""},                {"a.b/c", "a.b", "c", ""},
-      {"/c.x", "", "c", ".x"},           {"a/c.", "a", "c", "."},
+      {"a/b/c.txt", "a|b", "c", ".txt"},
+      {"a\\b/c.tar.gz", "a|b", "c.tar", ".gz"},
+      {"c", "", "c", ""},
+      {"a.b/c", "a.b", "c", ""},
+      {"/c.x", "", "c", ".x"},
+      {"a/c.", "a", "c", "."},
       {"a/na\xc3\xafve.x", "a", "na\xc3\xafve", ".x"},
   };
   for (const auto &row : rows) {

@@ -10,13 +10,13 @@
 #include <sstream>
 
 #ifdef _WIN32
-#include <process.h>
-#include <windows.h>
+#  include <process.h>
+#  include <windows.h>
 #else
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#  include <fcntl.h>
+#  include <spawn.h>
+#  include <sys/wait.h>
+#  include <unistd.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -112,7 +112,8 @@ int start(const Arguments &arguments, const fs::path &in, const fs::path &out,
   posix_spawn_file_actions_addopen(&streams, 1, out.c_str(), create, 0600);
   posix_spawn_file_actions_addopen(&streams, 2, err.c_str(), create, 0600);
   std::vector<char *> list;
-  for (const std::string &argument : arguments) list.push_back(const_cast<char *>(argument.c_str()));
+  for (const std::string &argument : arguments)
+    list.push_back(const_cast<char *>(argument.c_str()));
   list.push_back(nullptr);
   pid_t process = 0;
   int status = 0;

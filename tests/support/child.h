@@ -33,9 +33,9 @@ Result runProgram(const std::string &program, const std::vector<std::string> &ar
 struct ChildEntry {
   ChildEntry(const char *name, void (*function)());
 };
-#define CHILD(name)                                                                            \
-  static void child_##name();                                                                  \
-  static const ChildEntry entry_##name{#name, child_##name};                                   \
+#define CHILD(name)                                                                                \
+  static void child_##name();                                                                      \
+  static const ChildEntry entry_##name{#name, child_##name};                                       \
   static void child_##name()
 
 // A fresh directory, the working directory while the object lives, removed with it.

@@ -69,9 +69,7 @@ CHILD(installed) {
   interrupt(3);
 }
 
-TEST(Interrupt, ProgramMayInstallTheHandler) {
-  EXPECT_EQ(runChild("installed").out, "1 2 3 ");
-}
+TEST(Interrupt, ProgramMayInstallTheHandler) { EXPECT_EQ(runChild("installed").out, "1 2 3 "); }
 
 CHILD(busy) {
   ZutInitThreads();

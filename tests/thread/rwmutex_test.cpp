@@ -149,7 +149,8 @@ TEST_F(RwMutex, ManyAtOnceInOneThread) {
     for (ZutRwMutex *one : many) EXPECT_EQ(ZutRwMutexUnlock(one), 1);
     for (ZutRwMutex *one : many) EXPECT_EQ(ZutRwMutexUnlock(one), 0);
     for (ZutRwMutex *one : many) ZutRwMutexReadLock(one);
-    for (ZutRwMutex *one : many) ZutRwMutexDestroy(one); // while read: the next round is not confused
+    for (ZutRwMutex *one : many)
+      ZutRwMutexDestroy(one); // while read: the next round is not confused
   }
 }
 

@@ -64,10 +64,10 @@ TEST_F(Lock, BadArgumentsChangeNothing) {
     ZutMutexUnlock(mutex);
     EXPECT_EQ(ZutMutexDestroy(mutex), 1);
   }
-  for (int32_t result : {ZutMutexLock(nullptr, 0.0), ZutMutexUnlock(nullptr),
-                         ZutMutexDestroy(nullptr), ZutCondWakeAll(nullptr), ZutCondDestroy(nullptr),
-                         ZutSpinlockLock(nullptr), ZutSpinlockUnlock(nullptr),
-                         ZutSpinlockDestroy(nullptr)}) {
+  for (int32_t result :
+       {ZutMutexLock(nullptr, 0.0), ZutMutexUnlock(nullptr), ZutMutexDestroy(nullptr),
+        ZutCondWakeAll(nullptr), ZutCondDestroy(nullptr), ZutSpinlockLock(nullptr),
+        ZutSpinlockUnlock(nullptr), ZutSpinlockDestroy(nullptr)}) {
     EXPECT_EQ(result, 0);
     EXPECT_EQ(ZutErrNumGet(), 7);
   }

@@ -51,9 +51,7 @@ CHILD(early) {
   ZutOut("%d %d %d %d", before == 0, error, after != 0, after == ZutThreadSelf());
 }
 
-TEST(ThreadStart, MainThreadIsKnownOnceThreadsAre) {
-  EXPECT_EQ(runChild("early").out, "1 0 1 1");
-}
+TEST(ThreadStart, MainThreadIsKnownOnceThreadsAre) { EXPECT_EQ(runChild("early").out, "1 0 1 1"); }
 
 // In a process of its own: nothing else takes the closed value over.
 CHILD(closed) {
@@ -104,8 +102,7 @@ TEST_F(Thread, AttributesAreReadWhenTheOptionSaysSo) {
     EXPECT_NE(capture.text().find("5363"), std::string::npos) << capture.text();
   }
   ZutOptionSetBool(ZutOptionLookup("_thread_create_check_varargs"), 1);
-  const ZutThreadId thread =
-      ZutThreadCreate(quiet, 0, Z_THREAD_ATTR_NAMED, "THREAD_bounded", 0);
+  const ZutThreadId thread = ZutThreadCreate(quiet, 0, Z_THREAD_ATTR_NAMED, "THREAD_bounded", 0);
   EXPECT_EQ(ZutThreadWait(thread, nullptr), 1);
   EXPECT_EQ(ZutThreadCreate(quiet, 0, 2, "x", 0), 0);
   EXPECT_EQ(ZutErrNumGet(), 7);

@@ -20,9 +20,7 @@ TEST(Clock, CurrentTimeIsUnsetThenKeptInBothForms) {
     double time;
     const char *pair;
   } rows[] = {
-      {12.5, "12/500000"},
-      {0.1, "0/100000"},
-      {1e9 + 0.999999, "1000000000/999999"},
+      {12.5, "12/500000"},   {0.1, "0/100000"}, {1e9 + 0.999999, "1000000000/999999"},
       {12.99999995, "13/0"}, // microseconds stay below a million
       {3e9, "2147483647/0"},
   };

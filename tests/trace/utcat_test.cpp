@@ -63,9 +63,12 @@ TEST_F(CatalogTest, BadLinesAreReportedAndSkipped) {
   const struct {
     const char *line, *message;
   } rows[] = {
-      {"ORL-WL text\n", "Corrupt catalog"},    {"---\n", "Corrupt catalog"},
-      {" \n", "Corrupt catalog"},              {"ORL-WL-00000-W text\n", "Invalid ID"},
-      {"ORL-WL-x-W text\n", "Invalid ID"},     {"ORL-WL- -12-E text\n", "Invalid ID"},
+      {"ORL-WL text\n", "Corrupt catalog"},
+      {"---\n", "Corrupt catalog"},
+      {" \n", "Corrupt catalog"},
+      {"ORL-WL-00000-W text\n", "Invalid ID"},
+      {"ORL-WL-x-W text\n", "Invalid ID"},
+      {"ORL-WL- -12-E text\n", "Invalid ID"},
       {"ORL-WL-12-x text\n", "Invalid severity"},
   };
   for (const auto &[line, message] : rows) {
@@ -95,7 +98,8 @@ TEST_F(CatalogTest, HostileFiles) {
   EXPECT_EQ(show(3), "first\n");
 
   std::string noise;
-  for (uint32_t i = 0, r = 1; i < 200000; ++i) noise += static_cast<char>((r = r * 1664525 + 7) >> 24);
+  for (uint32_t i = 0, r = 1; i < 200000; ++i)
+    noise += static_cast<char>((r = r * 1664525 + 7) >> 24);
   load(noise);
   for (const char *name : {".", "missing.cat", "", "*?"}) {
     ZutCatFilenameSet(catalog.handle, name);

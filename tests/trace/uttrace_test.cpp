@@ -28,13 +28,12 @@ protected:
     ZutTimeCvtSetCurrent(ZutTimeCvtLookup("hms"));
     ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 0.0);
   }
-  void create(const char *file, uint32_t flags = Z_TRACE_FLAG_PREFIX, const char *prefix = nullptr) {
+  void create(const char *file, uint32_t flags = Z_TRACE_FLAG_PREFIX,
+              const char *prefix = nullptr) {
     if (trace) ZutTraceDestroy(&trace);
     trace = ZutTraceCreate("test", file, flags, prefix);
   }
-  static void rotateAt(double size) {
-    ZutOptionSetNum(ZutOptionLookup("trace_file_size"), size);
-  }
+  static void rotateAt(double size) { ZutOptionSetNum(ZutOptionLookup("trace_file_size"), size); }
 
   TempDir directory;
   Trace trace = nullptr;
@@ -53,8 +52,8 @@ TEST_F(TraceTest, LevelsAndTags) {
   const struct {
     int32_t level;
     const char *tag;
-  } rows[] = {{-3, "UNKNOWN"}, {-2, "UNKNOWN"}, {-1, "ALWAYS"}, {1, "ERROR"},
-              {2, "WARNING"},  {3, "INFO"},     {4, "INFO1"},   {5, "INFO2"},
+  } rows[] = {{-3, "UNKNOWN"}, {-2, "UNKNOWN"}, {-1, "ALWAYS"},  {1, "ERROR"},
+              {2, "WARNING"},  {3, "INFO"},     {4, "INFO1"},    {5, "INFO2"},
               {6, "VERBOSE"},  {7, "VERBOSE1"}, {8, "VERBOSE2"}, {9, "DEBUG"}};
   for (int32_t admitted = -2; admitted <= 9; ++admitted) {
     create("levels", Z_TRACE_FLAG_LEVEL);

@@ -101,8 +101,7 @@ int openGate(const char *path, int flags) {
 }
 
 bool map(Object &object) {
-  void *memory =
-      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, object.file, 0);
+  void *memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, object.file, 0);
   if (memory == MAP_FAILED) return failErrno();
   object.shared = static_cast<Shared *>(memory);
   return true;

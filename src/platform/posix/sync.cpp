@@ -35,7 +35,8 @@ bool fail(int code) {
 
 int lockUntil(pthread_mutex_t *mutex, PlatDeadline deadline) {
 #ifdef __SANITIZE_THREAD__ // it only knows the lock that waits by the clock of the day
-  const timespec time = timeOf(deadline + nanoseconds(CLOCK_REALTIME) - nanoseconds(CLOCK_MONOTONIC));
+  const timespec time =
+      timeOf(deadline + nanoseconds(CLOCK_REALTIME) - nanoseconds(CLOCK_MONOTONIC));
   return pthread_mutex_timedlock(mutex, &time);
 #else
   const timespec time = timeOf(deadline);
@@ -59,9 +60,9 @@ bool utPosixWordWait(std::atomic<int32_t> &word, int32_t value, PlatDeadline dea
   const int operation = FUTEX_WAIT_BITSET | (shared ? 0 : FUTEX_PRIVATE_FLAG);
   const timespec time = timeOf(deadline);
   const int saved = errno;
-  const long result = syscall(SYS_futex, &word, operation, value,
-                              deadline == Z_NO_DEADLINE ? nullptr : &time, nullptr,
-                              FUTEX_BITSET_MATCH_ANY);
+  const long result =
+      syscall(SYS_futex, &word, operation, value, deadline == Z_NO_DEADLINE ? nullptr : &time,
+              nullptr, FUTEX_BITSET_MATCH_ANY);
   const bool expired = result == -1 && errno == ETIMEDOUT;
   errno = saved;
   return !expired;
@@ -122,9 +123,9 @@ bool utPlatMutexDestroy(PlatMutex *mutex) {
 }
 
 PlatWait utPlatMutexLock(PlatMutex *mutex, PlatDeadline deadline) {
-  const int code = repaired(&mutex->mutex, deadline == Z_NO_DEADLINE
-                                               ? pthread_mutex_lock(&mutex->mutex)
-                                               : lockUntil(&mutex->mutex, deadline));
+  const int code =
+      repaired(&mutex->mutex, deadline == Z_NO_DEADLINE ? pthread_mutex_lock(&mutex->mutex)
+                                                        : lockUntil(&mutex->mutex, deadline));
   if (code == 0) return PlatWait::done;
   if (code == ETIMEDOUT) return PlatWait::timedOut;
   utPlatErrorSet(code);

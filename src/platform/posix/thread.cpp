@@ -13,23 +13,23 @@ namespace {
 
 struct Record {
   Record *next;
-  Record **link;                // what points at this record, null once it is closed
-  int users;                    // the list, the thread itself, each who waits; under `lock`
-  bool joinable;                // started here, neither joined nor detached; under `lock`
+  Record **link; // what points at this record, null once it is closed
+  int users;     // the list, the thread itself, each who waits; under `lock`
+  bool joinable; // started here, neither joined nor detached; under `lock`
   pthread_t thread;
   std::atomic<int32_t> ended;
-  ZutWord code;                 // valid once ended
+  ZutWord code; // valid once ended
   ZutWord (*function)(void *);
   void *argument;
 };
 
 pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-Record *records;                // under `lock`
+Record *records; // under `lock`
 pthread_once_t keyOnce = PTHREAD_ONCE_INIT;
-pthread_key_t endKey;           // any value has the thread's end noticed
+pthread_key_t endKey; // any value has the thread's end noticed
 std::atomic<void (*)(void *)> atEnd;
 
-thread_local Record *current;   // the calling thread's, null: not known
+thread_local Record *current; // the calling thread's, null: not known
 thread_local void *atEndArgument;
 
 class Guard {
@@ -191,8 +191,7 @@ void utPlatThreadClose(PlatThread thread) {
 void utPlatThreadSetIdle(PlatThread thread) {
   const Guard guard;
   const sched_param none = {};
-  if (const Record *record = find(thread))
-    pthread_setschedparam(record->thread, SCHED_IDLE, &none);
+  if (const Record *record = find(thread)) pthread_setschedparam(record->thread, SCHED_IDLE, &none);
 }
 
 void utPlatThreadAtEnd(void (*function)(void *), void *argument) {

@@ -22,6 +22,5 @@ bool utPlatErrnoText(int32_t code, char *text, int32_t size) {
 
 bool utPlatErrorText(int32_t code, char *text, int32_t size) {
   return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                        static_cast<DWORD>(code), 0, text, static_cast<DWORD>(size),
-                        nullptr) != 0;
+                        static_cast<DWORD>(code), 0, text, static_cast<DWORD>(size), nullptr) != 0;
 }

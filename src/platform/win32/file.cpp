@@ -68,8 +68,8 @@ int openDescriptor(const char *name, const char *mode) {
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   HANDLE file = nullptr;
   const auto attempt = [&] {
-    file = CreateFileA(name, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL,
-                       nullptr);
+    file =
+        CreateFileA(name, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL, nullptr);
     return file != INVALID_HANDLE_VALUE;
   };
   if (!patiently(false, attempt)) return -1;
@@ -106,29 +106,19 @@ int utWinErrno(unsigned long code) {
   case ERROR_BAD_NETPATH:
   case ERROR_BAD_NET_NAME:
   case ERROR_BAD_PATHNAME:
-  case ERROR_FILENAME_EXCED_RANGE:
-    return ENOENT;
-  case ERROR_TOO_MANY_OPEN_FILES:
-    return EMFILE;
+  case ERROR_FILENAME_EXCED_RANGE: return ENOENT;
+  case ERROR_TOO_MANY_OPEN_FILES: return EMFILE;
   case ERROR_ACCESS_DENIED:
   case ERROR_CURRENT_DIRECTORY:
-  case ERROR_NETWORK_ACCESS_DENIED:
-    return EACCES;
+  case ERROR_NETWORK_ACCESS_DENIED: return EACCES;
   case ERROR_FILE_EXISTS:
-  case ERROR_ALREADY_EXISTS:
-    return EEXIST;
-  case ERROR_DISK_FULL:
-    return ENOSPC;
-  case ERROR_NOT_SAME_DEVICE:
-    return EXDEV;
-  case ERROR_DIR_NOT_EMPTY:
-    return ENOTEMPTY;
-  case ERROR_INVALID_HANDLE:
-    return EBADF;
-  case ERROR_NOT_ENOUGH_MEMORY:
-    return ENOMEM;
-  default:
-    return EINVAL;
+  case ERROR_ALREADY_EXISTS: return EEXIST;
+  case ERROR_DISK_FULL: return ENOSPC;
+  case ERROR_NOT_SAME_DEVICE: return EXDEV;
+  case ERROR_DIR_NOT_EMPTY: return ENOTEMPTY;
+  case ERROR_INVALID_HANDLE: return EBADF;
+  case ERROR_NOT_ENOUGH_MEMORY: return ENOMEM;
+  default: return EINVAL;
   }
 }
 

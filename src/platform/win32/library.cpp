@@ -20,8 +20,8 @@ void *utPlatLibraryLoad(const char *name) {
   const bool absolute = isAbsolute(name);
   if (!absolute && std::strpbrk(name, "/\\:")) return nullptr;
   // An absolute library may bring others along in its own directory.
-  const DWORD where = LOAD_LIBRARY_SEARCH_DEFAULT_DIRS |
-                      (absolute ? LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR : 0);
+  const DWORD where =
+      LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | (absolute ? LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR : 0);
   return reinterpret_cast<void *>(LoadLibraryExA(name, nullptr, where));
 }
 

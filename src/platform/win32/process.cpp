@@ -30,8 +30,8 @@ bool utPlatUserName(char *name, int32_t size) {
 }
 
 bool utPlatUserNameFallback(char *name, int32_t size) {
-  return GetPrivateProfileStringA("Network", "UserName", "Unknown", name,
-                                  static_cast<DWORD>(size), "system.ini") != 0;
+  return GetPrivateProfileStringA("Network", "UserName", "Unknown", name, static_cast<DWORD>(size),
+                                  "system.ini") != 0;
 }
 
 bool utPlatHostName(char *name, int32_t size) {
@@ -46,8 +46,8 @@ bool utPlatPrivileged() { return false; }
 
 bool utPlatLibraryFile(char *name, int32_t size) {
   HMODULE library = nullptr;
-  const DWORD how = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                    GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  const DWORD how =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
   if (!GetModuleHandleExA(how, reinterpret_cast<LPCSTR>(&utPlatLibraryFile), &library)) {
     return false;
   }

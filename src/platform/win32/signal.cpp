@@ -3,9 +3,7 @@
 
 #include <csignal>
 
-bool utPlatInterruptHandle(void (*handler)(int)) {
-  return std::signal(SIGINT, handler) != SIG_ERR;
-}
+bool utPlatInterruptHandle(void (*handler)(int)) { return std::signal(SIGINT, handler) != SIG_ERR; }
 
 bool utPlatInterruptIgnore() { return std::signal(SIGINT, SIG_IGN) != SIG_ERR; }
 bool utPlatInterruptHold() { return false; }

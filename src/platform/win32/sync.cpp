@@ -86,9 +86,7 @@ void *utPlatNamedMutexCreate(const char *name, bool held) {
   return onlyNew(CreateMutexA(nullptr, held, name));
 }
 
-void *utPlatNamedMutexAttach(const char *name) {
-  return OpenMutexA(Z_MUTEX_ACCESS, FALSE, name);
-}
+void *utPlatNamedMutexAttach(const char *name) { return OpenMutexA(Z_MUTEX_ACCESS, FALSE, name); }
 
 PlatEvent *utPlatEventCreate(const char *name) {
   SetLastError(0);

@@ -23,8 +23,8 @@ PlatZone utPlatZone(int64_t utc) {
   if (!found) return {0, false};
   const tm local = *found;
   const tm &here = *_gmtime64(&time);
-  const int32_t days = local.tm_year != here.tm_year ? local.tm_year - here.tm_year
-                                                     : local.tm_yday - here.tm_yday;
+  const int32_t days =
+      local.tm_year != here.tm_year ? local.tm_year - here.tm_year : local.tm_yday - here.tm_yday;
   const int32_t hours = days * 24 + local.tm_hour - here.tm_hour;
   const int32_t minutes = hours * 60 + local.tm_min - here.tm_min;
   return {minutes * 60 + local.tm_sec - here.tm_sec, local.tm_isdst > 0};
