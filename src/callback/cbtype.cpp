@@ -12,6 +12,8 @@
 #include "core/report.h"
 #include "core/text.h"
 
+std::atomic<uint32_t> utCbTypesMade{0};
+
 namespace {
 
 ZutHashTable *types = nullptr; // under the process mutex; null before the first type
@@ -174,6 +176,7 @@ ZutCbType *Z_CALL ZutCbTypeCreate(int32_t number, const char *name) {
   if (ZutLobeGetSize(lobe) == sizeof(ZutCbList *)) type->lobe = lobe;
   else utReport<Msg::cbLobeFailed>(Z_TRACE_LEVEL_WARNING, number);
   ZutHashInsert(types, number, reinterpret_cast<ZutWord>(type));
+  utCbTypesMade.fetch_add(1, std::memory_order_release);
   return type;
 }
 

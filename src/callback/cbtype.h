@@ -14,6 +14,9 @@ struct ZutCbType {
   std::atomic<int32_t> localFlag;
 };
 
+// How many types there are. While it stays the same, a type that was not found is not there.
+extern std::atomic<uint32_t> utCbTypesMade;
+
 // False: an event of this type calls nothing, for any owner. Reads a few words, takes no lock;
 // may be true in vain.
 inline bool utCbTypeHasCallbacks(const ZutCbType &type) {

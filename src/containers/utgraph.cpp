@@ -26,8 +26,9 @@ namespace {
 constexpr uint32_t Z_SCAN_MAX = 16;
 constexpr uint32_t Z_SLOTS_MIN = 16;
 constexpr uint32_t Z_ARCS_MIN = 8;
-// Edges of a new block: as many as the graph has, within these bounds.
+// Records of a new block: as many as the graph has, within these bounds.
 constexpr int64_t Z_BLOCK_MIN = 8, Z_BLOCK_MAX = 1024;
+constexpr size_t Z_LINE = 64; // of the processor's cache
 
 ZutWord keyOf(const void *record) { return reinterpret_cast<ZutWord>(record); }
 
@@ -47,46 +48,95 @@ void grow(T *&array, uint32_t &capacity, uint32_t least, const char *what) {
   array = static_cast<T *>(Z_REALLOC(array, static_cast<int32_t>(size), what));
 }
 
-// --- Records of edges ---
+// --- Records ---
 
-void blockAdd(ZutGraph &graph) {
-  const int64_t count = std::clamp(graph.edgeCount, Z_BLOCK_MIN, Z_BLOCK_MAX);
-  auto *block = static_cast<GraphEdgeBlock *>(
-      utNewBlock(count + 1, sizeof(GraphEdge), "edge", __FILE__, __LINE__));
-  block->next = graph.blocks;
-  graph.blocks = block;
-  graph.fresh = reinterpret_cast<GraphEdge *>(block) + 1; // the first place holds the link
-  graph.freshEnd = graph.fresh + count;
+// What a random look-up reads of a vertex, from `edges` on, lies in one cache line, and so does a
+// whole edge: this is their distance, and where in a record a line begins.
+struct Layout {
+  size_t stride;
+  size_t lineAt;
+};
+constexpr size_t inLines(size_t size) { return (size + Z_LINE - 1) / Z_LINE * Z_LINE; }
+constexpr Layout vertexLayout = {inLines(sizeof(GraphVertex)),
+                                 sizeof(ZutGraphVertex) - sizeof(ZutGraphEdge *)};
+constexpr Layout edgeLayout = {inLines(sizeof(GraphEdge)), 0};
+
+void blockAdd(GraphStore &store, const Layout &layout, int64_t used, const char *what) {
+  const int64_t count = std::clamp(used, Z_BLOCK_MIN, Z_BLOCK_MAX);
+  const auto size = static_cast<size_t>(count) * layout.stride;
+  auto *block = static_cast<GraphBlock *>(
+      utNewBlock(static_cast<int64_t>(size + 2 * Z_LINE), 1, what, __FILE__, __LINE__));
+  block->next = store.blocks;
+  store.blocks = block;
+  const auto line = inLines(reinterpret_cast<uintptr_t>(block + 1) + layout.lineAt);
+  store.fresh = reinterpret_cast<uint8_t *>(line - layout.lineAt);
+  store.freshEnd = store.fresh + size;
+}
+
+// A zero-filled record: the first of the free ones, linked by next, or a fresh one.
+template <class Record, class Public>
+Record *recordNew(Public *&free, GraphStore &store, const Layout &layout, int64_t used,
+                  const char *what) {
+  if (Public *old = free) {
+    free = old->next;
+    auto *record = static_cast<Record *>(old);
+    *record = {};
+    return record;
+  }
+  if (store.fresh == store.freshEnd) blockAdd(store, layout, used, what);
+  auto *record = reinterpret_cast<Record *>(store.fresh);
+  store.fresh += layout.stride;
+  return record;
+}
+
+template <class Public>
+void recordFree(Public *&free, Public *record) {
+  record->next = free;
+  free = record;
+}
+
+void blocksFree(GraphStore &store, const char *what) {
+  while (GraphBlock *block = store.blocks) {
+    store.blocks = block->next;
+    Z_FREE(block, what);
+  }
 }
 
 GraphEdge *edgeNew(ZutGraph &graph) {
-  if (ZutGraphEdge *old = graph.freeEdges) {
-    graph.freeEdges = old->next;
-    edgeOf(old) = {};
-    return &edgeOf(old);
-  }
-  if (graph.fresh == graph.freshEnd) blockAdd(graph);
-  return graph.fresh++;
+  return recordNew<GraphEdge>(graph.freeEdges, graph.edgeStore, edgeLayout, graph.edgeCount,
+                              "edge");
 }
 
-void blocksFree(ZutGraph &graph) {
-  while (GraphEdgeBlock *block = graph.blocks) {
-    graph.blocks = block->next;
-    Z_FREE(block, "edge");
-  }
+GraphVertex *vertexNew(ZutGraph &graph) {
+  return recordNew<GraphVertex>(graph.freeVertices, graph.vertexStore, vertexLayout,
+                                graph.vertexCount, "vertex");
+}
+
+// What belongs to a vertex beside its record.
+void arraysFree(GraphVertex &vertex) {
+  if (vertex.targets) ZutHashDestroy(vertex.targets, nullptr, 0);
+  Z_FREE(vertex.arcs, "arcs");
+  Z_FREE(vertex.in, "in");
 }
 
 // --- Notices ---
 
 std::atomic<ZutCbType *> changeType; // set when found: types live until the process ends
+std::atomic<uint32_t> typesWithout;  // how many types there were when it was not found
 
 // The type of the notices, or null without an error number.
 ZutCbType *findChangeType() {
   if (ZutCbType *type = changeType.load(std::memory_order_acquire)) return type;
+  const uint32_t types = utCbTypesMade.load(std::memory_order_acquire);
+  if (types == typesWithout.load(std::memory_order_relaxed)) return nullptr;
   const Err before = utErrGet();
   ZutCbType *type = ZutCbTypeNumLookup(Z_CB_TYPE_GRAPH_CHANGE);
-  if (type) changeType.store(type, std::memory_order_release);
-  else utErrSet(before);
+  if (type) {
+    changeType.store(type, std::memory_order_release);
+  } else {
+    typesWithout.store(types, std::memory_order_relaxed);
+    utErrSet(before);
+  }
   return type;
 }
 
@@ -117,13 +167,6 @@ void callbacksClear(ZutGraph &graph) {
   utErrSet(before); // that there are none is no failure
 }
 
-void vertexFree(GraphVertex &vertex) {
-  if (vertex.targets) ZutHashDestroy(vertex.targets, nullptr, 0);
-  Z_FREE(vertex.arcs, "arcs");
-  Z_FREE(vertex.in, "in");
-  Z_FREE(&vertex, "vertex");
-}
-
 // Around every operation that sends notices. No guard: a callback may end the thread.
 void begin(ZutGraph &graph) { ++graph.depth; }
 
@@ -131,12 +174,12 @@ void end(ZutGraph &graph) {
   if (--graph.depth) return;
   while (ZutGraphEdge *edge = graph.deadEdges) {
     graph.deadEdges = edge->next;
-    edge->next = graph.freeEdges;
-    graph.freeEdges = edge;
+    recordFree(graph.freeEdges, edge);
   }
   while (ZutGraphVertex *dead = graph.deadVertices) {
     graph.deadVertices = dead->next;
-    vertexFree(utGraphVertex(dead));
+    arraysFree(utGraphVertex(dead));
+    recordFree(graph.freeVertices, dead);
   }
 }
 
@@ -316,7 +359,7 @@ int32_t pairRemove(ZutGraph &graph, GraphEdge &edge) {
 // --- Vertices ---
 
 GraphVertex *vertexAdd(ZutGraph &graph, const char *name) {
-  auto *vertex = utNew<GraphVertex>("vertex");
+  GraphVertex *vertex = vertexNew(graph);
   vertex->graph = &graph;
   vertex->name = name;
   vertex->distance = Z_GRAPH_INFINITE;
@@ -387,10 +430,8 @@ void vertexRemove(ZutGraph &graph, GraphVertex &vertex) {
 
 // As if they were removed one by one, when nobody listens.
 void verticesFree(ZutGraph &graph) {
-  while (ZutGraphVertex *vertex = graph.vertices) {
-    graph.vertices = vertex->next;
-    vertexFree(utGraphVertex(vertex));
-  }
+  for (ZutGraphVertex *vertex = graph.vertices; vertex; vertex = vertex->next)
+    arraysFree(utGraphVertex(vertex));
 }
 
 // --- Dump ---
@@ -434,7 +475,8 @@ int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph) {
     verticesFree(*graph);
   }
   callbacksClear(*graph);
-  blocksFree(*graph);
+  blocksFree(graph->edgeStore, "edge");
+  blocksFree(graph->vertexStore, "vertex");
   Z_FREE(graph->names.places, "names");
   Z_FREE(graph->slots, "slots");
   Z_FREE(graph, "graph");

@@ -11,9 +11,14 @@ struct GraphEdge : ZutGraphEdge {
 };
 inline constexpr uint32_t Z_NO_PLACE = UINT32_MAX;
 
-// Edges are cut from blocks of the graph's own.
-struct GraphEdgeBlock {
-  GraphEdgeBlock *next;
+// Vertices and edges are cut from blocks of the graph's own.
+struct GraphBlock {
+  GraphBlock *next;
+};
+struct GraphStore {
+  GraphBlock *blocks;
+  uint8_t *fresh; // the part of the newest block that was never used
+  uint8_t *freshEnd;
 };
 
 // An edge as the searches want it.
@@ -53,10 +58,10 @@ struct ZutGraph {
   int32_t depth;                // operations in progress that send notices
   ZutGraphVertex *deadVertices; // removed meanwhile, linked by next
   ZutGraphEdge *deadEdges;
-  ZutGraphEdge *freeEdges; // to be used again, linked by next
-  GraphEdgeBlock *blocks;
-  GraphEdge *fresh; // the part of the newest block that was never used
-  GraphEdge *freshEnd;
+  ZutGraphVertex *freeVertices; // to be used again, linked by next
+  ZutGraphEdge *freeEdges;
+  GraphStore vertexStore;
+  GraphStore edgeStore;
 };
 
 inline GraphVertex &utGraphVertex(ZutGraphVertex *vertex) {
