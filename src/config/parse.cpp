@@ -64,7 +64,7 @@ void Z_CALL syntaxError(ZutLexer *lexer, const char *format, va_list args, void 
   }
   ZutLexDestroy(lexer);
   parse.lexer = nullptr;
-  std::longjmp(parse.recover, Z_LEX_JUMP);
+  std::longjmp(parse.recover, Z_LEX_JUMP); // NOLINT(cert-err52-cpp)
 }
 
 // May jump.
