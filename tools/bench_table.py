@@ -3,8 +3,9 @@
 
 tools/bench_table.py [FILTER]     FILTER: a regular expression over "row/parameter"
 
-Repetitions of all functions of a program are shuffled together, so that a machine that changes its
-speed does not favour either side; the medians are compared.
+Each row runs in a process of its own, so that no other row's heap and caches meet it. The
+repetitions of its functions are shuffled, so that a machine that changes its speed does not favour
+either side; the medians are compared.
 """
 import json
 import os
@@ -34,31 +35,43 @@ def loader(program):
     return [found.group().decode()] if found else []
 
 
-def measure(program, wanted):
-    """Median nanoseconds: row/parameter -> {who: time}."""
-    command = [*loader(program), program, f"--benchmark_filter=^({wanted})/(ours|peer:)",
-               f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.1",
-               "--benchmark_enable_random_interleaving=true",
-               "--benchmark_report_aggregates_only=true", "--benchmark_format=console"]
+def start(program, *options):
+    """Runs a program in a directory of its own; gives its results, or else what it printed."""
     with tempfile.TemporaryDirectory(prefix="zut-bench-") as scratch:
-        output = Path(scratch) / "result.json"
-        done = subprocess.run([*command, f"--benchmark_out={output}"], cwd=scratch,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+        done = subprocess.run([*loader(program), program, *options], cwd=scratch,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, text=True,
                               env={**os.environ, "HOME": scratch})
-        text = output.read_text() if output.exists() else ""
+        results = Path(scratch) / "results"
+        text = results.read_text() if results.exists() else done.stdout
     if done.returncode != 0:
         sys.exit(f"{done.stderr}{program.name} ended with code {done.returncode}")
-    rows = {}
-    for entry in json.loads(text)["benchmarks"] if text else []:
+    return text
+
+
+def rows_of(program, wanted):
+    """The program's rows that match, in its order."""
+    names = start(program, "--benchmark_list_tests=true",
+                  f"--benchmark_filter=^({wanted})/(ours|peer:)").splitlines()
+    return list(dict.fromkeys("/".join(name.split("/")[:2]) for name in names if "/" in name))
+
+
+def measure(program, row):
+    """Median nanoseconds: who -> time."""
+    exactly = re.sub(r"([^\w\s/:,-])", r"\\\1", row)
+    text = start(program, "--benchmark_out=results", f"--benchmark_filter=^{exactly}/(ours|peer:)",
+                 f"--benchmark_repetitions={REPETITIONS}", "--benchmark_min_time=0.1",
+                 "--benchmark_enable_random_interleaving=true",
+                 "--benchmark_report_aggregates_only=true")
+    times = {}
+    for entry in json.loads(text)["benchmarks"]:
         if entry.get("aggregate_name") != "median":
             continue
-        row, parameter, who, *marks = entry["run_name"].split("/")
+        _, _, who, *marks = entry["run_name"].split("/")
         by_clock = "real_time" in marks or "manual_time" in marks
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
-        time = entry["real_time" if by_clock else "cpu_time"] * scale
-        rows.setdefault(f"{row}/{parameter}", {})[who] = time
-    return rows
+        times[who] = entry["real_time" if by_clock else "cpu_time"] * scale
+    return times
 
 
 def show_time(nanoseconds):
@@ -97,9 +110,9 @@ def main():
     print(f"{'row/parameter':44} {'ours':>10} {'peer':>10}  {'best peer':24} ratio  limit")
     seen, over = set(), 0
     for program in sorted((BUILD / "bin").glob("*_bench")):
-        for name, times in measure(program, wanted).items():
+        for name in rows_of(program, wanted):
             seen.add(name)
-            over += print_row(name, times, limits.get(name))
+            over += print_row(name, measure(program, name), limits.get(name))
     for name in limits:
         if name not in seen and re.fullmatch(wanted, name):
             print(f"{name:44} not measured")
