@@ -179,12 +179,5 @@ bool utPlatAddressParse(const char *text, uint32_t *address) {
 }
 
 bool utPlatAddressOfHost(const char *name, uint32_t *address) {
-  addrinfo wanted{};
-  wanted.ai_family = AF_INET;
-  wanted.ai_socktype = SOCK_STREAM;
-  addrinfo *found = nullptr;
-  if (getaddrinfo(name, nullptr, &wanted, &found) != 0) return false;
-  *address = reinterpret_cast<const sockaddr_in *>(found->ai_addr)->sin_addr.s_addr;
-  freeaddrinfo(found);
-  return true;
+  return utPlatFindHost(name, address);
 }
