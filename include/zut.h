@@ -1806,6 +1806,9 @@ Z_EXPORT char *Z_CALL ZutOptionGetUniqueSubjectDefault(char *buffer);
  * Any thread may parse. No lock is held while a parse function runs, and one that finds bad
  * arguments leaves through ZutLexError: hold nothing then that somebody would have to release.
  * Parses and sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
+ *
+ * A parse function may also jump to the program, as ZutErrReportParamsJmp does. The texts and files
+ * that it was run by are given up, and closed by a later operation of this family in the thread.
  */
 typedef void(Z_CALL *ZutCommandFunc)(ZutLexer *lexer);
 /* Told of each failing command, as a rule before its message: the file being parsed (null outside
@@ -1818,7 +1821,7 @@ Z_EXPORT ZutCommand *Z_CALL ZutCommandCreate(const char *name, ZutCommandFunc fu
 /* Finds a command. "join_dg", "leave_dg" and "retrieve_dg" (in any case) are found as "subscribe",
  * "unsubscribe" and "retrieve". Null with error 8 when there is none. */
 Z_EXPORT ZutCommand *Z_CALL ZutCommandLookup(const char *name);
-/* Takes a command from the registry and frees it. */
+/* Takes a command from the registry and frees it; a parse function may do so with its own. */
 Z_EXPORT int32_t Z_CALL ZutCommandDestroy(ZutCommand *command);
 Z_EXPORT int32_t Z_CALL ZutCommandSetParseFunc(ZutCommand *command, ZutCommandFunc function);
 /* Hidden commands (flag 1) are left out of the listing that "help" prints. */

@@ -73,22 +73,14 @@ void utAliasSet(const char *name, const char *text) {
   ZutHashInsert(table, keyOf(alias->name), reinterpret_cast<ZutWord>(alias));
 }
 
-char *utAliasText(const char *name, const char *rest) {
+char *utAliasText(const char *name) {
   const FastGuard guard(lock);
   const Alias *alias = find(name);
-  if (!alias) return nullptr;
-  const size_t size = std::strlen(alias->value) + std::strlen(rest) + 2;
-  char *text = utNewArray<char>(static_cast<int64_t>(size), "alias text");
-  std::snprintf(text, size, "%s%s%s", alias->value, *rest ? " " : "", rest);
-  return text;
+  return alias ? utDup(alias->value, "(alias_ptr->value)") : nullptr;
 }
 
 bool utAliasPrintText(const char *name) {
-  char *text = nullptr;
-  {
-    const FastGuard guard(lock);
-    if (const Alias *alias = find(name)) text = utDup(alias->value, "(alias_ptr->value)");
-  }
+  char *text = utAliasText(name);
   if (!text) return false;
   ZutOut("%s\n", text);
   Z_FREE(text, "(alias_ptr->value)");

@@ -5,9 +5,8 @@
 
 // Gives the name (in lower case) a text, in place of the one it may have.
 void utAliasSet(const char *name, const char *text);
-// An alias's text, a blank and `rest`, to free under "alias text"; null when there is no such
-// alias.
-char *utAliasText(const char *name, const char *rest);
+// A copy of an alias's text, to free under "(alias_ptr->value)"; null when there is no such alias.
+char *utAliasText(const char *name);
 // Prints an alias's text. False: there is no such alias.
 bool utAliasPrintText(const char *name);
 // False: there is no such alias.

@@ -97,8 +97,11 @@ void Z_CALL edit(ZutLexer *lexer) {
 void listCommands() {
   utReport<Msg::helpCommands>(Z_TRACE_LEVEL_INFO);
   int32_t count = 0;
-  const char **names = utCommandNames(&count);
-  for (int32_t i = 0; i < count; ++i) utHelpPrint("commands", names[i], HelpForm::oneLine);
+  char **names = utCommandNames(&count);
+  for (int32_t i = 0; i < count; ++i) {
+    utHelpPrint("commands", names[i], HelpForm::oneLine);
+    Z_FREE(names[i], "command name");
+  }
   Z_FREE(names, "command names");
 }
 
@@ -108,8 +111,8 @@ void Z_CALL help(ZutLexer *lexer) {
     return;
   }
   ZutLexAcceptId(lexer);
-  ZutCommand command;
-  if (utCommandFind(lexer->id_value, command)) ZutCommandHelpPrint(command.name);
+  const char *name = lexer->id_value;
+  if (utCommandFind(name)) ZutCommandHelpPrint(name);
   else utCommandFail<Msg::helpUnknownCommand>(Z_TRACE_LEVEL_ERROR, lexer->id_value);
 }
 

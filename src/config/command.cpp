@@ -8,6 +8,7 @@
 #include "config/alias.h"
 #include "config/builtins.h"
 #include "config/help.h"
+#include "config/source.h"
 #include "containers/hash.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -40,10 +41,12 @@ const char *presentName(const char *name) {
 }
 
 // Under the process mutex.
-ZutCommand *find(const char *name) {
-  const ZutHashBucket *bucket = utHashFind(registry, keyOf(presentName(name)));
+ZutCommand *findRegistered(const char *name) {
+  const ZutHashBucket *bucket = utHashFind(registry, keyOf(name));
   return bucket ? reinterpret_cast<ZutCommand *>(bucket->value) : nullptr;
 }
+
+ZutCommand *find(const char *name) { return findRegistered(presentName(name)); }
 
 // Under the process mutex; the name is free.
 ZutCommand *add(const char *name, ZutCommandFunc function, int32_t hidden) {
@@ -55,13 +58,12 @@ ZutCommand *add(const char *name, ZutCommandFunc function, int32_t hidden) {
 
 int32_t Z_CALL collectListed(ZutWord, ZutWord value, ZutWord argument) {
   const ZutCommand &command = *reinterpret_cast<ZutCommand *>(value);
-  const char **&next = *reinterpret_cast<const char ***>(argument);
-  if (!command.hidden && command.name[0] != '_') *next++ = command.name;
+  char **&next = *reinterpret_cast<char ***>(argument);
+  if (!command.hidden && command.name[0] != '_') *next++ = utDup(command.name, "command name");
   return 0;
 }
 
-const CommandSource *innermostFile() {
-  const CommandSource *source = utThreadBlock().source;
+const CommandSource *innermostFile(const CommandSource *source) {
   while (source && !source->file) source = source->outer;
   return source;
 }
@@ -80,19 +82,20 @@ void utCommandInit() {
   ready.store(true, std::memory_order_release);
 }
 
-bool utCommandFind(const char *name, ZutCommand &out) {
+ZutCommandFunc utCommandFind(const char *&name) {
+  const char *present = presentName(name);
   const ProcessGuard guard;
-  const ZutCommand *command = find(name);
-  if (!command) return false;
-  out = *command;
-  return true;
+  const ZutCommand *command = findRegistered(present);
+  if (!command) return nullptr;
+  name = present;
+  return command->function;
 }
 
-const char **utCommandNames(int32_t *count) {
+char **utCommandNames(int32_t *count) {
   utCommandInit();
   const ProcessGuard guard;
-  const char **names = utNewArray<const char *>(ZutHashGetSize(registry) + 1, "command names");
-  const char **end = names;
+  char **names = utNewArray<char *>(ZutHashGetSize(registry) + 1, "command names");
+  char **end = names;
   ZutHashTraverse(registry, collectListed, reinterpret_cast<ZutWord>(&end));
   std::sort(names, end, [](const char *a, const char *b) { return std::strcmp(a, b) < 0; });
   *count = static_cast<int32_t>(end - names);
@@ -173,6 +176,7 @@ void Z_CALL ZutCbCommandSetFeedback(void *, void *call_data, ZutWord) {
 
 int32_t Z_CALL ZutCommandPrintFeedback(const char *format, ...) {
   if (!format) return utFail(Err::nullPointer);
+  utSourceInnermost(__builtin_frame_address(0)); // one that is gone sets the typed flag back
   if (!utCommandFeedbackOn()) return 1;
   va_list args;
   va_start(args, format);
@@ -193,8 +197,9 @@ void Z_CALL ZutCommandFailed(void) {
   ++thread.failures;
   const ZutCommandFailureFunc function = failureFunc.load(std::memory_order_acquire);
   if (!function) return;
-  const CommandSource *file = innermostFile();
-  const char *command = thread.source ? thread.source->command : nullptr;
+  const CommandSource *source = utSourceInnermost(__builtin_frame_address(0));
+  const CommandSource *file = innermostFile(source);
+  const char *command = source ? source->command : nullptr;
   ZutErrState errors;
   ZutErrNumSave(&errors);
   function(file ? file->file : nullptr, file ? file->line : 0, command ? command : "");
@@ -203,7 +208,7 @@ void Z_CALL ZutCommandFailed(void) {
 
 int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line) {
   if (!file || !line) return utFail(Err::nullPointer);
-  const CommandSource *source = innermostFile();
+  const CommandSource *source = innermostFile(utSourceInnermost(__builtin_frame_address(0)));
   *file = source ? source->file : nullptr;
   *line = source ? source->line : 0;
   return source ? 1 : utFail(Err::notFound);

@@ -2,6 +2,7 @@
 #include "config/commandfile.h"
 
 #include "config/parse.h"
+#include "config/source.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -13,11 +14,23 @@
 namespace {
 
 // Runs the lines. False when the file turns out not to be text; the lines before have been run.
-bool parseLines(CommandSource &source, FILE *stream) {
+bool parseLines(FileSource &source) {
+struct FileSource : CommandSource {
+  FILE *stream;
+  bool ownStream; // not in the table of open files
+};
+
+void release(CommandSource &source) {
+  FileSource &file = static_cast<FileSource &>(source);
+  if (file.ownStream) std::fclose(file.stream);
+  else ZutCloseFile(file.stream);
+  Z_FREE(&file, "command file");
+}
+
   char line[utCommandLineMax + 1];
   while (!utCommandStopped()) {
     ++source.line;
-    switch (utReadLine(stream, line, sizeof line)) {
+    switch (utReadLine(source.stream, line, sizeof line)) {
     case LineRead::line: utCommandParse(line, 0, 0); break;
     case LineRead::tooLong:
       utCommandFail<Msg::commandLineTooLong>(Z_TRACE_LEVEL_ERROR, source.file, source.line,
@@ -41,24 +54,34 @@ FILE *openForParse(const char *name, bool &ownStream) {
   return ownStream ? ZutFOpen(name, "r") : ZutOpenFile(name, "r");
 }
 
-bool parseFile(const char *name) {
-  ThreadBlock &thread = utThreadBlock();
-  if (thread.depth >= utCommandDepthMax) {
-    utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, name);
-    return false;
-  }
+// With a copy of the name: the caller's may be a buffer that the commands overwrite. Null: the file
+// cannot be opened.
+FileSource *openSource(const char *name) {
   bool ownStream = false;
   FILE *stream = openForParse(name, ownStream);
-  if (!stream) {
+  if (!stream) return nullptr;
+  const size_t size = std::strlen(name) + 1;
+  char *block = utNewArray<char>(static_cast<int64_t>(sizeof(FileSource) + size), "command file");
+  FileSource *source = reinterpret_cast<FileSource *>(block);
+  source->release = release;
+  source->file = std::strcpy(block + sizeof(FileSource), name);
+  source->stream = stream;
+  source->ownStream = ownStream;
+  return source;
+}
+
+[[gnu::noinline]] bool parseFile(const char *name) {
+  const void *frame = __builtin_frame_address(0);
+  if (!utSourceFits(frame, name)) return false;
+  FileSource *source = openSource(name);
+  if (!source) {
     utCommandFail<Msg::commandFileOpen>(Z_TRACE_LEVEL_ERROR, name);
     return false;
   }
-  CommandSource source{thread.source, name, 0, nullptr, nullptr};
-  thread.source = &source;
-  const bool whole = parseLines(source, stream);
-  thread.source = source.outer;
-  if (ownStream) std::fclose(stream);
-  else ZutCloseFile(stream);
+  CommandSource *volatile mark;
+  utSourceEnter(*source, frame, mark);
+  const bool whole = parseLines(*source);
+  utSourceLeave(*source);
   return whole;
 }
 
@@ -190,11 +213,7 @@ extern "C" {
 
 int32_t Z_CALL ZutCommandParseFile(const char *file_name) {
   if (!file_name) return utFail(Err::nullPointer);
-  // The caller's text may be a buffer that the commands overwrite.
-  char *name = utDup(file_name, "command file name");
-  const bool whole = parseFile(name);
-  Z_FREE(name, "command file name");
-  return whole ? 1 : 0;
+  return parseFile(file_name) ? 1 : 0;
 }
 
 int32_t Z_CALL ZutCommandParseStd(const char *base_name, int32_t flags, const char *command_file) {

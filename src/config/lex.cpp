@@ -2,14 +2,13 @@
 // accept operations are lexaccept.cpp's, reserved words lexword.cpp's.
 //
 // Everything that a parse owns hangs off its lexer, since errors jump out of it: no frame that a
-// jump may leave holds a lock or an object with a destructor.
-//
-// The records of finished lexers wait in a few slots for the next; a slot is emptied and filled by
-// one atomic exchange.
+// jump may leave holds a lock or an object with a destructor. The records of finished lexers are
+// kept for the next.
 #include "config/lex.h"
 
 #include "config/lexscan.h"
 #include "config/option.h"
+#include "config/spare.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
@@ -26,13 +25,10 @@ constexpr int32_t textCapacity = 256;
 
 // --- Records ---
 
-std::atomic<Lexer *> spares[4]; // enough for aliases and sourced files within each other
+constinit Spares<Lexer> spares;
 
 Lexer *recordTake() {
-  for (std::atomic<Lexer *> &slot : spares) {
-    if (!slot.load(std::memory_order_relaxed)) continue;
-    if (Lexer *lex = slot.exchange(nullptr, std::memory_order_acquire)) return lex;
-  }
+  if (Lexer *lex = spares.take()) return lex;
   Lexer *lex = utNew<Lexer>("lexer");
   lex->text = utNewArray<char>(textCapacity, "((lexer)->token_buffer)");
   lex->text_capacity = textCapacity;
@@ -47,17 +43,9 @@ void recordFree(Lexer *lex) {
 }
 
 void recordGive(Lexer *lex) {
-  constexpr int32_t mostKept = 4096; // one huge token should not keep its storage
-  if (lex->text_capacity <= mostKept && lex->string_value.capacity <= mostKept) {
-    for (std::atomic<Lexer *> &slot : spares) {
-      Lexer *none = nullptr;
-      if (slot.compare_exchange_strong(none, lex, std::memory_order_release,
-                                       std::memory_order_relaxed)) {
-        return;
-      }
-    }
-  }
-  recordFree(lex);
+  const bool small =
+      lex->text_capacity <= utSpareSizeMax && lex->string_value.capacity <= utSpareSizeMax;
+  if (!small || !spares.keep(lex)) recordFree(lex);
 }
 
 void readString(Lexer &lex, const char *text) {

@@ -2,21 +2,24 @@
 //
 // `run` is the arming frame: the lexer and the parse functions jump back into it on any error.
 // Between it and them no lock is held and nothing has a destructor; what a parse owns hangs off its
-// Parse record and is released behind the jump point. An alias does not nest: its expansion takes
-// the place of the text being parsed, so a line may use any number of them.
+// Parse record and is released with it. An alias does not nest: its expansion is put in front of
+// what follows its name, in place of what has been parsed, so a line may use any number of them and
+// is never copied for one.
 #include "config/parse.h"
 
 #include "config/alias.h"
 #include "config/command.h"
 #include "config/help.h"
+#include "config/source.h"
+#include "config/spare.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
 #include "core/util.h"
 #include "thread/threadblock.h"
 
+#include <algorithm>
 #include <csetjmp>
-#include <utility>
 
 namespace {
 
@@ -27,13 +30,18 @@ struct Scratch {
 struct Parse : CommandSource {
   jmp_buf recover;
   Lexer *lexer;
-  const char *text;
-  char *owned; // the text, where an alias gave it
+  char *buffer; // ends with what is parsed
+  size_t size;
+  char *text; // what is parsed: all of it, or from the latest expansion on
+  char *end;  // its NUL
   Scratch *scratch;
   int32_t control;
-  int32_t locks; // how often this thread held the process mutex before
+  int32_t locks;            // how often this thread held the process mutex before
+  char name[Z_LEX_ID_SIZE]; // of the command: the registry's may be gone before the command ends
 };
 static_assert(std::is_trivially_destructible_v<Parse>);
+
+constinit Spares<Parse> spares;
 
 Parse &innermostParse() { return *static_cast<Parse *>(utThreadBlock().source); }
 
@@ -51,6 +59,7 @@ void leaveExpansion(CommandSource &source) {
 // The lexer's error function. Jumps.
 void Z_CALL syntaxError(ZutLexer *lexer, const char *format, va_list args, void *argument) {
   Parse &parse = *static_cast<Parse *>(argument);
+  utSourceSettle(parse);
   ZutCommandFailed();
   ZutVOut(format, args);
   ZutOut("\n");
@@ -68,15 +77,12 @@ void Z_CALL syntaxError(ZutLexer *lexer, const char *format, va_list args, void 
 }
 
 // May jump.
-void openLexer(Parse &parse, const char *text) {
-  parse.text = text;
-  parse.lexer = utLexOpenString(text, syntaxError, &parse);
-}
+void openLexer(Parse &parse) { parse.lexer = utLexOpenString(parse.text, syntaxError, &parse); }
 
 // Forgets the expansions that end before the name at which the lexer stands.
 void leaveFinished(Parse &parse) {
   if (!parse.aliases) return;
-  const size_t left = std::strlen(utLexRest(*parse.lexer));
+  const auto left = static_cast<size_t>(parse.end - utLexRest(*parse.lexer));
   while (parse.aliases && left <= parse.aliases->tail) leaveExpansion(parse);
 }
 
@@ -96,12 +102,34 @@ int32_t expansionDepth(const Parse &parse) {
   return depth;
 }
 
-// Parses `text`, an alias's and what followed its name, in place of the present one. Takes the text
-// over. False: refused. May jump.
+// Makes another buffer of the size, with the last `left` characters of what is parsed.
+void resize(Parse &parse, size_t size, size_t left) {
+  char *buffer = utNewArray<char>(static_cast<int64_t>(size), "parse text");
+  char *end = buffer + size - 1;
+  if (left > 0) std::memcpy(end - left, parse.end - left, left);
+  Z_FREE(parse.buffer, "parse text");
+  parse.buffer = buffer;
+  parse.size = size;
+  parse.end = end;
+}
+
+// Has `beginning` and the last `left` characters parsed in place of what was parsed so far.
+void replaceText(Parse &parse, std::string_view beginning, size_t left) {
+  const size_t blank = left > 0 ? 1 : 0;
+  const size_t needed = beginning.size() + blank + left + 1;
+  if (parse.size < needed) resize(parse, 2 * needed, left);
+  char *rest = parse.end - left;
+  if (blank) *--rest = ' ';
+  parse.text = rest - beginning.size();
+  beginning.copy(parse.text, beginning.size());
+}
+
+// Parses an alias's text and the `tail` characters that follow its name. Frees the text. False:
+// refused. May jump.
 bool expand(Parse &parse, const char *name, size_t tail, char *text) {
   const bool recursive = isRecursive(parse, name);
   if (recursive || expansionDepth(parse) >= utCommandDepthMax) {
-    Z_FREE(text, "alias text");
+    Z_FREE(text, "(alias_ptr->value)");
     if (recursive) utCommandFail<Msg::aliasRecursive>(Z_TRACE_LEVEL_INFO, name);
     else utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, name);
     return false;
@@ -112,9 +140,9 @@ bool expand(Parse &parse, const char *name, size_t tail, char *text) {
   alias->outer = parse.aliases;
   parse.aliases = alias;
   closeLexer(parse);
-  Z_FREE(parse.owned, "alias text");
-  parse.owned = text;
-  openLexer(parse, text);
+  replaceText(parse, text, tail);
+  Z_FREE(text, "(alias_ptr->value)");
+  openLexer(parse);
   return true;
 }
 
@@ -145,19 +173,19 @@ bool isAdmitted(const char *command, const char *text) {
 
 // Runs the command whose name the lexer stands at. False: the rest of the text is not parsed. May
 // jump.
-bool runCommand(Parse &parse, const char *name) {
-  ZutCommand command;
-  if (!utCommandFind(name, command)) {
-    utCommandFail<Msg::unknownCommand>(Z_TRACE_LEVEL_INFO, name);
+bool runCommand(Parse &parse) {
+  const ZutCommandFunc function = utCommandFind(parse.command);
+  if (!function) {
+    utCommandFail<Msg::unknownCommand>(Z_TRACE_LEVEL_INFO, parse.command);
     return false;
   }
-  if (parse.control && !isAdmitted(command.name, parse.text)) return false;
-  parse.command = command.name; // the name that it was typed by may be an old one
+  if (parse.control && !isAdmitted(parse.command, parse.text)) return false;
   utLexAcceptId(*parse.lexer);
-  command.function(parse.lexer);
+  function(parse.lexer);
+  utSourceSettle(parse);
   const bool complete = utLexAtEnd(*parse.lexer);
   if (!complete)
-    utCommandFail<Msg::parseErrorInside>(Z_TRACE_LEVEL_INFO, command.name, parse.lexer->text);
+    utCommandFail<Msg::parseErrorInside>(Z_TRACE_LEVEL_INFO, parse.command, parse.lexer->text);
   return complete;
 }
 
@@ -165,67 +193,75 @@ bool runCommand(Parse &parse, const char *name) {
 bool parseCommand(Parse &parse) {
   if (!utLexIsWord(*parse.lexer)) utLexAccept(*parse.lexer, Z_LEX_IDENTIFIER); // tells and jumps
   leaveFinished(parse);
-  char name[Z_LEX_ID_SIZE];
-  utCopyCut(name, sizeof name, parse.lexer->text);
+  char *name = parse.name;
+  utCopyCut(name, sizeof parse.name, parse.lexer->text);
   utLowerText(name);
   const char *rest = utLexRest(*parse.lexer) + parse.lexer->text_length;
-  if (char *text = utAliasText(name, rest)) return expand(parse, name, std::strlen(rest), text);
+  if (char *text = utAliasText(name))
+    return expand(parse, name, static_cast<size_t>(parse.end - rest), text);
   parse.command = name;
-  const bool goesOn = runCommand(parse, name);
+  const bool goesOn = runCommand(parse);
   parse.command = nullptr;
   return goesOn;
 }
 
 // May jump.
-void parseText(Parse &parse, const char *text) {
-  openLexer(parse, text);
+void parseText(Parse &parse) {
+  openLexer(parse);
   while (parse.lexer->token != Z_LEX_END && !utCommandStopped()) {
     if (parse.lexer->token == Z_LEX_SEMICOLON) utLexAccept(*parse.lexer, Z_LEX_SEMICOLON);
     else if (!parseCommand(parse)) return;
   }
 }
 
-void release(Parse &parse) {
+void release(CommandSource &source) {
+  Parse &parse = static_cast<Parse &>(source);
   closeLexer(parse);
   while (parse.aliases) leaveExpansion(parse);
   while (Scratch *scratch = parse.scratch) {
     parse.scratch = scratch->next;
     Z_FREE(scratch, "scratch");
   }
-  Z_FREE(parse.owned, "alias text");
+  parse.command = nullptr;
+  if (parse.size <= utSpareSizeMax && spares.keep(&parse)) return;
+  Z_FREE(parse.buffer, "parse text");
+  Z_FREE(&parse, "parse");
+}
+
+// With a copy of the text: a command may change or free the caller's, which may be the value of the
+// option that the command sets.
+Parse &makeParse(const char *text, int32_t control) {
+  const size_t length = std::strlen(text);
+  Parse *parse = spares.take();
+  if (!parse) parse = utNew<Parse>("parse");
+  if (parse->size <= length) resize(*parse, std::max<size_t>(length + 1, 256), 0);
+  parse->release = release;
+  parse->text = parse->end - length;
+  std::memcpy(parse->text, text, length);
+  parse->control = control;
+  parse->locks = utProcessMutexDepth();
+  return *parse;
+}
+
+// The arming frame.
+void run(Parse &parse) {
+  if (setjmp(parse.recover) == 0) parseText(parse); // NOLINT(cert-err52-cpp)
   // A parse function may have jumped out of its own locked stretch.
   while (utProcessMutexDepth() > parse.locks) ZutProcessMutexUnlock();
 }
 
-// The arming frame. The record is its caller's, so that it is whole after a jump.
-void run(Parse &parse, const char *text) {
-  if (setjmp(parse.recover) == 0) parseText(parse, text); // NOLINT(cert-err52-cpp)
-  release(parse);
-}
-
 } // namespace
 
-void utCommandParse(const char *text, int32_t control, int32_t typed) {
+[[gnu::noinline]] void utCommandParse(const char *text, int32_t control, int32_t typed) {
   utCommandInit();
-  ThreadBlock &thread = utThreadBlock();
-  if (thread.depth >= utCommandDepthMax) {
-    utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, text);
-    return;
-  }
-  Parse parse;
-  static_cast<CommandSource &>(parse) = {thread.source, nullptr, 0, nullptr, nullptr};
-  parse.lexer = nullptr;
-  parse.owned = nullptr;
-  parse.scratch = nullptr;
-  parse.control = control;
-  parse.locks = utProcessMutexDepth();
-  const int32_t typedBefore = std::exchange(thread.typed, typed);
-  const int32_t depthBefore = std::exchange(thread.depth, thread.depth + 1);
-  thread.source = &parse;
-  run(parse, text);
-  thread.source = parse.outer;
-  thread.depth = depthBefore;
-  thread.typed = typedBefore;
+  const void *frame = __builtin_frame_address(0);
+  if (!utSourceFits(frame, text)) return;
+  Parse &parse = makeParse(text, control);
+  CommandSource *volatile mark;
+  utSourceEnter(parse, frame, mark);
+  utThreadBlock().typed = typed;
+  run(parse);
+  utSourceLeave(parse);
 }
 
 char *utCommandScratch(size_t size) {

@@ -70,6 +70,9 @@ void utPlatThreadSetIdle(PlatThread thread);
 // all; the latest argument counts.
 void utPlatThreadAtEnd(void (*function)(void *), void *argument);
 
+// Does the address lie in the calling thread's stack, as the system knows it?
+bool utPlatThreadStackHolds(const void *address);
+
 // --- Values of a thread by key ---
 // False without a reason: the system's keys are used up, or the key is none.
 bool utPlatKeyCreate(uint32_t *key);

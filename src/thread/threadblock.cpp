@@ -32,6 +32,7 @@ ThreadBlock &utThreadBlockMake() {
 
 void utThreadBlockEnd(void *argument) {
   auto *block = static_cast<ThreadBlock *>(argument);
+  while (block->source) block->dropSource(*block); // a command ended the thread
   freeTexts(block->texts);
   Z_FREE(block->moreHolds, "holds");
   utThreadClosureEnd(block->closure);

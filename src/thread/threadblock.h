@@ -8,7 +8,7 @@
 
 struct ThreadTexts;   // the thread's result buffers, threadblock.cpp
 struct ThreadClosure; // what the library knows of the thread, utthread.h
-struct CommandSource; // the file now being parsed, config/command
+struct CommandSource; // a text or file being parsed, config/source
 struct ListLock;      // callback/listlock.h
 
 // A reader-writer mutex that this thread reads (count above 0) or has read, rwmutex.cpp.
@@ -31,13 +31,15 @@ struct CbReads {
   uint32_t turn; // another one: this thread has parked meanwhile, or begun to write a list
 };
 
+struct ThreadBlock;
+
 struct ThreadState {
   int32_t typed;
   int32_t error;
   char errorText[48]; // "unknown error N"
   int32_t failures;   // commands that failed
-  int32_t depth;      // nested parses of this thread
   CommandSource *source;
+  void (*dropSource)(ThreadBlock &block); // the innermost one; set with the first
   ThreadTexts *texts;
   CbReads lists;
   ThreadClosure *closure;

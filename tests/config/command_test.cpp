@@ -1,7 +1,10 @@
 // The command interpreter: registry, aliases, control, failures, files, the prompt.
 #include "support/child.h"
 
+#include <algorithm>
 #include <atomic>
+#include <csetjmp>
+#include <cstring>
 #include <iterator>
 #include <random>
 #include <sstream>
@@ -83,6 +86,43 @@ TEST_F(Commands, RegistryRefusesWhatItHas) {
   EXPECT_TRUE(contains(parse("join_dg a"), "Unknown command <join_dg>"));
 }
 
+TEST_F(Commands, OutliveWhatTheyDestroy) {
+  static char name[] = "last", text[] = "last 17; note never";
+  ZutCommandCreate(name, [](ZutLexer *lexer) {
+    ZutCommandDestroy(ZutCommandLookup(name));
+    for (char *own : {name, text}) std::fill_n(own, std::strlen(own), '#');
+    ZutLexAcceptId(lexer);
+  });
+  ZutCommandParseStr(text);
+  EXPECT_TRUE(contains(capture.take(), "Error in the command <last>, near <17>"));
+}
+
+jmp_buf outside; // where the command "leave" goes
+int32_t left;
+
+// A program that is left by a jump again and again goes on, from the same place and from deeper.
+TEST_F(Commands, MayBeLeftByAJump) {
+  TempDir dir;
+  writeFile("leave.cm", "note a; l\n");
+  ZutCommand *leave = ZutCommandCreate("leave", [](ZutLexer *) { longjmp(outside, 1); });
+  ZutCommand *outer = ZutCommandCreate("outer", [](ZutLexer *lexer) {
+    if (setjmp(outside) == 0) ZutCommandParseStr("l");
+    ZutLexAcceptId(lexer);
+  });
+  parse("alias l leave");
+  left = 0;
+  if (setjmp(outside) != 0) ++left;
+  if (left < 40) ZutCommandParseTypedStr("source leave.cm");
+  capture.take();
+  ZutCommandPrintFeedback("typed");
+  EXPECT_FALSE(contains(parse("nosuch; note b"), "typed"));
+  parse("outer 17");
+  EXPECT_EQ(told, (Calls{"-:0:nosuch", "-:0:outer"}));
+  EXPECT_EQ(calls.size(), 40u);
+  EXPECT_TRUE(std::filesystem::remove("leave.cm")) << "Windows keeps an open file";
+  for (ZutCommand *command : {leave, outer}) ZutCommandDestroy(command);
+}
+
 TEST_F(Commands, AnErrorEndsTheTextAndNothingElse) {
   const std::string out = parse("note a;; note b; nosuch; note c");
   EXPECT_EQ(calls, (Calls{"a", "b"}));
@@ -131,22 +171,19 @@ TEST_F(Commands, AliasesExpandInPlace) {
   EXPECT_EQ(parse("i \"i \\\"note v\\\"\"").find("recursive") == std::string::npos, false);
   EXPECT_EQ(parse("n a; inside \"n u\""), "");
   EXPECT_EQ(calls.back(), "u");
-}
-
-TEST_F(Commands, AnAliasMayChangeInsideItsExpansion) {
+  calls.clear();
   parse("alias once \"unalias once; note a\"");
   EXPECT_EQ(parse("once"), "");
   EXPECT_TRUE(contains(parse("once"), "Unknown command <once>"));
   parse("alias turn \"alias turn note b; note a\"; turn; turn");
   EXPECT_EQ(calls, (Calls{"a", "a", "b"}));
-}
-
-TEST_F(Commands, LongAliasChainsEnd) {
+  calls.clear();
   for (int i = 0; i < 40; ++i)
     parse("alias c" + std::to_string(i) + " c" + std::to_string(i + 1) + "; alias c40 note");
   EXPECT_EQ(parse("c10 a"), "");
   EXPECT_TRUE(contains(parse("c0 a"), "nested more than 32 deep near <c32>"));
-  EXPECT_EQ(calls, (Calls{"a"}));
+  parse("alias wide \"note b /*" + std::string(600, '*') + "/; c10\"; c10 c; wide d; c10 e");
+  EXPECT_EQ(calls, (Calls{"a", "c", "b", "d", "e"}));
 }
 
 TEST_F(Commands, TextsFromOutsideRunWhatTheOptionLists) {
@@ -202,6 +239,11 @@ TEST_F(Commands, FilesTellTheirFailuresThroughNestedSources) {
   parse("src a.cm; source missing.cm; note e");
   EXPECT_EQ(calls, (Calls{"a", "b", "c", "d", "e"}));
   EXPECT_EQ(told, (Calls{"-:0:source"}));
+  capture.take();
+  writeFile("self.cm", "note f\nsource self.cm\nnote g\n");
+  ZutCommandParseFile("self.cm");
+  EXPECT_EQ(count(capture.take(), "nested more than 32 deep near <self.cm>"), 1);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "g"), 32);
 }
 
 TEST_F(Commands, BadFilesAreToldAndNotRun) {
@@ -226,16 +268,6 @@ TEST_F(Commands, BadFilesAreToldAndNotRun) {
   EXPECT_EQ(ZutCommandGetFailures(), 4);
 }
 
-TEST_F(Commands, AFileThatSourcesItselfEnds) {
-  TempDir dir;
-  writeFile("self.cm", "note a\nsource self.cm\nnote b\n");
-  ZutCommandParseFile("self.cm");
-  EXPECT_EQ(count(capture.take(), "nested more than 32 deep near <self.cm>"), 1);
-  EXPECT_EQ(calls.size(), 64u);
-  EXPECT_EQ(calls.front(), "a");
-  EXPECT_EQ(calls.back(), "b");
-}
-
 TEST_F(Commands, StopsAtAFailureWhenAsked) {
   TempDir dir;
   writeFile("a.cm", "note a\nnosuch\nnote b\n");
@@ -244,9 +276,10 @@ TEST_F(Commands, StopsAtAFailureWhenAsked) {
   parse("note d");
   EXPECT_EQ(calls, (Calls{"a"}));
   ZutCommandSetFailures(0);
-  parse("note e");
+  parse("note e; nosuch");
   ZutCommandSetStopAtFailure(0);
-  EXPECT_EQ(calls, (Calls{"a", "e"}));
+  parse("note f");
+  EXPECT_EQ(calls, (Calls{"a", "e", "f"}));
 }
 
 TEST_F(Commands, StartupFilesAreFoundInTheirOrder) {
@@ -297,20 +330,11 @@ TEST_F(Commands, ManyErrorsLeaveNothingBehind) {
   for (int i = 0; i < 10000; ++i) {
     ZutCommandParseStr("note a; 17");
     ZutCommandParseStr("inside \"note b; nosuch\"; \"open");
-    if (i % 100 == 0) ZutCommandParseStr("bad");
-    if (i % 100 == 0) ZutCommandParseStr("alias x \"a\" b \"c");
-    if (i % 100 == 0) ZutCommandParseStr("locking 1");
-    if (i % 100 == 0) capture.take();
+    if (i % 100 != 0) continue;
+    for (const char *text : {"bad", "alias x \"a\" b \"c", "locking 1"}) parse(text);
   }
-  std::atomic<bool> done = false;
-  std::thread other([&] {
-    ZutProcessMutexLock();
-    ZutProcessMutexUnlock();
-    ZutCommandParseStr("alias y note");
-    done = true;
-  });
+  std::thread other([] { ZutCommandParseStr("alias y note"); });
   other.join();
-  EXPECT_TRUE(done);
   ZutCommandDestroy(locking);
 }
 
@@ -333,7 +357,6 @@ TEST_F(Commands, ThreadsParseSideBySide) {
         static const char *const own[] = {"own0", "own1", "own2", "own3"};
         ZutCommandDestroy(ZutCommandCreate(own[t], note));
       }
-      EXPECT_EQ(ZutCommandGetFailures() >= (t % 2 ? 0 : 300), true);
     });
   }
   for (std::thread &thread : threads) thread.join();

@@ -200,6 +200,19 @@ void utPlatThreadAtEnd(void (*function)(void *), void *argument) {
   noticeEnd();
 }
 
+bool utPlatThreadStackHolds(const void *address) {
+  const int error = errno;
+  pthread_attr_t attributes;
+  void *low = nullptr;
+  size_t size = 0;
+  if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
+    pthread_attr_getstack(&attributes, &low, &size);
+    pthread_attr_destroy(&attributes);
+  }
+  errno = error;
+  return reinterpret_cast<uintptr_t>(address) - reinterpret_cast<uintptr_t>(low) < size;
+}
+
 bool utPlatKeyCreate(uint32_t *key) {
   static_assert(sizeof(pthread_key_t) == sizeof(uint32_t));
   return pthread_key_create(key, nullptr) == 0;

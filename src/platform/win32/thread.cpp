@@ -97,6 +97,12 @@ void utPlatThreadAtEnd(void (*function)(void *), void *argument) {
   SetLastError(error);
 }
 
+bool utPlatThreadStackHolds(const void *address) {
+  MEMORY_BASIC_INFORMATION here, there; // a stack is one reservation
+  return VirtualQuery(__builtin_frame_address(0), &here, sizeof here) &&
+         VirtualQuery(address, &there, sizeof there) && here.AllocationBase == there.AllocationBase;
+}
+
 bool utPlatKeyCreate(uint32_t *key) {
   *key = TlsAlloc();
   return *key != TLS_OUT_OF_INDEXES;
