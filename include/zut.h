@@ -1839,7 +1839,8 @@ Z_EXPORT int32_t Z_CALL ZutCommandParseStrInternal(const char *text, int32_t con
 Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStr(const char *text);
 Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStrInternal(const char *text, int32_t control);
 /* Runs a file line by line, each line a text of its own. 0 when the file cannot be opened, or is
- * given up because it is not text; a line of more than 4095 characters is skipped and reported. */
+ * given up because it is not text; a line of more than 4095 characters, its end not counted, is
+ * skipped and reported. A mark of UTF-8 at the beginning is passed over. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseFile(const char *file_name);
 
 /* Read a program's start-up files: in the directory "standard" of the data directory and then in

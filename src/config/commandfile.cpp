@@ -13,8 +13,6 @@
 
 namespace {
 
-// Runs the lines. False when the file turns out not to be text; the lines before have been run.
-bool parseLines(FileSource &source) {
 struct FileSource : CommandSource {
   FILE *stream;
   bool ownStream; // not in the table of open files
@@ -27,10 +25,12 @@ void release(CommandSource &source) {
   Z_FREE(&file, "command file");
 }
 
+// Runs the lines. False when the file turns out not to be text; the lines before have been run.
+bool parseLines(FileSource &source) {
   char line[utCommandLineMax + 1];
   while (!utCommandStopped()) {
     ++source.line;
-    switch (utReadLine(source.stream, line, sizeof line)) {
+    switch (utReadLine(source.stream, line, sizeof line, source.line == 1)) {
     case LineRead::line: utCommandParse(line, 0, 0); break;
     case LineRead::tooLong:
       utCommandFail<Msg::commandLineTooLong>(Z_TRACE_LEVEL_ERROR, source.file, source.line,
@@ -154,6 +154,31 @@ bool isStandardName(const char *file, const char *base) {
          utSameWord(name.substr(stem.size()), ".cm");
 }
 
+// A line as far as it has been read.
+struct LineBuffer {
+  char *line;
+  size_t size;
+  size_t length;
+  bool first;       // of its file: may begin with the mark of UTF-8
+  bool returnWaits; // a carriage return, which counts only if the line goes on
+  bool full;
+};
+
+void store(LineBuffer &buffer, char c) {
+  if (buffer.length + 1 < buffer.size) buffer.line[buffer.length++] = c;
+  else buffer.full = true;
+}
+
+void take(LineBuffer &buffer, char c) {
+  constexpr std::string_view mark = "\xEF\xBB\xBF";
+  if (buffer.returnWaits) store(buffer, '\r');
+  buffer.returnWaits = c == '\r';
+  if (!buffer.returnWaits) store(buffer, c);
+  if (!buffer.first || buffer.length < mark.size()) return;
+  buffer.first = false;
+  if (mark == std::string_view(buffer.line, buffer.length)) buffer.length = 0;
+}
+
 struct StartupFiles {
   const char *base;
   const char *file;
@@ -184,23 +209,23 @@ int32_t parseStandard(const StartupFiles &files, int32_t flags) {
 
 } // namespace
 
-LineRead utReadLine(FILE *stream, char *line, size_t size) {
-  size_t length = 0;
-  LineRead result = LineRead::line;
+LineRead utReadLine(FILE *stream, char *line, size_t size, bool first) {
+  LineBuffer buffer{line, size, 0, first, false, false};
   int c = std::getc(stream);
-  if (c == EOF) {
-    line[0] = '\0';
-    return std::ferror(stream) ? LineRead::error : LineRead::end;
+  const bool any = c != EOF;
+  while (c != EOF && c != '\n' && c != '\0') {
+    take(buffer, static_cast<char>(c));
+    c = std::getc(stream);
   }
-  for (; c != EOF && c != '\n'; c = std::getc(stream)) {
-    if (result != LineRead::line) continue;
-    if (c == '\0') result = LineRead::zeroByte;
-    else if (length + 1 < size) line[length++] = static_cast<char>(c);
-    else result = LineRead::tooLong;
-  }
-  if (length > 0 && line[length - 1] == '\r') --length;
-  line[length] = '\0';
-  return c == EOF && std::ferror(stream) ? LineRead::error : result;
+  line[buffer.length] = '\0';
+  if (c == '\0') return LineRead::zeroByte;
+  if (c == EOF && std::ferror(stream)) return LineRead::error;
+  if (buffer.full) return LineRead::tooLong;
+  return any ? LineRead::line : LineRead::end;
+}
+
+void utSkipLine(FILE *stream) {
+  for (int c = std::getc(stream); c != EOF && c != '\n';) c = std::getc(stream);
 }
 
 void utCommandParseIfExists(const char *directory, const char *base, const char *extension) {

@@ -6,13 +6,16 @@
 enum class LineRead {
   line,
   tooLong,  // what goes beyond the buffer was skipped, up to the line's end
-  zeroByte, // the line holds a byte that ends a text; the rest of it was skipped
+  zeroByte, // the line holds a byte that ends a text; the rest of it is unread
   end,
   error
 };
 
-// Reads a line without its end into the buffer, which is always terminated.
-LineRead utReadLine(FILE *stream, char *line, size_t size);
+// Reads a line without its end into the buffer, which is always terminated. The `first` of a stream
+// loses the mark of UTF-8.
+LineRead utReadLine(FILE *stream, char *line, size_t size, bool first);
+// Drops what is left of a line.
+void utSkipLine(FILE *stream);
 
 // The start-up option files: runs a command file that may not exist.
 void utCommandParseIfExists(const char *directory, const char *base, const char *extension);

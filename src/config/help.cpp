@@ -62,6 +62,14 @@ void readFile(Scan &scan) {
   if (scan.lexer) ZutLexDestroy(scan.lexer);
 }
 
+// Passes the mark of UTF-8 that a text file may begin with.
+void skipMark(FILE *stream) {
+  char mark[3];
+  const size_t read = std::fread(mark, 1, sizeof mark, stream);
+  if (read < sizeof mark || std::memcmp(mark, "\xEF\xBB\xBF", sizeof mark) != 0)
+    std::rewind(stream);
+}
+
 // Prints the name's entry of one file; false when it has none or does not exist.
 bool printFrom(const char *file, const char *name, HelpForm form) {
   if (!ZutFileExists(file)) return false;
@@ -73,6 +81,7 @@ bool printFrom(const char *file, const char *name, HelpForm form) {
   scan.form = form;
   scan.found = false;
   scan.errorLine = 0;
+  skipMark(scan.stream);
   readFile(scan);
   std::fclose(scan.stream);
   if (scan.errorLine) utReport<Msg::helpFileError>(Z_TRACE_LEVEL_INFO, file, scan.errorLine);

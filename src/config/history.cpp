@@ -126,13 +126,14 @@ int32_t Z_CALL ZutCommandMainLoop(void) {
   char line[utCommandLineMax + 1];
   for (int32_t number = 1; !utCommandStopped(); ++number) {
     prompt();
-    switch (utReadLine(stdin, line, sizeof line)) {
+    switch (utReadLine(stdin, line, sizeof line, number == 1)) {
     case LineRead::line: runLine(line); break;
     case LineRead::tooLong:
       utCommandFail<Msg::commandLineTooLong>(Z_TRACE_LEVEL_ERROR, inputName, number,
                                              utCommandLineMax);
       break;
     case LineRead::zeroByte:
+      utSkipLine(stdin);
       if (line[0]) utCommandFail<Msg::inputLineNotText>(Z_TRACE_LEVEL_ERROR, inputName, number);
       break;
     case LineRead::error:
@@ -162,7 +163,8 @@ int32_t Z_CALL ZutCommandGetYesOrNo(const char *prompt) {
     std::printf("%s", prompt);
     std::fflush(stdout);
     char line[256];
-    const LineRead read = utReadLine(stdin, line, sizeof line);
+    const LineRead read = utReadLine(stdin, line, sizeof line, false);
+    if (read == LineRead::zeroByte) utSkipLine(stdin);
     if (read == LineRead::error) std::clearerr(stdin); // an interrupt is no lasting error
     if (read == LineRead::end || read == LineRead::error) return 0;
     Answer answer;

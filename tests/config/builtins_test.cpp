@@ -131,7 +131,7 @@ TEST_F(BuiltIns, HelpComesFromTheProcessTypeFirst) {
   TempDir dir;
   fs::create_directories("help/commands");
   writeFile("help/commands/builtins.hlp", "echo \"first\" \"second\" setopt \"open");
-  writeFile("help/commands/common.hlp", "SetOpt \"no\" setopt \"common\" \"more\"");
+  writeFile("help/commands/common.hlp", "\xEF\xBB\xBFSetOpt \"no\" setopt \"common\" \"more\"");
   ZutInit("builtins");
   ZutPutenv(("VNHOME=" + dir.path().string()).c_str());
   EXPECT_EQ(type("help echo"), "first\nsecond\n");
@@ -262,14 +262,6 @@ TEST_F(BuiltIns, SystemCommandsReachTheSystem) {
   EXPECT_TRUE(fs::equivalent(fs::current_path(), dir.path()));
   ZutPutenv("HOME=");
   EXPECT_TRUE(fails("cd", "HOME is not set"));
-}
-
-TEST_F(BuiltIns, HistoryNumbersLinesByTheirPlace) {
-  for (const char *line : {"one", " ", "two", "three", "four", "five"})
-    ZutCommandRecordString(line);
-  EXPECT_EQ(type("history 2"), "   4: four\n   5: five\n");
-  EXPECT_EQ(type("history 99"), type("history"));
-  EXPECT_EQ(type("history 0"), "");
 }
 
 // --- Ends, in processes of their own ---
