@@ -1886,7 +1886,8 @@ Z_EXPORT int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line);
 /* One function for the process; null for none. It is called without any lock held. */
 Z_EXPORT void Z_CALL ZutCommandSetFailureFunc(ZutCommandFailureFunc function);
 /* With 1 a thread in which a command has failed runs no further command of a text, a file or the
- * main loop until its count of failures is set back. 0, as at the start: it goes on. */
+ * main loop until its count of failures is set back. 0, as at the start: it goes on. The library's
+ * own defaults are set all the same. */
 Z_EXPORT int32_t Z_CALL ZutCommandSetStopAtFailure(int32_t flag);
 
 /* ---- Message catalogs (utcat) ----

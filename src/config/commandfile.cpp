@@ -11,6 +11,8 @@
 #include "file/file.h"
 #include "thread/threadblock.h"
 
+#include <utility>
+
 namespace {
 
 struct FileSource : CommandSource {
@@ -230,7 +232,10 @@ void utSkipLine(FILE *stream) {
 
 void utCommandParseIfExists(const char *directory, const char *base, const char *extension) {
   char *name = utFileNameDup(directory, base, extension);
+  ThreadBlock &thread = utThreadBlock();
+  const int32_t failures = std::exchange(thread.failures, 0);
   if (ZutFileExists(name)) parseFile(name);
+  thread.failures += failures;
   Z_FREE(name, "file name");
 }
 

@@ -17,5 +17,6 @@ LineRead utReadLine(FILE *stream, char *line, size_t size, bool first);
 // Drops what is left of a line.
 void utSkipLine(FILE *stream);
 
-// The start-up option files: runs a command file that may not exist.
+// The start-up option files: runs a command file that may not exist, also in a thread that has
+// stopped at a failure.
 void utCommandParseIfExists(const char *directory, const char *base, const char *extension);

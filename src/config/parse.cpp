@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <csetjmp>
+#include <utility>
 
 namespace {
 
@@ -262,6 +263,13 @@ void run(Parse &parse) {
   utThreadBlock().typed = typed;
   run(parse);
   utSourceLeave(parse);
+}
+
+void utCommandParseOwn(const char *text) {
+  ThreadBlock &thread = utThreadBlock();
+  const int32_t failures = std::exchange(thread.failures, 0);
+  utCommandParse(text, 0, 0);
+  thread.failures = failures;
 }
 
 char *utCommandScratch(size_t size) {

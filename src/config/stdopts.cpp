@@ -5,6 +5,7 @@
 #include "config/stdopts.h"
 
 #include "config/commandfile.h"
+#include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -76,7 +77,7 @@ bool tracesInfo() {
 
 void Z_CALL verboseChanged(void *, void *callData, ZutWord) {
   const auto *verbose = static_cast<int32_t *>(newValue(callData));
-  if (verbose && *verbose && !tracesInfo()) ZutCommandParseStr("setopt trace_level info");
+  if (verbose && *verbose && !tracesInfo()) utCommandParseOwn("setopt trace_level info");
 }
 
 void Z_CALL authDataFileChanged(void *, void *callData, ZutWord argument) {
@@ -338,7 +339,7 @@ void setByCommand(const char *name, const char *value) {
   const size_t size = sizeof "setopt  " + std::strlen(name) + std::strlen(value);
   char *line = utNewArray<char>(static_cast<int64_t>(size), "command");
   std::snprintf(line, size, "setopt %s %s", name, value);
-  ZutCommandParseStr(line);
+  utCommandParseOwn(line);
   Z_FREE(line, "command");
 }
 

@@ -7,6 +7,7 @@
 #include "core/utout.h"
 
 #include "config/option.h"
+#include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -137,7 +138,7 @@ void makeCatalogOptions() {
     setDefaultCatalogFile(file);
   }
   makeOption("catalog_flags", Z_OPTION_ENUM_LIST);
-  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCommandParseStr("setopt catalog_flags id");
+  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) utCommandParseOwn("setopt catalog_flags id");
 }
 
 // The mutex is held. Messages of other threads may be printed as soon as it is released, before the

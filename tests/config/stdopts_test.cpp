@@ -15,14 +15,17 @@ struct Values {
   const char *expected;
 };
 
-// Runs in a process whose environment is set.
+// Runs in a process whose environment is set, and which has stopped at a failure.
 void printValues() {
   ZutInit("stdopts");
+  ZutCommandSetStopAtFailure(1);
+  ZutCommandFailed();
   for (const char *name :
        {"default_protocols", "_conn_init_timeout", "_socket_linger", "_socket_linger_time",
         "_socket_tcp_keepalive", "_socket_tcp_nodelay", "group_names", "monitor_ident", "verbose"})
     std::printf("%s %s\n", name, valueOf(name).c_str());
   std::printf("%s\n", valueOf("unique_subject").c_str());
+  std::exit(ZutCommandGetFailures());
 }
 
 CHILD(values) { printValues(); }
@@ -163,6 +166,7 @@ TEST(StandardOptions, TheEnvironmentOverridesDefaults) {
             "default_protocols local, tcp\n_conn_init_timeout 2.5\n_socket_linger UNKNOWN\n"
             "_socket_linger_time 7\n_socket_tcp_keepalive TRUE\n_socket_tcp_nodelay FALSE\n"
             "group_names \"c\"\nmonitor_ident \"stdopts\"\nverbose \"x\"\n\"_host");
+  EXPECT_EQ(result.code, 1) << "none is counted";
 }
 
 } // namespace
