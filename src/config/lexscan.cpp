@@ -91,11 +91,7 @@ bool fill(Lexer &lex, const char *&p) {
   if (!lex.stream || lex.streamEnded) return false;
   const size_t rest = static_cast<size_t>(lex.limit - p);
   std::memmove(lex.buffer, p, rest);
-  size_t added;
-  {
-    const ProcessGuard guard;
-    added = std::fread(lex.buffer + rest, 1, Z_LEX_BUFFER_SIZE - rest, lex.stream);
-  }
+  const size_t added = std::fread(lex.buffer + rest, 1, Z_LEX_BUFFER_SIZE - rest, lex.stream);
   lex.streamEnded = added == 0;
   p = lex.buffer;
   lex.limit = p + rest + added;
