@@ -1,10 +1,13 @@
 // zutsh: the shell. A program around the command interpreter of the library, whose every behaviour
-// is the library's; here are the command line, the exit code and where failures are told.
+// is the library's; here are the command line, the exit code, the standard streams and where
+// failures are told.
 #include "zut.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -23,9 +26,28 @@ constexpr char usage[] =
     "  --help     print this\n"
     "  --version  print the version\n"
     "Without -c and -f commands are read from the standard input.\n"
-    "Exit codes: 0, 1 when a command failed, 2 after a fatal error, 64 for bad usage.\n";
+    "Exit codes: 0, 1 when a command failed or output was lost, 2 after a fatal error, 64 for bad\n"
+    "usage.\n";
 
-int exitCode() { return ZutCommandGetFailures() > 0 ? exitFailed : 0; }
+// A stream that is closed at the start would be opened again by the next file that anything opens.
+// A file that refuses what the stream is for takes its place.
+void keepPlace(FILE *stream, const char *otherMode) {
+  constexpr bool posix = std::filesystem::path::preferred_separator == '/';
+  errno = 0;
+  if (std::ftell(stream) != -1 || errno != EBADF) return;
+  if (!std::freopen(posix ? "/dev/null" : "NUL", otherMode, stream)) std::exit(exitFailed);
+}
+
+// Says so, once, when not all of the standard output could be written.
+bool isOutputLost() {
+  static bool lost = false;
+  if (lost || (std::fflush(stdout) == 0 && !std::ferror(stdout))) return lost;
+  lost = true;
+  std::fputs("zutsh: cannot write to the standard output\n", stderr);
+  return true;
+}
+
+int exitCode() { return isOutputLost() || ZutCommandGetFailures() > 0 ? exitFailed : 0; }
 
 void Z_CALL failed(const char *file, int32_t line, const char *command) {
   std::fflush(stdout);
@@ -37,7 +59,6 @@ void Z_CALL failed(const char *file, int32_t line, const char *command) {
 
 // The command quit ends a process with 0; a script wants to know what went wrong before.
 void Z_CALL leaving(void *, void *, ZutWord) {
-  if (exitCode() == 0) return;
   ZutCommandPrintFeedback("This process is now exiting.\n");
   ZutExit(exitCode());
 }
@@ -58,7 +79,7 @@ struct CommandLine {
 
 [[noreturn]] void leaveWith(FILE *stream, const char *text, int code) {
   std::fputs(text, stream);
-  std::exit(code);
+  std::exit(code == 0 && isOutputLost() ? exitFailed : code);
 }
 
 [[noreturn]] void refuse(const char *argument, const char *why) {
@@ -132,7 +153,7 @@ void watchCatalog() {
 }
 
 void run(const CommandLine &line) {
-  const auto stops = [&line] { return line.stopsAtFailure && exitCode() != 0; };
+  const auto stops = [&line] { return line.stopsAtFailure && ZutCommandGetFailures() > 0; };
   if (!line.skipsStartup) ZutCommandParseStd2("zutsh", 0, "zutsh.cm", 0);
   for (const Job &job : line.jobs) {
     if (stops()) return;
@@ -145,6 +166,9 @@ void run(const CommandLine &line) {
 } // namespace
 
 int main(int argc, char **argv) {
+  keepPlace(stdin, "w");
+  keepPlace(stdout, "r");
+  keepPlace(stderr, "r");
   const CommandLine line = readArguments(argc, argv);
   start(line.debugFile);
   watchCatalog();
