@@ -142,11 +142,8 @@ TEST_F(BuiltIns, HelpComesFromTheProcessTypeFirst) {
   ZutPutenv("VNHOME=");
 }
 
-TEST_F(BuiltIns, EchoKeepsWordsApart) {
-  EXPECT_EQ(type("echo   a  b/* c */d,\"x  \\\"y\" -1.5 ;echo;echo //"), "a b d,x  \"y -1.5\n\n\n");
-}
-
 TEST_F(BuiltIns, AliasShowsListsAndRemoves) {
+  EXPECT_EQ(type("echo   a  b/* c */d,\"x  \\\"y\" -1.5 ;echo;echo //"), "a b d,x  \"y -1.5\n\n\n");
   EXPECT_EQ(type("alias ls"), "sh dir\n");
   EXPECT_EQ(type("alias exit"), "quit force\n");
   EXPECT_EQ(type("Alias Zed  echo   \"a;b\" // c"), "Alias zed installed\n");

@@ -68,7 +68,7 @@ protected:
   Capture capture;
 };
 
-TEST_F(Commands, RegistryRefusesWhatItHas) {
+TEST_F(Commands, AreRegisteredOnceAndOutliveTheirDestruction) {
   EXPECT_EQ(ZutCommandCreate("note", note), nullptr);
   EXPECT_EQ(ZutErrNumGet(), 6);
   EXPECT_EQ(ZutCommandCreate("other", nullptr), nullptr);
@@ -84,9 +84,6 @@ TEST_F(Commands, RegistryRefusesWhatItHas) {
   EXPECT_EQ(calls, (Calls{"a", "b"}));
   EXPECT_EQ(ZutCommandDestroy(subscribe), 1);
   EXPECT_TRUE(contains(parse("join_dg a"), "Unknown command <join_dg>"));
-}
-
-TEST_F(Commands, OutliveWhatTheyDestroy) {
   static char name[] = "last", text[] = "last 17; note never";
   ZutCommandCreate(name, [](ZutLexer *lexer) {
     ZutCommandDestroy(ZutCommandLookup(name));
