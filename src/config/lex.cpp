@@ -8,10 +8,10 @@
 
 #include "config/lexscan.h"
 #include "config/option.h"
-#include "config/spare.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
+#include "core/spare.h"
 #include "core/util.h"
 
 #include <atomic>
