@@ -2340,7 +2340,7 @@ Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
  * Errors   2 for a kernel mutex that the system refuses to close; the record is freed even so. */
 Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
 /* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). A kernel mutex
- * whose holder died is taken like a free one.
+ * whose holder died is taken like a free one, a fast one is not.
  * Errors   9 on time-out, except that a fast mutex which has waited sets none: test the result;
  *          2 when the system refuses.
  * Threads  any. Timed fast locks poll ten times a second. */

@@ -282,7 +282,7 @@ bool waitUpgrade(ZutRwMutex &mutex, double timeout) {
 }
 
 void beginWriting(ZutRwMutex &mutex, int32_t depth) {
-  mutex.writer.store(utPlatThreadToken(), std::memory_order_relaxed);
+  mutex.writer.store(utPlatHolderToken(), std::memory_order_relaxed);
   mutex.depth = depth;
 }
 

@@ -105,7 +105,7 @@ void utFastBlock(FastLock &lock) {
   // whether it was the last, says 2 again.
   while (lock.word.exchange(2, std::memory_order_acquire) != 0)
     utPlatWordWait(lock.word, 2, Z_NO_DEADLINE);
-  lock.owner.store(utPlatThreadToken(), std::memory_order_relaxed);
+  lock.owner.store(utPlatHolderToken(), std::memory_order_relaxed);
 }
 
 bool utFastCondWait(FastCond &cond, FastLock &lock, PlatDeadline deadline) {

@@ -22,8 +22,7 @@ inline bool utFastHeld(const FastLock &lock) {
 }
 
 inline bool utFastTry(FastLock &lock) {
-  const uintptr_t self = utPlatThreadToken();
-  if (lock.owner.load(std::memory_order_relaxed) == self) {
+  if (utFastHeld(lock)) {
     ++lock.taken;
     return true;
   }
@@ -31,7 +30,7 @@ inline bool utFastTry(FastLock &lock) {
   if (!lock.word.compare_exchange_strong(free, 1, std::memory_order_acquire,
                                          std::memory_order_relaxed))
     return false;
-  lock.owner.store(self, std::memory_order_relaxed);
+  lock.owner.store(utPlatHolderToken(), std::memory_order_relaxed);
   return true;
 }
 
