@@ -2337,7 +2337,8 @@ Z_EXPORT ZutMutex *Z_CALL ZutMutexCreate(int32_t owner);
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateFast(int32_t owner);
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
 /* Frees a mutex that nobody uses.
- * Errors   2 for a kernel mutex that the system refuses to close; the record is freed even so. */
+ * Errors   2 for a kernel mutex that the system refuses to close, as Linux does with one that
+ *          another thread holds; the record is freed even so. */
 Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
 /* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). A kernel mutex
  * whose holder died is taken like a free one, a fast one is not.

@@ -25,9 +25,7 @@ SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py", "zli
 SANITIZERS = {
     "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:check_initialization_order=1",
     "UBSAN_OPTIONS": "print_stacktrace=1:halt_on_error=1",
-    # Unlocking and destroying what another thread holds is refused by contract, and tested.
-    "TSAN_OPTIONS": "halt_on_error=1:second_deadlock_stack=1:report_mutex_bugs=0"
-                    ":report_destroy_locked=0",
+    "TSAN_OPTIONS": "halt_on_error=1:second_deadlock_stack=1",
 }
 
 

@@ -51,9 +51,18 @@ int repaired(pthread_mutex_t *mutex, int code) {
 
 } // namespace
 
+// Taking it again is counted here. The system alone could not tell who may destroy it: it does not
+// refuse a robust mutex that somebody holds, and the holder's list of them would lead into the
+// freed block.
 struct PlatMutex {
   pthread_mutex_t mutex;
+  std::atomic<uintptr_t> holder; // token, 0: free, or the holder has ended and nobody came since
+  int32_t depth;                 // the holder's locks after the first
 };
+
+static bool isHolder(const PlatMutex &mutex) {
+  return mutex.holder.load(std::memory_order_relaxed) == utPlatThreadToken();
+}
 
 bool utPosixWordWait(std::atomic<int32_t> &word, int32_t value, PlatDeadline deadline,
                      bool shared) {
@@ -100,39 +109,52 @@ void utPlatWordWakeOne(std::atomic<int32_t> &word) { utPosixWordWake(word, 1, fa
 void utPlatWordWakeAll(std::atomic<int32_t> &word) { utPosixWordWake(word, INT_MAX, false); }
 
 PlatMutex *utPlatMutexCreate(bool held) {
-  auto *mutex = static_cast<PlatMutex *>(std::malloc(sizeof(PlatMutex)));
+  auto *mutex = static_cast<PlatMutex *>(std::calloc(1, sizeof(PlatMutex)));
   const int code = mutex ? utPosixMutexInit(&mutex->mutex, false) : ENOMEM;
   if (code != 0) {
     std::free(mutex);
     utPlatErrorSet(code);
     return nullptr;
   }
-  if (held) pthread_mutex_lock(&mutex->mutex);
+  if (held) utPlatMutexLock(mutex, Z_NO_DEADLINE);
   return mutex;
 }
 
-// A robust mutex that is held is linked into its holder's list: this thread leaves it first, and
-// one that another thread holds is not freed.
 bool utPlatMutexDestroy(PlatMutex *mutex) {
-  while (pthread_mutex_unlock(&mutex->mutex) == 0) {
-  }
-  const int code = pthread_mutex_destroy(&mutex->mutex);
+  const bool mine = isHolder(*mutex);
+  const int code = mine ? 0 : repaired(&mutex->mutex, pthread_mutex_trylock(&mutex->mutex));
   if (code != 0) return fail(code);
+  pthread_mutex_unlock(&mutex->mutex);
+  pthread_mutex_destroy(&mutex->mutex);
   std::free(mutex);
   return true;
 }
 
 PlatWait utPlatMutexLock(PlatMutex *mutex, PlatDeadline deadline) {
+  if (isHolder(*mutex)) {
+    ++mutex->depth;
+    return PlatWait::done;
+  }
   const int code =
       repaired(&mutex->mutex, deadline == Z_NO_DEADLINE ? pthread_mutex_lock(&mutex->mutex)
                                                         : lockUntil(&mutex->mutex, deadline));
-  if (code == 0) return PlatWait::done;
+  if (code == 0) {
+    mutex->holder.store(utPlatHolderToken(), std::memory_order_relaxed);
+    mutex->depth = 0;
+    return PlatWait::done;
+  }
   if (code == ETIMEDOUT) return PlatWait::timedOut;
   utPlatErrorSet(code);
   return PlatWait::failed;
 }
 
 bool utPlatMutexUnlock(PlatMutex *mutex) {
+  if (!isHolder(*mutex)) return fail(EPERM);
+  if (mutex->depth > 0) {
+    --mutex->depth;
+    return true;
+  }
+  mutex->holder.store(0, std::memory_order_relaxed);
   const int code = pthread_mutex_unlock(&mutex->mutex);
   return code == 0 || fail(code);
 }
