@@ -2372,6 +2372,8 @@ Z_EXPORT int32_t Z_CALL ZutCondWakeAll(ZutCond *cond);
  * (whole milliseconds); then takes the mutex again, however long that takes.
  * Errors   7 also for a timeout of 0.0, and for a fast mutex that the caller does not hold; 9 on
  *          time-out; 2 when the system refuses, and only then is the mutex not held on return.
+/* Nobody may begin to wait any more. Threads that the last wake has released may still be on their
+ * way out; a name is free when the last of them has left. */
  * Windows  of a named condition a thread may miss a wake when another thread begins to wait at the
  *          same moment: wait with a timeout there. */
 Z_EXPORT int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout);

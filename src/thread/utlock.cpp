@@ -8,9 +8,12 @@
 #include "core/errnum.h"
 #include "core/memory.h"
 
+// A woken thread looks at the condition once more, though it may have been destroyed by then: its
+// last user frees it.
 struct ZutCond {
   FastCond local;
-  PlatEvent *named; // null: `local` is used
+  PlatEvent *named;           // null: `local` is used
+  std::atomic<int32_t> users; // each who waits and, until it is destroyed, its owner
 };
 
 struct ZutSpinlock {
@@ -82,6 +85,18 @@ PlatWait waitWoken(ZutCond &cond, int32_t ticket, double timeout) {
   return waitPast(cond.local, ticket, deadline) ? PlatWait::done : PlatWait::timedOut;
 }
 
+// The wait begins before the mutex is left, so that no wake in between is missed.
+int32_t wait(ZutCond &cond, ZutMutex *mutex, double timeout) {
+  int32_t ticket = cond.local.generation.load(std::memory_order_relaxed);
+  if (cond.named && !utPlatEventArm(cond.named, &ticket)) return failOs();
+  if (!ZutMutexUnlock(mutex)) return 0;
+  const PlatWait result = waitWoken(cond, ticket, timeout);
+  if (result == PlatWait::failed) return failOs();
+  const int32_t locked = ZutMutexLock(mutex, Z_FOREVER);
+  if (result == PlatWait::done) return locked;
+  return locked ? utFail(Err::timeout) : 0;
+}
+
 ZutMutex *createFast(int32_t owner) {
   if (!isFlag(owner)) return utFailNull(Err::invalid);
   ZutMutex *mutex = utNew<ZutMutex>("mt");
@@ -90,11 +105,21 @@ ZutMutex *createFast(int32_t owner) {
   return mutex;
 }
 
-ZutCond *createNamed(PlatEvent *event) {
-  if (!event) return utFailNull(Err::os);
+// `event` null: a condition of this process.
+ZutCond *createCond(PlatEvent *event) {
   ZutCond *cond = utNew<ZutCond>("cond");
   cond->named = event;
+  cond->users.store(1, std::memory_order_relaxed);
   return cond;
+}
+
+ZutCond *createNamed(PlatEvent *event) { return event ? createCond(event) : utFailNull(Err::os); }
+
+bool leaveCond(ZutCond *cond) {
+  if (cond->users.fetch_sub(1, std::memory_order_acq_rel) > 1) return true;
+  const bool done = !cond->named || utPlatEventClose(cond->named);
+  Z_FREE(cond, "cond");
+  return done;
 }
 
 } // namespace
@@ -171,7 +196,7 @@ void *Z_CALL ZutMutexAttachNamedNp(const char *name) {
   return mutex;
 }
 
-ZutCond *Z_CALL ZutCondCreate(void) { return utNew<ZutCond>("cond"); }
+ZutCond *Z_CALL ZutCondCreate(void) { return createCond(nullptr); }
 
 ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name) {
   if (!name) return utFailNull(Err::nullPointer);
@@ -185,9 +210,7 @@ ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name) {
 
 int32_t Z_CALL ZutCondDestroy(ZutCond *cond) {
   if (!cond) return utFail(Err::invalid);
-  const bool done = !cond->named || utPlatEventClose(cond->named);
-  Z_FREE(cond, "cond");
-  return done ? 1 : failOs();
+  return leaveCond(cond) ? 1 : failOs();
 }
 
 int32_t Z_CALL ZutCondWakeAll(ZutCond *cond) {
@@ -197,17 +220,12 @@ int32_t Z_CALL ZutCondWakeAll(ZutCond *cond) {
   return 1;
 }
 
-// The wait begins before the mutex is left, so that no wake in between is missed.
 int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout) {
   if (!cond || !mutex || !utIsTimeout(timeout) || timeout == 0.0) return utFail(Err::invalid);
-  int32_t ticket = cond->local.generation.load(std::memory_order_relaxed);
-  if (cond->named && !utPlatEventArm(cond->named, &ticket)) return failOs();
-  if (!ZutMutexUnlock(mutex)) return 0;
-  const PlatWait result = waitWoken(*cond, ticket, timeout);
-  if (result == PlatWait::failed) return failOs();
-  const int32_t locked = ZutMutexLock(mutex, Z_FOREVER);
-  if (result == PlatWait::done) return locked;
-  return locked ? utFail(Err::timeout) : 0;
+  cond->users.fetch_add(1, std::memory_order_relaxed);
+  const int32_t woken = wait(*cond, mutex, timeout);
+  leaveCond(cond);
+  return woken;
 }
 
 ZutSpinlock *Z_CALL ZutSpinlockCreate(int32_t owner) {

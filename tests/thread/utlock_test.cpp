@@ -226,6 +226,32 @@ CHILD(looker) {
   const char *name = std::getenv("NAME");
   ZutErrNumSet(0);
   const bool made = ZutMutexCreateNamedNp(name, 0) != nullptr;
+// One condition for each request: whoever wakes it destroys it, and the next may take its place.
+TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
+  const std::string name = freshName("brief");
+  ZutMutex *mutex = ZutMutexCreateFast(1);
+  for (int i = 0; i < 40 && !HasFailure(); ++i) {
+    const auto make = [&] { return i % 2 ? ZutCondCreate() : ZutCondCreateNamedNp(name.c_str()); };
+    ZutCond *cond = make();
+    bool waiting = false;
+    std::thread waiter([&] {
+      ZutMutexLock(mutex, -1.0);
+      waiting = true;
+      EXPECT_EQ(ZutCondWait(cond, mutex, 2.0), 1) << i;
+      ZutMutexUnlock(mutex);
+    });
+    for (; !waiting; ZutMutexLock(mutex, -1.0)) ZutMutexUnlock(mutex), std::this_thread::yield();
+    ZutCondWakeAll(cond);
+    ZutCondDestroy(cond);
+    ZutCond *next = make(); // null while the waiter still has the name
+    ZutMutexUnlock(mutex);
+    waiter.join();
+    ZutCondDestroy(next);
+    ZutMutexLock(mutex, -1.0);
+  }
+  ZutMutexDestroy(mutex);
+}
+
   const int error = ZutErrNumGet();
   const int os = ZutErrNumGetOs();
   const bool attached = ZutMutexAttachNamedNp(name) != nullptr;
