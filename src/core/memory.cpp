@@ -4,18 +4,19 @@
 // A fatal error may be told to return (VN_FATAL_ERROR_CONTINUE); nobody here could go on without
 // the block, so the process is then aborted.
 //
-// The two break measures are guarded by the process mutex.
+// The two break measures are taken without a lock: a table is created under any lock.
 #include "core/memory.h"
 
 #include "core/util.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
 namespace {
 
-uintptr_t highestBreak = 0;
-uint32_t initialBreak = 0; // 0: not recorded yet
+std::atomic<uintptr_t> highestBreak{0};
+std::atomic<uint32_t> initialBreak{0}; // 0: not recorded yet
 
 #ifdef ZUT_FAIL_ALLOC
 // In a test build the heap is exhausted from the allocation on whose number the environment names,
@@ -112,21 +113,22 @@ void Z_CALL ZutFreeCheck(void *block, const char *, const char *, int32_t) { Zut
 
 // Only differences between two readings mean something, so the low 32 bits of an address do.
 uint32_t Z_CALL ZutGetCurrentSbrk() {
-  const ProcessGuard guard;
   void *block = ZutMalloc(0);
   const auto address = reinterpret_cast<uintptr_t>(block);
   ZutFree(block);
-  if (address > highestBreak) highestBreak = address;
-  return static_cast<uint32_t>(highestBreak); // NOLINT(clang-analyzer-unix.Malloc): an address
+  uintptr_t highest = highestBreak;
+  while (address > highest && !highestBreak.compare_exchange_weak(highest, address)) {
+  }
+  return static_cast<uint32_t>(std::max(address, highest));
 }
 
 void Z_CALL ZutSetInitialSbrk() {
-  const ProcessGuard guard;
-  if (initialBreak == 0) initialBreak = ZutGetCurrentSbrk();
+  if (initialBreak != 0) return;
+  uint32_t none = 0;
+  initialBreak.compare_exchange_strong(none, ZutGetCurrentSbrk());
 }
 
 uint32_t Z_CALL ZutGetInitialSbrk() {
-  const ProcessGuard guard;
   ZutSetInitialSbrk();
   return initialBreak;
 }
