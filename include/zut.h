@@ -202,14 +202,18 @@ Z_EXPORT int32_t Z_CALL ZutGetFatalErrorFile(FILE **out);
 Z_EXPORT int32_t Z_CALL ZutSetFatalErrorFile(FILE *stream);
 /* Prints the report, waits 5 seconds and exits with code 2. The presence of a variable changes the
  * end: VN_FATAL_ERROR_CONTINUE returns to the caller, VN_FATAL_ERROR_ABORT aborts at once,
- * VN_FATAL_ERROR_SLEEP returns after an hour. A fatal error during a report aborts without one.
- * Threads  any; waits for no lock of the library. */
+ * VN_FATAL_ERROR_SLEEP returns after an hour, and the next fatal error aborts. A fatal error of the
+ * same thread during its report aborts without another one; later, in an exit handler, it only ends
+ * that handler.
+ * Threads  any; waits for no lock of the library. While another thread reports and ends the
+ *          process, the caller gives the process mutex back and waits for that end. */
 Z_EXPORT void Z_CALL ZutFatalError(const char *format, ...) Z_PRINTF(1, 2);
 /* Adds a function for ZutExit to call. */
 Z_EXPORT int32_t Z_CALL ZutAtExit(ZutExitFunc function);
 /* Calls the exit handlers, each once and the newest first, those that a handler adds too, and ends
  * the process. Never returns; a second thread that calls it waits for the first to end the
- * process. Handlers run without a lock of the library. */
+ * process. Handlers run without a lock of the library: the caller's locks of the process mutex are
+ * given back before. */
 Z_EXPORT void Z_CALL ZutExit(int32_t code);
 
 /* ---- Random numbers, environment, frames, notices ---- */

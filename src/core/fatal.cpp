@@ -1,9 +1,9 @@
 // Stopping: assertions, the fatal report, exit handlers and the orderly exit.
 //
-// Nothing here waits for the process mutex or for anything that takes it: a program in which some
-// thread holds that mutex for ever must still be able to report and to end. So the list of exit
-// handlers is lock-free (many push, the one thread that holds `exitLock` pops) and the state that
-// the report prints is read without locks.
+// Nothing on the way to the end waits for the process mutex or for anything that takes it: a
+// program in which some thread holds that mutex for ever must still be able to report and to end.
+// So the list of exit handlers is lock-free (many push, the one thread that holds `exitLock` pops)
+// and the state that the report prints is read without locks.
 #include "core/debugfile.h"
 #include "core/env.h"
 #include "core/errnum.h"
@@ -30,7 +30,8 @@ std::atomic<ExitHandler *> exitHandlers{nullptr}; // newest first
 FastLock exitLock;                                // recursive: a handler may call ZutExit
 
 std::atomic<FILE *> fatalStream{nullptr}; // null: standard output
-std::atomic<bool> reporting{false};
+FastLock reportLock;                      // held while a report ends, or is to end, the process
+std::atomic<bool> endless{false};         // a report has returned without an end
 
 ExitHandler *takeNewest() {
   ExitHandler *newest = exitHandlers.load(std::memory_order_acquire);
@@ -62,16 +63,36 @@ void flush(FILE *stream) {
   std::fflush(stderr);
 }
 
-// Whoever is ending the process may need the process mutex in its handlers: a thread that has to
-// wait for that end gives it back. It never uses again what the mutex guards.
-void waitForTheEnd() {
-  for (int32_t depth = utProcessMutexDepth(); depth > 0; --depth) ZutProcessMutexUnlock();
-  utFastEnter(exitLock);
-}
-
 [[noreturn]] void abortProcess() {
   ZutWinEndWinsock();
   std::abort();
+}
+
+// Result: how many times this thread held it.
+int32_t leaveProcessMutex() {
+  const int32_t depth = utProcessMutexDepth();
+  for (int32_t i = 0; i < depth; ++i) ZutProcessMutexUnlock();
+  return depth;
+}
+
+// Waits while another thread reports, and as a rule ends the process: its exit handlers may need
+// the process mutex. `depth`: how many times this thread has to take that again when it goes on.
+// False: no second report. This thread is already ending the process and goes on with that.
+bool beginReport(int32_t &depth) {
+  const bool again = utFastHeld(reportLock);
+  if (again || !utFastTry(reportLock)) {
+    if (utFastHeld(exitLock)) return false;
+    if (again) abortProcess();
+    depth = leaveProcessMutex();
+    utFastEnter(reportLock);
+  }
+  if (endless) abortProcess();
+  return true;
+}
+
+void endReport(int32_t depth) {
+  utFastLeave(reportLock);
+  for (int32_t i = 0; i < depth; ++i) ZutProcessMutexLock();
 }
 
 } // namespace
@@ -118,7 +139,8 @@ int32_t Z_CALL ZutSetFatalErrorFile(FILE *stream) {
 void Z_CALL ZutFatalError(const char *format, ...) {
   FatalReport report;
   ZutErrNumSave(&report.state);
-  if (reporting.exchange(true)) abortProcess();
+  int32_t depth = 0;
+  if (!beginReport(depth)) ZutExit(2);
   if (!utLocalText(std::time(nullptr), report.wallClock)) report.wallClock[0] = '\0';
   report.currentTime = utCurrentTimeUnlocked();
 
@@ -140,15 +162,17 @@ void Z_CALL ZutFatalError(const char *format, ...) {
   if (debug && debug != stream) std::fprintf(stream, "See debug file: %s\n", utDebugName());
 
   if (utEnvIsSet("VN_FATAL_ERROR_CONTINUE")) {
-    reporting = false;
     std::fputs("Continuing execution.\n", stream);
     flush(stream);
+    endReport(depth);
     return;
   }
   flush(stream);
   if (utEnvIsSet("VN_FATAL_ERROR_ABORT")) abortProcess();
   if (utEnvIsSet("VN_FATAL_ERROR_SLEEP")) {
     ZutWinSleep(3600.0); // for a debugger to be attached
+    endless = true;
+    endReport(depth);
     return;
   }
   ZutWinSleep(5.0); // for a person to read the report before the window closes
@@ -167,9 +191,11 @@ int32_t Z_CALL ZutAtExit(ZutExitFunc function) {
 }
 
 // The lock is never given back: a second thread that ends the process waits here until the first
-// has ended it, because the runtime's exit must not be entered twice.
+// has ended it, because the runtime's exit must not be entered twice. The process mutex is given
+// back by both: a handler may wait for a thread that needs it.
 void Z_CALL ZutExit(int32_t code) {
-  if (!utFastTry(exitLock)) waitForTheEnd();
+  leaveProcessMutex();
+  utFastEnter(exitLock);
   while (ExitHandler *handler = takeNewest()) {
     const ZutExitFunc function = handler->function;
     Z_FREE(handler, "ut_new_func");

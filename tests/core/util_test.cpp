@@ -65,19 +65,6 @@ CHILD(names) {
 
 TEST(Names, AreForcedAndCutAtTheCallersBuffer) { expectEnds("names", 0); }
 
-CHILD(user) {
-  ZutInitThreads();
-  char names[4][256];
-  std::thread threads[4];
-  for (int i = 0; i < 4; ++i) threads[i] = std::thread([&names, i] { ZutGetUserName(names[i]); });
-  for (std::thread &thread : threads) thread.join();
-  EXPECT_GT(std::strlen(names[0]), 0u);
-  for (const char *name : names) EXPECT_STREQ(name, names[0]);
-  endChild();
-}
-
-TEST(Names, TheUserIsTheSameForThreadsThatAskAtOnce) { expectEnds("user", 0); }
-
 // --- Locks by number and keyed objects ---
 
 CHILD(resources) {
@@ -189,20 +176,20 @@ TEST(FatalError, ContinuesWhenToldAndReportsTheNextOneToo) {
                 {"gone at 7", "Continuing execution.\n", "gone again", "Continuing execution.\n"});
 }
 
-CHILD(nested) {
-  ZutInitThreads();
-  ZutSetFatalErrorFile(std::fopen("report.txt", "w"));
-  std::thread([] { ZutFatalError("the first"); }).detach(); // waits 5 seconds after its report
-  while (readFile("report.txt").find("Last Socket") == std::string::npos) ZutSleep(0.01);
-  ZutFatalError("the second");
+void Z_CALL sayLast() { // by another thread, which needs the process mutex
+  std::thread([] { ZutOut("last\n"); }).join();
 }
 
-TEST(FatalError, DuringAReportAbortsWithoutAnotherOne) {
-  const TempDir directory;
-  EXPECT_TRUE(runChild("nested").aborted());
-  const std::string report = readFile("report.txt");
-  EXPECT_NE(report.find("the first"), std::string::npos);
-  EXPECT_EQ(report.find("the second"), std::string::npos);
+// The first one's wait before the end is time for a second.
+CHILD(two) {
+  ZutInitThreads();
+  ZutSetFatalErrorFile(std::fopen("report.txt", "w"));
+  ZutAtExit(sayLast);
+  ZutAtExit([] { ZutFatalError("the third"); });
+  ZutProcessMutexLock();
+  std::thread([] { ZutFatalError("the first"); }).detach();
+  while (readFile("report.txt").find("Last Socket") == std::string::npos) ZutSleep(0.01);
+  ZutFatalError("the second");
 }
 
 std::atomic<bool> held{false};
@@ -221,14 +208,21 @@ CHILD(deadlocked) {
 }
 
 // The one test that waits out the 5 seconds before the end.
-TEST(FatalError, EndsTheProcessWhateverThreadHoldsTheProcessMutex) {
+TEST(FatalError, EndsTheProcessWhateverOtherThreadsDo) {
   const TempDir directory;
+  Result two;
+  std::thread beside([&two] { two = runChild("two"); });
   const Result result = runChild("deadlocked");
+  beside.join();
   EXPECT_EQ(result.code, 2);
   expectInOrder(result.out, {"Assertion <a == b> failed, file: here.c, line 3\n"});
+  EXPECT_EQ(two.code, 2) << two.err;
+  EXPECT_EQ(two.out, "last\n");
+  const std::string report = readFile("report.txt");
+  expectInOrder(report, {"the first", "Last Socket"});
+  for (const char *later : {"second", "third"}) EXPECT_EQ(report.find(later), report.npos);
 }
 
-void Z_CALL sayLast() { ZutOut("last\n"); } // needs the process mutex
 void Z_CALL sayAdded() { std::fputs("added\n", stdout); }
 void Z_CALL exitAgain() { ZutExit(5); }
 void Z_CALL addOne() {
@@ -237,9 +231,11 @@ void Z_CALL addOne() {
 }
 
 CHILD(exit) {
+  ZutInitThreads();
   ZutAtExit(sayLast);
   ZutAtExit(exitAgain);
   ZutAtExit(addOne);
+  ZutProcessMutexLock();
   ZutExit(4);
 }
 
@@ -249,19 +245,6 @@ TEST(Exit, RunsHandlersNewestFirstEachOnceEvenAddedOnes) {
   EXPECT_EQ(result.out, "first\nadded\nlast\n");
   EXPECT_EQ(ZutAtExit(nullptr), 0);
   EXPECT_EQ(ZutErrNumGet(), 3);
-}
-
-CHILD(exits) {
-  ZutInitThreads();
-  for (int i = 0; i < 10; ++i) ZutAtExit(sayLast);
-  for (int i = 0; i < 3; ++i) std::thread([] { ZutExit(4); }).detach();
-  ZutExit(4);
-}
-
-TEST(Exit, RunsHandlersOnceWhenThreadsExitAtOnce) {
-  const Result result = runChild("exits");
-  EXPECT_EQ(result.code, 4);
-  EXPECT_EQ(result.out.size(), 10 * std::strlen("last\n")) << result.out;
 }
 
 std::atomic<bool> exiting{false};
