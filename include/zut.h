@@ -2360,7 +2360,7 @@ Z_EXPORT int32_t Z_CALL ZutMutexUnlock(ZutMutex *mutex);
  * process that created or attached it, however that ends; on Linux a process keeps it to its end.
  * The first creates and never opens, the second opens and never creates.
  * Errors   3 for a null name; 2, with the system's "already exists" (183; on Linux EEXIST) when the
- *          name is taken. */
+ *          name is taken, on Linux with ENOSPC when its shared memory is full. */
 Z_EXPORT void *Z_CALL ZutMutexCreateNamedNp(const char *name, int32_t owner);
 Z_EXPORT void *Z_CALL ZutMutexAttachNamedNp(const char *name);
 /* Conditions. A named one is shared between processes, like named mutexes and under the same names.

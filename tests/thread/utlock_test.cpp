@@ -8,6 +8,11 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
+#  include <sched.h>
+#  include <sys/mount.h>
+#endif
+
 namespace {
 
 constexpr ZutMutex *(Z_CALL *makers[])(int32_t) = {ZutMutexCreate, ZutMutexCreateFast,
@@ -129,11 +134,6 @@ TEST_F(Lock, KernelMutexOfADeadThreadIsTaken) {
   ZutMutexDestroy(next);
 }
 
-TEST_F(Lock, OnlyOneIsInside) {
-  ZutMutex *fast = ZutMutexCreateFast(0);
-  ZutMutex *kernel = ZutMutexCreate(0);
-  ZutSpinlock *spin = ZutSpinlockCreate(1);
-  int counts[3] = {};
 #ifndef _WIN32 // where the system gives mutexes counted handles, and its thread numbers again
 TEST_F(Lock, WhatAnotherThreadHoldsIsNeitherDestroyedNorInherited) {
   ZutMutex *held = ZutMutexCreate(1), *fast = ZutMutexCreateFast(0);
@@ -146,6 +146,11 @@ TEST_F(Lock, WhatAnotherThreadHoldsIsNeitherDestroyedNorInherited) {
 }
 #endif
 
+TEST_F(Lock, OnlyOneIsInside) {
+  ZutMutex *fast = ZutMutexCreateFast(0);
+  ZutMutex *kernel = ZutMutexCreate(0);
+  ZutSpinlock *spin = ZutSpinlockCreate(1);
+  int counts[3] = {};
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
@@ -221,11 +226,6 @@ TEST_F(Lock, NoWakeIsMissed) {
   ZutMutexDestroy(mutex);
 }
 
-// What a second process sees of the names in its environment.
-CHILD(looker) {
-  const char *name = std::getenv("NAME");
-  ZutErrNumSet(0);
-  const bool made = ZutMutexCreateNamedNp(name, 0) != nullptr;
 // One condition for each request: whoever wakes it destroys it, and the next may take its place.
 TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
   const std::string name = freshName("brief");
@@ -252,6 +252,11 @@ TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
   ZutMutexDestroy(mutex);
 }
 
+// What a second process sees of the names in its environment.
+CHILD(looker) {
+  const char *name = std::getenv("NAME");
+  ZutErrNumSet(0);
+  const bool made = ZutMutexCreateNamedNp(name, 0) != nullptr;
   const int error = ZutErrNumGet();
   const int os = ZutErrNumGetOs();
   const bool attached = ZutMutexAttachNamedNp(name) != nullptr;
@@ -261,9 +266,38 @@ TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
 
 CHILD(leaver) {
   ZutMutexCreateNamedNp(std::getenv("NAME"), 1);
+  ZutMutexAttachNamedNp(std::getenv("NAME"));
   ZutCondCreateNamedNp((std::string(std::getenv("NAME")) + "c").c_str());
-  std::abort();
+  if (!std::getenv("EXITS")) std::abort();
 }
+
+#ifndef _WIN32
+int sharedFiles(const std::string &name) {
+  int count = 0;
+  for (const auto &entry : std::filesystem::directory_iterator("/dev/shm"))
+    count += entry.path().string().find(name.substr(name.rfind('/') + 1)) != name.npos;
+  return count;
+}
+
+// With room for one object.
+CHILD(crowded) {
+  if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) std::exit(77);
+  mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+  if (mount("none", "/dev/shm", "tmpfs", 0, "size=4k") != 0) std::exit(77);
+  const bool first = ZutMutexCreateNamedNp("first", 0) != nullptr;
+  const bool second = ZutCondCreateNamedNp("second") != nullptr;
+  ZutOut("%d %d %d %d", first, second, ZutErrNumGetOs() == ENOSPC, sharedFiles("second"));
+}
+
+TEST_F(Lock, NamesLeaveNoFilesAndNeedRoomForThem) {
+  const std::string name = freshName("files");
+  EXPECT_EQ(runChild("leaver", {{"NAME", name}, {"EXITS", "1"}}).code, 0);
+  EXPECT_EQ(sharedFiles(name), 0);
+  const Result result = runChild("crowded");
+  if (result.code == 77) GTEST_SKIP() << "nothing may be mounted here";
+  EXPECT_EQ(result.out, "1 0 1 0");
+}
+#endif
 
 TEST_F(Lock, NamesAreSharedUntilTheLastHolderEnds) {
   const std::string name = freshName("mutex"), condName = name + "c";

@@ -4,8 +4,8 @@
 // A user of an object keeps its file open and locked for reading at byte USE, so that the object
 // is alive exactly while somebody holds that lock; the system takes it back however a process
 // ends. Looking at it and changing it is done under the write lock of byte GATE, held for a moment
-// only. A file that nobody uses is what a dead process left: creating starts it anew, attaching
-// removes it.
+// only. The last user removes the file when it closes the object or exits. A file that nobody uses
+// is what a killed process left: creating starts it anew, attaching removes it.
 #include "platform/platform.h"
 #include "platform/platform_thread.h"
 #include "posix_sync.h"
@@ -33,10 +33,17 @@ struct Shared {
 
 // A name's open file. Closing it gives its locks back.
 struct Object {
+  Object *next; // of this process's
   char path[NAME_MAX];
   int file;
   Shared *shared;
 };
+
+pthread_mutex_t listLock = PTHREAD_MUTEX_INITIALIZER;
+Object *objects; // those in use; changed under `listLock`
+// The process that opened them. One that was forked from it shares their locks, and must leave the
+// files alone.
+std::atomic<pid_t> owner;
 
 bool fail(int code) {
   utPlatErrorSet(code);
@@ -107,14 +114,18 @@ bool map(Object &object) {
   return true;
 }
 
-// What a killed process left of an earlier object is wiped out.
+// What a killed process left of an earlier object is wiped out. The memory is reserved: where there
+// is none left, the first touch of a file that is only long enough would end the process.
 bool build(Object &object, Kind kind, bool held) {
-  if (ftruncate(object.file, 0) != 0 || ftruncate(object.file, sizeof(Shared)) != 0)
-    return failErrno();
+  if (ftruncate(object.file, 0) != 0) return failErrno();
+  int code;
+  do code = posix_fallocate(object.file, 0, sizeof(Shared));
+  while (code == EINTR);
+  if (code != 0) return fail(code);
   if (!map(object)) return false;
   object.shared->kind = kind;
   if (kind == Kind::event) return true;
-  const int code = utPosixMutexInit(&object.shared->mutex, true);
+  code = utPosixMutexInit(&object.shared->mutex, true);
   if (code != 0) return fail(code);
   if (held) pthread_mutex_lock(&object.shared->mutex);
   return true;
@@ -128,15 +139,54 @@ bool take(Object &object, Kind kind) {
 // In use by anybody? If not, it is locked for writing now.
 bool isUsed(const Object &object) { return !setLock(object.file, USE, F_WRLCK, false); }
 
+// A name without a file may be another process's by now.
+void removeFile(const Object &object) {
+  if (look(object.file) == Look::good) unlink(object.path);
+}
+
 void discard(const Object &object, bool used) {
-  if (!used) unlink(object.path);
+  if (!used) removeFile(object);
   if (object.shared) munmap(object.shared, sizeof(Shared));
   close(object.file);
 }
 
+// At the exit: other threads may still be using the objects, so only the names go. What this
+// process has open more than once goes with the last.
+void removeUnshared() {
+  if (owner.load(std::memory_order_relaxed) != getpid()) return;
+  pthread_mutex_lock(&listLock);
+  for (const Object *object = objects; object; object = object->next) {
+    setLock(object->file, GATE, F_WRLCK, true);
+    if (isUsed(*object)) setLock(object->file, USE, F_UNLCK, false);
+    else removeFile(*object);
+    setLock(object->file, GATE, F_UNLCK, false);
+  }
+  pthread_mutex_unlock(&listLock);
+}
+
+void list(Object *object) {
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
+  pthread_once(&once, [] { std::atexit(removeUnshared); });
+  pthread_mutex_lock(&listLock);
+  if (owner.exchange(getpid(), std::memory_order_relaxed) != getpid()) objects = nullptr;
+  object->next = objects;
+  objects = object;
+  pthread_mutex_unlock(&listLock);
+}
+
+// False: another process opened it.
+bool unlist(const Object *object) {
+  pthread_mutex_lock(&listLock);
+  Object **link = &objects;
+  while (*link && *link != object) link = &(*link)->next;
+  const bool found = *link && owner.load(std::memory_order_relaxed) == getpid();
+  if (found) *link = object->next;
+  pthread_mutex_unlock(&listLock);
+  return found;
+}
+
 // Creates (`fresh`) or attaches.
-bool openObject(Object &object, const char *name, Kind kind, bool fresh, bool held) {
-  object = {};
+bool openNamed(Object &object, const char *name, Kind kind, bool fresh, bool held) {
   if (!setPath(object, name)) return false;
   object.file = openGate(object.path, fresh ? O_CREAT : 0);
   if (object.file == -1) return false;
@@ -152,25 +202,33 @@ bool openObject(Object &object, const char *name, Kind kind, bool fresh, bool he
   return true;
 }
 
-// Its file stays open until the process ends.
-void *openMutex(const char *name, bool fresh, bool held) {
-  Object object;
-  return openObject(object, name, Kind::mutex, fresh, held) ? &object.shared->mutex : nullptr;
-}
-
-} // namespace
-
-struct PlatEvent {
-  Object object;
-};
-
-static PlatEvent *openEvent(const char *name, bool fresh) {
-  auto *event = static_cast<PlatEvent *>(std::malloc(sizeof(PlatEvent)));
-  if (!event) utPlatErrorSet(ENOMEM);
-  else if (openObject(event->object, name, Kind::event, fresh, false)) return event;
-  std::free(event);
+Object *openObject(const char *name, Kind kind, bool fresh, bool held) {
+  auto *object = static_cast<Object *>(std::calloc(1, sizeof(Object)));
+  if (!object) {
+    utPlatErrorSet(ENOMEM);
+  } else if (openNamed(*object, name, kind, fresh, held)) {
+    list(object);
+    return object;
+  }
+  std::free(object);
   return nullptr;
 }
+
+// Its file stays open until the process ends.
+void *openMutex(const char *name, bool fresh, bool held) {
+  const Object *object = openObject(name, Kind::mutex, fresh, held);
+  return object ? &object->shared->mutex : nullptr;
+}
+
+PlatEvent *openEvent(const char *name, bool fresh) {
+  return reinterpret_cast<PlatEvent *>(openObject(name, Kind::event, fresh, false));
+}
+
+Object *objectOf(PlatEvent *event) { return reinterpret_cast<Object *>(event); }
+
+std::atomic<int32_t> &generationOf(PlatEvent *event) { return objectOf(event)->shared->generation; }
+
+} // namespace
 
 void *utPlatNamedMutexCreate(const char *name, bool held) { return openMutex(name, true, held); }
 
@@ -181,19 +239,21 @@ PlatEvent *utPlatEventCreate(const char *name) { return openEvent(name, true); }
 PlatEvent *utPlatEventAttach(const char *name) { return openEvent(name, false); }
 
 bool utPlatEventClose(PlatEvent *event) {
-  setLock(event->object.file, GATE, F_WRLCK, true);
-  discard(event->object, isUsed(event->object));
-  std::free(event);
+  Object *object = objectOf(event);
+  const bool mine = unlist(object);
+  setLock(object->file, GATE, F_WRLCK, true);
+  discard(*object, !mine || isUsed(*object));
+  std::free(object);
   return true;
 }
 
 bool utPlatEventArm(PlatEvent *event, int32_t *ticket) {
-  *ticket = event->object.shared->generation.load(std::memory_order_relaxed);
+  *ticket = generationOf(event).load(std::memory_order_relaxed);
   return true;
 }
 
 PlatWait utPlatEventWait(PlatEvent *event, int32_t ticket, PlatDeadline deadline) {
-  std::atomic<int32_t> &generation = event->object.shared->generation;
+  std::atomic<int32_t> &generation = generationOf(event);
   while (generation.load(std::memory_order_acquire) == ticket) {
     if (!utPosixWordWait(generation, ticket, deadline, true)) return PlatWait::timedOut;
   }
@@ -201,7 +261,7 @@ PlatWait utPlatEventWait(PlatEvent *event, int32_t ticket, PlatDeadline deadline
 }
 
 bool utPlatEventWake(PlatEvent *event) {
-  std::atomic<int32_t> &generation = event->object.shared->generation;
+  std::atomic<int32_t> &generation = generationOf(event);
   generation.fetch_add(1, std::memory_order_release);
   utPosixWordWake(generation, INT_MAX, true);
   return true;
