@@ -334,12 +334,13 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold &hold, double timeout) {
   return 1;
 }
 
-// One who does not read may ask only while nobody does.
+// One who does not read may ask only while nobody does. Beside a writer nobody does, though a
+// late reader may have counted itself for a moment.
 [[gnu::noinline]] int32_t upgradeOther(ZutRwMutex *mutex, double timeout) {
   if (!mutex) return utFail(Err::invalid);
   if (!utIsTimeout(timeout)) return utFail(Err::tooSmall);
   if (RwHold *hold = findHold(*mutex)) return upgrade(*mutex, *hold, timeout);
-  return readers(*mutex) == 0 ? 1 : utFail(Err::invalid);
+  return isWritten(*mutex) || readers(*mutex) == 0 ? 1 : utFail(Err::invalid);
 }
 
 [[gnu::noinline]] int32_t leaveClosed(ZutRwMutex *mutex, uint32_t word) {
