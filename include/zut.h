@@ -297,7 +297,8 @@ Z_EXPORT int32_t Z_CALL ZutIdIsValid(const char *text);
  * What made the last failing operation of this thread fail: the library's number and, for the
  * numbers 1, 2 and 29, a reason of the C runtime (errno), of the system or of the socket layer.
  * Socket reasons are Windows Sockets codes on every platform. Before ZutInitThreads the number
- * belongs to the process. Setting the number disturbs none of the three reasons.
+ * belongs to the process, then to the thread that called it. Setting the number disturbs none of
+ * the three reasons.
  *
  *   1 C, 2 OS, 3 null pointer, 4 too small, 5 too large, 6 exists, 7 invalid, 8 does not exist,
  *   9 timeout, 10 end of file, 11 same value, 12 value unknown, 13 value required, 14 type invalid,

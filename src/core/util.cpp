@@ -145,6 +145,7 @@ int32_t Z_CALL ZutInitThreads() {
   if (utThreadsOn()) return 1;
   utFastEnter(utProcessLock);
   ZutSetCharFormat(ZutGetCharFormatSystemDefault());
+  utThreadBlock().error = utErrWord; // the process's number so far was this thread's
   utThreadsFlag.store(1, std::memory_order_release);
   resources = ZutDSMMCreate(100, makeResource, freeResource, nullptr);
   utFastLeave(utProcessLock);

@@ -78,6 +78,7 @@ CHILD(threads) {
   EXPECT_EQ(ZutErrNumSet(5), 5);
   EXPECT_EQ(*word, 5);
   ZutInitThreads();
+  EXPECT_EQ(ZutErrNumGet(), 5);
   ZutErrNumSet(6);
   std::thread([] {
     errno = EDOM;
