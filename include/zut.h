@@ -2286,10 +2286,13 @@ typedef ZutWord(Z_CALL *ZutThreadFunc)(ZutWord argument);
 typedef void(Z_CALL *ZutTsdDestroyFunc)(void *value);
 /* Start a thread that runs function(argument); what it returns is the thread's exit code. The
  * first form calls ZutInitThreads before. Attributes are pairs of a kind (int32_t) and a string,
- * ended by a kind of 0; the only kind is Z_THREAD_ATTR_NAMED, the only name "thread_bounded", which
- * changes nothing. They are read only while the option _thread_create_check_varargs is on.
+ * ended by a kind of 0, which is needed without pairs too; the only kind is Z_THREAD_ATTR_NAMED,
+ * the only name "thread_bounded", which changes nothing. The first kind is always read. What
+ * follows it is read while the option _thread_create_check_varargs is on; otherwise it is left
+ * alone, with message 5363.
  * Result   the thread, or 0.
- * Errors   3 for a null function; 7 for another kind; 2 when the system refuses. */
+ * Errors   3 for a null function; 7 for another kind while the option is on; 2 when the system
+ *          refuses. */
 Z_EXPORT ZutThreadId Z_CALL ZutThreadCreate(ZutThreadFunc function, ZutWord argument, ...);
 Z_EXPORT ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument,
                                               va_list attributes);
@@ -2369,6 +2372,8 @@ Z_EXPORT void *Z_CALL ZutMutexAttachNamedNp(const char *name);
 Z_EXPORT ZutCond *Z_CALL ZutCondCreate(void);
 Z_EXPORT ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name);
 Z_EXPORT ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name);
+/* Nobody may begin to wait any more. Threads that the last wake has released may still be on their
+ * way out; a name is free when the last of them has left. */
 Z_EXPORT int32_t Z_CALL ZutCondDestroy(ZutCond *cond);
 /* Releases every thread that waits at this moment. A wake before a wait is not seen by it: test the
  * predicate under the mutex before waiting and again after. */
@@ -2377,8 +2382,6 @@ Z_EXPORT int32_t Z_CALL ZutCondWakeAll(ZutCond *cond);
  * (whole milliseconds); then takes the mutex again, however long that takes.
  * Errors   7 also for a timeout of 0.0, and for a fast mutex that the caller does not hold; 9 on
  *          time-out; 2 when the system refuses, and only then is the mutex not held on return.
-/* Nobody may begin to wait any more. Threads that the last wake has released may still be on their
- * way out; a name is free when the last of them has left. */
  * Windows  of a named condition a thread may miss a wake when another thread begins to wait at the
  *          same moment: wait with a timeout there. */
 Z_EXPORT int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout);
