@@ -267,8 +267,8 @@ CHILD(looker) {
 CHILD(leaver) {
   ZutMutexCreateNamedNp(std::getenv("NAME"), 1);
   ZutMutexAttachNamedNp(std::getenv("NAME"));
-  ZutCondCreateNamedNp((std::string(std::getenv("NAME")) + "c").c_str());
-  if (!std::getenv("EXITS")) std::abort();
+  static ZutCond *cond = ZutCondCreateNamedNp((std::string(std::getenv("NAME")) + "c").c_str());
+  if (!cond || !std::getenv("EXITS")) std::abort();
 }
 
 #ifndef _WIN32
@@ -341,16 +341,16 @@ CHILD(waker) {
 TEST_F(Lock, NamedConditionWakesAnotherProcess) {
   const std::string name = freshName("cond");
   ZutCond *cond = ZutCondCreateNamedNp(name.c_str()), *done = nullptr;
-  ZutMutex *mutex = ZutMutexCreateFast(0);
+  ZutMutex *mutex = ZutMutexCreateFast(1);
+  EXPECT_EQ(ZutCondWait(cond, mutex, 0.02), 0); // nobody there yet
+  EXPECT_EQ(ZutErrNumGet(), 9);
+  ZutMutexUnlock(mutex);
   std::thread waiter([&] {
     ZutMutexLock(mutex, -1.0);
-    EXPECT_EQ(ZutCondWait(cond, mutex, 0.02), 0); // nobody there yet
-    EXPECT_EQ(ZutErrNumGet(), 9);
     EXPECT_EQ(ZutCondWait(cond, mutex, 20.0), 1);
     done = ZutCondCreateNamedNp((name + "done").c_str());
     EXPECT_EQ(ZutMutexUnlock(mutex), 1);
   });
-  ZutSleep(0.05);
   EXPECT_EQ(runChild("waker", {{"NAME", name}}).out, "woken");
   waiter.join();
   ZutCondDestroy(done);
