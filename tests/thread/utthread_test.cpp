@@ -85,7 +85,6 @@ TEST_F(Thread, ExitCodes) {
     EXPECT_EQ(ZutThreadWait(thread, &got), 1);
     EXPECT_EQ(got, code);
   }
-  EXPECT_EQ(ZutThreadWait(ZutThreadCreate(leaveMain, 1, 0), nullptr), 1);
 }
 
 TEST_F(Thread, DetachedThreadRunsOn) {
