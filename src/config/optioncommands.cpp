@@ -19,21 +19,30 @@ struct Target {
   const char *slash;
 };
 
-// Tells why a value was refused, where that has not been told yet.
-void reportRefusal(Err error, const char *name) {
+void reportRequired(int32_t type, const char *name) {
+  if (type == Z_OPTION_ENUM || type == Z_OPTION_ENUM_LIST)
+    utReport<Msg::unsetRequiredEnum>(Z_TRACE_LEVEL_INFO, name);
+  else utReport<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
+}
+
+// Tells why a value was refused, where who refused it has not: `reported` says so.
+void reportRefusal(Err error, int32_t type, const char *name, bool reported) {
   if (error == Err::readOnly) utReport<Msg::setoptReadOnly>(Z_TRACE_LEVEL_INFO, name);
-  if (error == Err::required) utReport<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
-  if (error == Err::verifyFailed) utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, name);
+  else if (error == Err::required) reportRequired(type, name);
+  else if (!reported) utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, name);
 }
 
 // Reads the value that the rest of the command gives to an option. May jump.
 void setValue(const Target &target, ZutLexer *lexer) {
   const char *name = ZutOptionGetName(target.option);
+  const int32_t type = target.option->type;
+  const uint32_t reports = utReportsMade();
   utErrSet(Err::none);
   if (!ZutOptionParseValue(target.option, lexer)) {
     const Err error = utErrGet();
+    const bool reported = utReportsMade() != reports;
     ZutCommandFailed();
-    reportRefusal(error, name);
+    reportRefusal(error, type, name, reported);
   } else {
     if (utCommandFeedbackOn())
       ZutCommandPrintFeedback("Option %s%s%s set to %s.\n", target.table, target.slash, name,
@@ -107,11 +116,9 @@ void Z_CALL utCommandUnsetopt(ZutLexer *lexer) {
     return;
   }
   const Err error = utErrGet();
-  if (error != Err::required)
-    utCommandFail<Msg::unsetFailed>(Z_TRACE_LEVEL_WARNING, static_cast<int32_t>(error));
-  else if (option->type == Z_OPTION_ENUM || option->type == Z_OPTION_ENUM_LIST)
-    utCommandFail<Msg::unsetRequiredEnum>(Z_TRACE_LEVEL_INFO, name);
-  else utCommandFail<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
+  ZutCommandFailed();
+  if (error == Err::required) reportRequired(option->type, name);
+  else utReport<Msg::unsetFailed>(Z_TRACE_LEVEL_WARNING, static_cast<int32_t>(error));
 }
 
 void Z_CALL utCommandCreateopt(ZutLexer *lexer) {

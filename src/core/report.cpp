@@ -3,6 +3,7 @@
 #include "core/report.h"
 
 #include "core/utout.h"
+#include "thread/threadblock.h"
 #include "trace/uttrace.h"
 
 bool utReportAllowed(int32_t level) {
@@ -10,9 +11,13 @@ bool utReportAllowed(int32_t level) {
   return !trace || trace->level.load(std::memory_order_relaxed) >= level;
 }
 
+uint32_t utReportsMade() { return utThreadBlock().reports; }
+
 void utReportNumber(int32_t level, int32_t number, ...) {
   va_list args;
   va_start(args, number);
-  utOutCatVa(level, number, args);
+  const int32_t printed = utOutCatVa(level, number, args);
   va_end(args);
+  // Makes no block: memory may be exhausted.
+  if (auto *block = static_cast<ThreadBlock *>(utPlatThreadBlockGet())) block->reports += printed;
 }

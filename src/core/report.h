@@ -10,6 +10,9 @@
 // Would a message of this level be printed now?
 bool utReportAllowed(int32_t level);
 
+// How many messages this thread has printed through this door.
+uint32_t utReportsMade();
+
 // The untyped way in, for utReport alone.
 void utReportNumber(int32_t level, int32_t number, ...);
 

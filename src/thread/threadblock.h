@@ -38,6 +38,7 @@ struct ThreadState {
   int32_t error;
   char errorText[48]; // "unknown error N"
   int32_t failures;   // commands that failed
+  uint32_t reports;   // messages of the library that it has printed
   CommandSource *source;
   void (*dropSource)(ThreadBlock &block); // the innermost one; set with the first
   ThreadTexts *texts;

@@ -87,17 +87,6 @@ TEST(OptionValue, isReadAndPrinted) {
   EXPECT_EQ(ZutErrNumGet(), 13);
 }
 
-TEST(OptionValue, illegalWordListsTheLegalOnes) {
-  Fresh option(Z_OPTION_ENUM);
-  ZutOptionLegValAdd(option, "Red");
-  Capture capture;
-  read("green");
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  const std::string text = capture.text();
-  EXPECT_NE(text.find("<green> is not a legal value of option <fresh>."), std::string::npos);
-  EXPECT_TRUE(text.ends_with("Legal values: red\n")) << text;
-}
-
 TEST(OptionValue, legalValues) {
   Fresh word(Z_OPTION_ENUM), number(Z_OPTION_NUM, "number");
   const struct {
@@ -219,9 +208,7 @@ TEST(RealNumbers, followTheFormat) {
   for (const auto &row : cases) {
     ZutOptionSetStr(format, "%f");
     EXPECT_EQ(ZutOptionSetStr(format, row.format), row.text != nullptr) << row.format;
-    if (!row.text) {
-      EXPECT_EQ(ZutErrNumGet(), 7);
-    }
+    EXPECT_TRUE(row.text || ZutErrNumGet() == 7);
     EXPECT_STREQ(ZutRealToStr(row.value), row.text ? row.text : "1.000000") << row.format;
   }
   char text[Z_REAL_TEXT_SIZE + 1];
