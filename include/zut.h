@@ -1651,7 +1651,10 @@ Z_EXPORT void Z_CALL ZutLexQuietLongjmpErrorFunc(ZutLexer *lexer, const char *fo
  * Setting an option: a read-only one refuses with error 28. The verify function, which still sees
  * the old value in the option, may refuse with an error number of its own (otherwise 17). Then the
  * value is replaced and the "option_change" callbacks are called, in the thread that sets. A
- * refused set changes nothing.
+ * refused set changes nothing. Both kinds of functions may set the option anew or destroy it: the
+ * record stays until the outermost set has ended. A set whose verify function has destroyed the
+ * option fails with error 8. If such a function leaves by a jump, what the set had in use is never
+ * freed.
  *
  * A value belongs to its option: setters copy, getters hand out the inner pointer, which holds
  * until the option is set again. While callbacks run, the value that they were told of stays valid
@@ -1721,7 +1724,8 @@ Z_EXPORT int32_t Z_CALL ZutOptionGetProtected(ZutOption *option, int32_t *out);
 Z_EXPORT int32_t Z_CALL ZutOptionSetVerifyFunc(ZutOption *option, ZutOptionVerifyFunc function,
                                                ZutWord argument);
 /* By name, in the representation of the call data. An unknown name prints a message; ZutOptionSet
- * gives the stored value, or null. Legal values hold here too. */
+ * gives the stored value, or null, with error 8 if a callback has destroyed the option. Legal
+ * values hold here too. */
 Z_EXPORT void *Z_CALL ZutOptionGetValue(const char *name);
 Z_EXPORT void *Z_CALL ZutOptionSet(const char *name, const void *value);
 Z_EXPORT int32_t Z_CALL ZutOptionUnset(const char *name);

@@ -4,9 +4,13 @@
 // and change callbacks run. The getters for callers read without it: who sets and reads one option
 // in several threads agrees on that himself.
 //
+// A verify function or a callback may destroy the option or set it anew. So a set holds the record
+// from its first step to its last: a destroyed option is freed when the last set that holds it
+// ends. While callbacks run, a value that is replaced by a set inside of them is put aside and
+// freed when the outermost set ends.
+//
 // A text is copied into the storage of the value before last, if it fits, and the two change
-// places, so that a set neither allocates nor frees. While callbacks run, a value that is replaced
-// by a set inside of them is put aside and freed when the outermost set ends.
+// places, so that a set neither allocates nor frees.
 #include "config/option.h"
 
 #include "config/stdopts.h"
@@ -65,6 +69,14 @@ ZutOption *lookup(const char *name) {
   return option ? option : utFailNull(Err::notFound);
 }
 
+// The same, held.
+ZutOption *hold(const char *name) {
+  const ProcessGuard guard;
+  ZutOption *option = lookup(name);
+  if (option) ++option->holds;
+  return option;
+}
+
 // --- Values ---
 
 ZutStrList *copyList(const ZutStrList *list) {
@@ -77,15 +89,10 @@ ZutStrList *copyList(const ZutStrList *list) {
   return copy;
 }
 
-void freeValue(const ZutOption &option, void *value) {
-  if (!value) return;
-  if (isText(option.type)) {
-    Z_FREE(value, "copy_value");
-  } else if (isList(option.type)) {
-    utStrListFree(static_cast<ZutStrList *>(value));
-  } else if (option.type == Z_OPTION_NUM_LIST) {
-    utReport<Msg::destroyBadType>(Z_TRACE_LEVEL_WARNING, option.type, option.name);
-  }
+// Numbers are kept in the record.
+void freeValue(int32_t type, void *value) {
+  if (isText(type)) Z_FREE(value, "copy_value");
+  else if (isList(type)) utStrListFree(static_cast<ZutStrList *>(value));
 }
 
 // Storage for a text of `size` bytes, the spare one if it is large enough.
@@ -114,24 +121,25 @@ void giveStorage(ZutOption &option, char *text, int32_t capacity) {
   Z_FREE(text, "copy_value");
 }
 
-// Under the process mutex: `value` is no longer the option's.
-void retire(ZutOption &option, void *value, int32_t capacity) {
+// Frees a value that is not the option's; the storage of a text is kept for the next.
+void discard(ZutOption &option, void *value, int32_t capacity) {
   if (!value) return;
-  if (option.setting.load(std::memory_order_relaxed) > 0) {
-    auto *retired = utNew<RetiredValue>("retired");
-    *retired = {option.retired, value};
-    option.retired = retired;
-  } else if (isText(option.type)) {
-    giveStorage(option, static_cast<char *>(value), capacity);
-  } else {
-    freeValue(option, value);
-  }
+  if (isText(option.type)) giveStorage(option, static_cast<char *>(value), capacity);
+  else freeValue(option.type, value);
 }
 
-void freeRetired(const ZutOption &option, RetiredValue *retired) {
+// Under the process mutex: `value` is no longer the option's.
+void retire(ZutOption &option, void *value, int32_t capacity) {
+  if (!value || option.telling == 0) return discard(option, value, capacity);
+  auto *retired = utNew<RetiredValue>("retired");
+  *retired = {option.retired, value};
+  option.retired = retired;
+}
+
+void freeRetired(int32_t type, RetiredValue *retired) {
   while (retired) {
     RetiredValue *next = retired->next;
-    freeValue(option, retired->value);
+    freeValue(type, retired->value);
     Z_FREE(retired, "retired");
     retired = next;
   }
@@ -148,8 +156,10 @@ void freeLegal(LegalValues *legal) {
 }
 
 void freeOption(ZutOption *option) {
-  freeValue(*option, option->value);
-  freeRetired(*option, option->retired);
+  if (option->type == Z_OPTION_NUM_LIST && option->value)
+    utReport<Msg::destroyBadType>(Z_TRACE_LEVEL_WARNING, option->type, option->name);
+  freeValue(option->type, option->value);
+  freeRetired(option->type, option->retired);
   Z_FREE(option->spare, "copy_value");
   freeLegal(option->legal);
   Z_FREE(option->name, "name");
@@ -158,6 +168,22 @@ void freeOption(ZutOption *option) {
 
 // --- Setting ---
 
+// Ends a hold, and `told` sets whose callbacks have run. The last of these frees the values that
+// were put aside, the last hold frees a destroyed option.
+void letGo(ZutOption &option, int32_t told = 0) {
+  const int32_t type = option.type;
+  RetiredValue *retired = nullptr;
+  bool isLast;
+  {
+    const ProcessGuard guard;
+    option.telling -= told;
+    if (option.telling == 0) std::swap(retired, option.retired);
+    isLast = --option.holds == 0 && option.destroyed;
+  }
+  freeRetired(type, retired);
+  if (isLast) freeOption(&option);
+}
+
 bool refused(ZutOption &option, void *fresh) {
   if (option.readOnly) {
     utErrSet(Err::readOnly);
@@ -165,9 +191,13 @@ bool refused(ZutOption &option, void *fresh) {
   }
   if (!option.verify) return false;
   utErrSet(Err::none);
-  if (option.verify(&option, fresh, option.verifyArg)) return false;
-  if (utErrGet() == Err::none) utErrSet(Err::verifyFailed);
-  return true;
+  if (!option.verify(&option, fresh, option.verifyArg)) {
+    if (utErrGet() == Err::none) utErrSet(Err::verifyFailed);
+    return true;
+  }
+  const ProcessGuard guard;
+  if (option.destroyed) utErrSet(Err::notFound);
+  return option.destroyed;
 }
 
 // Puts `fresh` in the place of the value. A number is taken from where it points to, a text or a
@@ -185,35 +215,22 @@ void replace(ZutOption &option, void *fresh, int32_t capacity) {
     option.value = fresh;
     option.capacity = capacity;
   }
-  option.setting.fetch_add(1, std::memory_order_relaxed);
+  ++option.telling;
 }
 
-// Frees what was put aside while callbacks ran, if this was the last of them.
-void cleanUp(ZutOption &option) {
-  RetiredValue *retired;
-  {
-    const ProcessGuard guard;
-    if (option.setting.load(std::memory_order_relaxed) > 0) return;
-    retired = option.retired;
-    option.retired = nullptr;
+// The common steps of every set. True: `fresh` was the option's.
+bool setValue(ZutOption &option, void *fresh, int32_t capacity = 0) {
+  ++option.holds;
+  if (refused(option, fresh)) {
+    discard(option, fresh, capacity);
+    letGo(option);
+    return false;
   }
-  freeRetired(option, retired);
-  if (option.destroyed) freeOption(&option);
-}
-
-// Of the value that this set has stored; another thread's set may have replaced it already.
-void tell(ZutOption &option, void *fresh) {
+  replace(option, fresh, capacity);
+  // Of the value that this set has stored; another thread's set may have replaced it already.
   ZutOptionChangeData data{nullptr, fresh};
   ZutCbTypeCall(changeType, &option, &data);
-  const bool last = option.setting.fetch_sub(1, std::memory_order_acq_rel) == 1;
-  if (last && (option.retired || option.destroyed)) cleanUp(option);
-}
-
-// The common steps of every set. True: `fresh` is the option's now.
-bool setValue(ZutOption &option, void *fresh, int32_t capacity = 0) {
-  if (refused(option, fresh)) return false;
-  replace(option, fresh, capacity);
-  tell(option, fresh);
+  letGo(option, 1);
   return true;
 }
 
@@ -245,17 +262,12 @@ int32_t setText(ZutOption &option, const char *text, int32_t type) {
   int32_t capacity;
   char *fresh = takeStorage(option, static_cast<int32_t>(size), capacity);
   std::memcpy(fresh, text, size);
-  if (setValue(option, fresh, capacity)) return 1;
-  giveStorage(option, fresh, capacity);
-  return 0;
+  return setValue(option, fresh, capacity);
 }
 
 int32_t setList(ZutOption &option, const ZutStrList *list, int32_t type) {
   if (!isType(option, type)) return utFail(Err::typeInvalid);
-  ZutStrList *fresh = copyList(list);
-  if (setValue(option, fresh)) return 1;
-  utStrListFree(fresh);
-  return 0;
+  return setValue(option, copyList(list));
 }
 
 int32_t setUnknown(ZutOption &option) {
@@ -277,6 +289,12 @@ int32_t setAny(ZutOption &option, const void *value) {
     utReport<Msg::setBadType>(Z_TRACE_LEVEL_WARNING, option.type);
     return utFail(Err::typeInvalid);
   }
+}
+
+// The value after a set; a callback that destroyed the option has taken it away.
+void *storedOf(const ZutOption &option) {
+  const ProcessGuard guard;
+  return option.destroyed ? utFailNull(Err::notFound) : option.value;
 }
 
 int32_t setFlag(ZutOption *option, int32_t ZutOption::*field, int32_t flag) {
@@ -477,14 +495,11 @@ int32_t Z_CALL ZutOptionDestroy(ZutOption *option) {
     if (find(option->name) != option) return utFail(Err::notFound);
     ZutHashDelete(table, asKey(option->name));
     ++tableState;
+    option->destroyed = true;
+    ++option->holds;
   }
   ZutCbObjClear(changeType, option);
-  {
-    const ProcessGuard guard;
-    option->destroyed = option->setting.load(std::memory_order_relaxed) > 0;
-    if (option->destroyed) return 1;
-  }
-  freeOption(option);
+  letGo(*option);
   return 1;
 }
 
@@ -612,15 +627,23 @@ void *Z_CALL ZutOptionGetValue(const char *name) {
 
 void *Z_CALL ZutOptionSet(const char *name, const void *value) {
   if (!name || !value) return utFailNull(Err::nullPointer);
-  ZutOption *option = lookup(name);
-  if (option) return setAny(*option, value) ? option->value : nullptr;
-  utReport<Msg::setUnknownOption>(Z_TRACE_LEVEL_INFO, name);
-  return nullptr;
+  ZutOption *option = hold(name);
+  if (!option) {
+    utReport<Msg::setUnknownOption>(Z_TRACE_LEVEL_INFO, name);
+    return nullptr;
+  }
+  void *stored = setAny(*option, value) ? storedOf(*option) : nullptr;
+  letGo(*option);
+  return stored;
 }
 
 int32_t Z_CALL ZutOptionUnset(const char *name) {
   if (!name) return utFail(Err::nullPointer);
-  if (ZutOption *option = lookup(name)) return setUnknown(*option);
+  if (ZutOption *option = hold(name)) {
+    const int32_t result = setUnknown(*option);
+    letGo(*option);
+    return result;
+  }
   utReport<Msg::unsetUnknownOption>(Z_TRACE_LEVEL_INFO, name);
   return 0;
 }
@@ -643,13 +666,15 @@ double Z_CALL ZutOptionGetNumValue(const char *name) {
 
 int32_t Z_CALL ZutOptionSetNumValue(const char *name, double value) {
   if (!name) return utFail(Err::nullPointer);
-  ZutOption *option = lookup(name);
+  ZutOption *option = hold(name);
   if (!option) {
     utReport<Msg::numSetUnknown>(Z_TRACE_LEVEL_INFO, name);
     return 0;
   }
   if (option->type != Z_OPTION_NUM) utReport<Msg::numSetType>(Z_TRACE_LEVEL_INFO, name);
-  return setNumber(*option, value);
+  const int32_t result = setNumber(*option, value);
+  letGo(*option);
+  return result;
 }
 
 ZutCb *Z_CALL ZutOptionChangeCbCreate(ZutOption *option, ZutCbFunc function, ZutWord argument) {

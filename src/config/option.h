@@ -28,10 +28,11 @@ struct ZutOption {
   double number;
   int32_t capacity; // bytes of a text
   int32_t spareCapacity;
-  char *spare;                         // storage for the next text, or null
-  std::atomic<int32_t> setting;        // sets whose callbacks are running
-  std::atomic<RetiredValue *> retired; // replaced meanwhile: one of them may still pass it on
-  std::atomic<bool> destroyed;         // meanwhile: freed when the last of them ends
+  char *spare;                // storage for the next text, or null
+  std::atomic<int32_t> holds; // stretches of code that use the record; raised without the mutex
+  bool destroyed;             // no longer in the table; freed when the last of them ends
+  int32_t telling;            // sets whose callbacks are running
+  RetiredValue *retired;      // replaced while they run: one of them may still pass it on
 };
 
 // Reading one option from inside the library: a copy made under the process mutex. A missing,

@@ -6,9 +6,12 @@
 #include "config/help.h"
 #include "config/lex.h"
 #include "config/option.h"
+#include "config/optvalue.h"
+#include "config/parse.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
+#include "core/util.h"
 
 namespace {
 
@@ -18,6 +21,13 @@ struct Target {
   const char *table;
   const char *slash;
 };
+
+// A verify function or a callback may destroy the option of which a command still tells.
+struct OptionName {
+  explicit OptionName(ZutOption *option) { utCopyCut(text, sizeof text, option->name); }
+  char text[Z_LEX_ID_SIZE];
+};
+static_assert(std::is_trivially_destructible_v<OptionName>);
 
 void reportRequired(int32_t type, const char *name) {
   if (type == Z_OPTION_ENUM || type == Z_OPTION_ENUM_LIST)
@@ -32,9 +42,17 @@ void reportRefusal(Err error, int32_t type, const char *name, bool reported) {
   else if (!reported) utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, name);
 }
 
+// The members of named tables live as long as the process.
+void printSet(const Target &target, const char *name) {
+  if (!utCommandFeedbackOn()) return;
+  const char *value = *target.table ? ZutOptionValToStr(target.option) : utOptionValueText(name);
+  if (value)
+    ZutCommandPrintFeedback("Option %s%s%s set to %s.\n", target.table, target.slash, name, value);
+}
+
 // Reads the value that the rest of the command gives to an option. May jump.
 void setValue(const Target &target, ZutLexer *lexer) {
-  const char *name = ZutOptionGetName(target.option);
+  const OptionName name(target.option);
   const int32_t type = target.option->type;
   const uint32_t reports = utReportsMade();
   utErrSet(Err::none);
@@ -42,14 +60,32 @@ void setValue(const Target &target, ZutLexer *lexer) {
     const Err error = utErrGet();
     const bool reported = utReportsMade() != reports;
     ZutCommandFailed();
-    reportRefusal(error, type, name, reported);
+    reportRefusal(error, type, name.text, reported);
   } else {
-    if (utCommandFeedbackOn())
-      ZutCommandPrintFeedback("Option %s%s%s set to %s.\n", target.table, target.slash, name,
-                              ZutOptionValToStr(target.option));
-    if (!utLexAtEnd(*lexer)) utCommandFail<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, name, lexer->text);
+    printSet(target, name.text);
+    if (!utLexAtEnd(*lexer))
+      utCommandFail<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, name.text, lexer->text);
   }
   utLexSkipCommand(utLexer(lexer));
+}
+
+// The names of all options, each with its NUL, then an empty one. Copies that end with the parse:
+// another thread may destroy options while their help is printed.
+const char *sortedNames() {
+  const ProcessGuard guard;
+  int32_t count = 0;
+  ZutOption **sorted = ZutOptionSort(&count);
+  size_t size = 1;
+  for (int32_t i = 0; i < count; ++i) size += std::strlen(sorted[i]->name) + 1;
+  char *names = utCommandScratch(size);
+  char *end = names;
+  for (int32_t i = 0; i < count; ++i) {
+    const size_t length = std::strlen(sorted[i]->name) + 1;
+    std::memcpy(end, sorted[i]->name, length);
+    end += length;
+  }
+  Z_FREE(sorted, "sorted_options");
+  return names;
 }
 
 // May jump.
@@ -64,16 +100,13 @@ void Z_CALL utCommandHelpopt(ZutLexer *lexer) {
   if (!utLexAtEnd(*lexer)) {
     ZutLexAcceptId(lexer);
     if (ZutOption *option = ZutOptionLookup(lexer->id_value))
-      utHelpPrint("options", ZutOptionGetName(option), HelpForm::full);
+      utHelpPrint("options", OptionName(option).text, HelpForm::full);
     else utCommandFail<Msg::helpUnknownOption>(Z_TRACE_LEVEL_ERROR, lexer->id_value);
     return;
   }
   utReport<Msg::helpOptions>(Z_TRACE_LEVEL_INFO);
-  int32_t count = 0;
-  ZutOption **sorted = ZutOptionSort(&count);
-  for (int32_t i = 0; i < count; ++i)
-    utHelpPrint("options", ZutOptionGetName(sorted[i]), HelpForm::oneLine);
-  Z_FREE(sorted, "sorted_options");
+  for (const char *name = sortedNames(); *name; name += std::strlen(name) + 1)
+    utHelpPrint("options", name, HelpForm::oneLine);
 }
 
 void Z_CALL utCommandSetopt(ZutLexer *lexer) {
@@ -110,14 +143,15 @@ void Z_CALL utCommandUnsetopt(ZutLexer *lexer) {
     utCommandFail<Msg::unsetUnknown>(Z_TRACE_LEVEL_INFO, lexer->id_value);
     return;
   }
-  const char *name = ZutOptionGetName(option);
+  const OptionName name(option);
+  const int32_t type = option->type;
   if (ZutOptionSetUnknown(option)) {
-    ZutCommandPrintFeedback("Option %s unset\n", name);
+    ZutCommandPrintFeedback("Option %s unset\n", name.text);
     return;
   }
   const Err error = utErrGet();
   ZutCommandFailed();
-  if (error == Err::required) reportRequired(option->type, name);
+  if (error == Err::required) reportRequired(type, name.text);
   else utReport<Msg::unsetFailed>(Z_TRACE_LEVEL_WARNING, static_cast<int32_t>(error));
 }
 

@@ -93,17 +93,15 @@ int32_t parseBool(ZutOption &option, Lexer &lex) {
   return utFail(Err::invalid);
 }
 
+// The words are compared before the set, whose verify function may destroy the option.
 int32_t parseEnum(ZutOption &option, Lexer &lex) {
   if (!utLexAcceptId(lex)) return 0;
-  if (ZutOptionSetEnum(&option, lex.id_value)) return 1;
-  if (utErrGet() == Err::invalid && !utOptionIsLegal(option, lex.id_value)) {
-    utReport<Msg::notLegal>(Z_TRACE_LEVEL_INFO, lex.id_value, option.name);
-    ZutOut("Legal values:");
-    ZutOptionLegValTraverse(&option, printLegal, 0);
-    ZutOut("\n");
-    utErrSet(Err::invalid);
-  }
-  return 0;
+  if (utOptionIsLegal(option, lex.id_value)) return ZutOptionSetEnum(&option, lex.id_value);
+  utReport<Msg::notLegal>(Z_TRACE_LEVEL_INFO, lex.id_value, option.name);
+  ZutOut("Legal values:");
+  ZutOptionLegValTraverse(&option, printLegal, 0);
+  ZutOut("\n");
+  return utFail(Err::invalid);
 }
 
 int32_t parseNumber(ZutOption &option, Lexer &lex) {
@@ -265,6 +263,11 @@ int32_t checkFormat(const ZutOption &option, const char *text) {
 }
 
 } // namespace
+
+const char *utOptionValueText(const char *name) {
+  const ProcessGuard guard;
+  return ZutOptionValToStr(ZutOptionLookup(name));
+}
 
 void utOptionDumpOne(const ZutOption &option, const char *tableName, ZutPrintFunc out) {
   const char *value = valueText(option);

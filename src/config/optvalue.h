@@ -1,10 +1,13 @@
-// Dumps of options, for the table of all options and for named tables.
+// Option values as text, for the other modules of the room.
 #pragma once
 
 #include "zut.h"
 
-// Under the process mutex. A line with name and value; with a table's name in front of the name
-// unless it is null.
+// The value of the option of that name as ZutOptionValToStr gives it; null when it does not exist.
+const char *utOptionValueText(const char *name);
+
+// Dumps, for the table of all options and for named tables. Under the process mutex. A line with
+// name and value; with a table's name in front of the name unless it is null.
 void utOptionDumpOne(const ZutOption &option, const char *tableName, ZutPrintFunc out);
 // The same for every option of `table` by name, without the protected ones and those whose name
 // begins with "_".

@@ -80,11 +80,15 @@ void Z_CALL verboseChanged(void *, void *callData, ZutWord) {
   if (verbose && *verbose && !tracesInfo()) utCommandParseOwn("setopt trace_level info");
 }
 
-void Z_CALL authDataFileChanged(void *, void *callData, ZutWord argument) {
-  auto *copy = reinterpret_cast<ZutOption *>(argument);
+// The copy is looked up by name: the option in the argument may have been destroyed.
+void Z_CALL authDataFileChanged(void *, void *callData, ZutWord) {
   const char *file = static_cast<char *>(newValue(callData));
+  ZutErrState errors;
+  ZutErrNumSave(&errors);
+  ZutOption *copy = ZutOptionLookup("_auth_data_file");
   if (file) ZutOptionSetStr(copy, file);
   else ZutOptionSetUnknown(copy);
+  ZutErrNumRestore(&errors);
 }
 
 // --- What a row may ask for when its option has been made ---

@@ -114,6 +114,9 @@ TEST(Options, refuseValuesOutsideTheirRange) {
   ZutOptionSetRequired(word, 1);
   EXPECT_EQ(ZutOptionUnset("word"), 0);
   EXPECT_EQ(ZutErrNumGet(), 13);
+  ZutOptionSetReadOnly(word, 1);
+  EXPECT_EQ(ZutOptionSet("word", "one"), nullptr);
+  EXPECT_EQ(ZutErrNumGet(), 28);
 }
 
 int32_t Z_CALL checkText(ZutOption *option, void *value, ZutWord argument) {
@@ -139,22 +142,6 @@ TEST(Options, verifyBeforeTheValueChanges) {
   EXPECT_EQ(ZutOptionSetStr(option, "new"), 1);
   EXPECT_EQ(textOf(option), "New");
   EXPECT_EQ(seen, "old>!a much longer text than the one before;old>?;old>new;cNew;");
-}
-
-TEST(Options, readOnlyRefusesEverySet) {
-  Fresh option(Z_OPTION_STR);
-  ZutOptionSetStr(option, "kept");
-  ZutOptionSetReadOnly(option, 1);
-  ZutOptionChangeCbCreate(option, noteText, 'c');
-  seen.clear();
-  for (const int32_t result :
-       {ZutOptionSetStr(option, "x"), ZutOptionSetUnknown(option), ZutOptionUnset("fresh"),
-        static_cast<int32_t>(ZutOptionSet("fresh", "x") != nullptr)}) {
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ZutErrNumGet(), 28);
-  }
-  EXPECT_EQ(seen, "");
-  EXPECT_EQ(textOf(option), "kept");
 }
 
 TEST(Options, tellOwnCallbacksBeforeGlobalOnes) {
@@ -183,6 +170,10 @@ void Z_CALL destroyIt(void *owner, void *, ZutWord) {
   ZutOptionDestroy(static_cast<ZutOption *>(owner));
 }
 
+int32_t Z_CALL destroyAndAccept(ZutOption *option, void *, ZutWord) {
+  return ZutOptionDestroy(option);
+}
+
 TEST(Options, valuesOutliveTheCallbacksThatWereToldOfThem) {
   Fresh option(Z_OPTION_STR);
   ZutOptionSetStr(option, "before");
@@ -198,10 +189,20 @@ TEST(Options, valuesOutliveTheCallbacksThatWereToldOfThem) {
   ZutOptionSetStr(option, own); // its own text
   EXPECT_EQ(textOf(option), "x++++");
 
-  ZutOption *doomed = ZutOptionCreate("doomed", Z_OPTION_STR);
-  ZutOptionChangeCbCreate(doomed, destroyIt, 0);
-  EXPECT_EQ(ZutOptionSetStr(doomed, "last"), 1);
-  EXPECT_EQ(ZutOptionLookup("doomed"), nullptr);
+  ZutCommandSetFailures(0);
+  for (const char *way : {"", "by name", "setopt doomed last", "unsetopt doomed"}) {
+    for (const bool byVerify : {false, true}) {
+      ZutOption *doomed = ZutOptionCreate("doomed", Z_OPTION_STR);
+      ZutOptionSetStr(doomed, "first");
+      if (byVerify) ZutOptionSetVerifyFunc(doomed, destroyAndAccept, 0);
+      else ZutOptionChangeCbCreate(doomed, destroyIt, 0);
+      if (!*way) EXPECT_EQ(ZutOptionSetStr(doomed, "last"), !byVerify);
+      else if (way[0] == 'b') EXPECT_EQ(ZutOptionSet("doomed", "last"), nullptr);
+      else ZutCommandParseTypedStr(way);
+      EXPECT_EQ(ZutOptionLookup("doomed"), nullptr) << way;
+    }
+  }
+  EXPECT_EQ(ZutCommandGetFailures(), 2) << "those whose verify function destroyed it";
 }
 
 TEST(Options, listsAreCopied) {
@@ -230,7 +231,6 @@ TEST(Options, byName) {
   EXPECT_EQ(ZutOptionSet("list", &value), nullptr);
   EXPECT_EQ(ZutOptionSetNumValue("list", 1.0), 0);
   EXPECT_EQ(ZutOptionGetValue("list"), nullptr);
-  EXPECT_STREQ(ZutOptionTypeToStr(5), "numeric list");
   EXPECT_STREQ(ZutOptionTypeToStr(7), "bad type");
 }
 
@@ -265,14 +265,10 @@ TEST(OptionChecks, numbers) {
   for (const auto &row : cases) {
     ZutOptionSetVerifyFunc(option, ZutOptionVerifyNonNeg, 0);
     EXPECT_EQ(ZutOptionSetNum(option, row.value), row.nonNeg) << row.value;
-    if (!row.nonNeg) {
-      EXPECT_EQ(ZutErrNumGet(), 4);
-    }
+    EXPECT_TRUE(row.nonNeg || ZutErrNumGet() == 4);
     ZutOptionSetVerifyFunc(option, ZutOptionVerifyInt2, 0);
     EXPECT_EQ(ZutOptionSetNum(option, row.value), row.int2) << row.value;
-    if (!row.int2) {
-      EXPECT_EQ(ZutErrNumGet(), 7);
-    }
+    EXPECT_TRUE(row.int2 || ZutErrNumGet() == 7);
   }
   EXPECT_EQ(ZutOptionSetUnknown(option), 1);
 }
