@@ -5,6 +5,7 @@
 #include "config/stdopts.h"
 
 #include "config/commandfile.h"
+#include "config/option.h"
 #include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"
@@ -69,10 +70,10 @@ int32_t Z_CALL verifyTimeFormat(ZutOption *, void *value, ZutWord) {
 void *newValue(void *callData) { return static_cast<ZutOptionChangeData *>(callData)->value; }
 
 bool tracesInfo() {
-  const char *word = nullptr;
+  char word[16];
   int32_t level = 0;
-  return ZutOptionGetEnum(ZutOptionLookup("trace_level"), &word) &&
-         ZutTraceLevelStrToVal(word, &level) && level >= Z_TRACE_LEVEL_INFO;
+  return utOptionText("trace_level", word, sizeof word) && ZutTraceLevelStrToVal(word, &level) &&
+         level >= Z_TRACE_LEVEL_INFO;
 }
 
 void Z_CALL verboseChanged(void *, void *callData, ZutWord) {

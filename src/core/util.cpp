@@ -6,6 +6,7 @@
 // thread that runs the frames.
 #include "core/util.h"
 
+#include "config/option.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -236,7 +237,6 @@ void Z_CALL ZutRandomSeed(int32_t seed) {
 
 int32_t *Z_CALL ZutFrameCountGetPtr() { return &frame.count; }
 
-// The option is looked up at each call: a handle kept here would outlive its option.
 int32_t Z_CALL ZutFrameCheck(int32_t mode) {
   if (mode != 0 && mode != 1) return utFail(Err::invalid);
   if (!frame.running) {
@@ -244,9 +244,8 @@ int32_t Z_CALL ZutFrameCheck(int32_t mode) {
     frame.start = ZutGetWallTime();
     return 1;
   }
-  double interval = 0.0;
-  ZutOption *option = ZutOptionLookup("frame_interval");
-  if (!option || !ZutOptionGetNum(option, &interval) || !(interval > 0.0)) return 1;
+  const double interval = utOptionNumber("frame_interval", 0.0);
+  if (!(interval > 0.0)) return 1;
   const double now = ZutGetWallTime();
   const double elapsed = std::max(now - frame.start, 0.0); // the clock may have been set back
   frame.start = now;

@@ -6,6 +6,7 @@
 // and checker are guarded by the registry lock, which is taken last of all.
 #include "thread/utthread.h"
 
+#include "config/option.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
@@ -108,12 +109,6 @@ ZutThreadId adopt(ThreadBlock &block) {
   return thread;
 }
 
-bool checksAttributes() {
-  int32_t checks = 0;
-  ZutOption *option = ZutOptionLookup("_thread_create_check_varargs");
-  return option && ZutOptionGetBool(option, &checks) && checks;
-}
-
 // The pairs after the first kind. Every name is accepted: thread_bounded changes nothing.
 bool attributesValid(int32_t kind, va_list attributes) {
   while (kind == Z_THREAD_ATTR_NAMED) {
@@ -127,7 +122,7 @@ bool attributesValid(int32_t kind, va_list attributes) {
 bool acceptAttributes(va_list attributes) {
   const int32_t kind = va_arg(attributes, int32_t);
   if (kind == 0) return true;
-  if (checksAttributes()) return attributesValid(kind, attributes);
+  if (utOptionFlag("_thread_create_check_varargs", false)) return attributesValid(kind, attributes);
   utReport<Msg::threadAttributes>(Z_TRACE_LEVEL_WARNING);
   return true;
 }

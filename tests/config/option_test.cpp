@@ -332,6 +332,13 @@ TEST(OptionTable, changesInSeveralThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([i] {
+      // The library reads these while another thread sets them.
+      for (int round = 0; round < 4000; ++round) {
+        if (i == 0) ZutOptionSetBool(ZutOptionLookup("verbose"), round % 2 == 0);
+        if (i == 1) ZutOptionSetEnum(ZutOptionLookup("trace_level"), round % 2 ? "info" : "error");
+        if (i == 2) ZutOptionSetNumValue("frame_interval", round % 2 * 1e3);
+        if (i == 3) ZutFrameCheck(0);
+      }
       const std::string name = "thread_" + std::to_string(i);
       for (int round = 0; round < 200; ++round) {
         ZutOption *option = ZutOptionCreate(name.c_str(), Z_OPTION_STR);
