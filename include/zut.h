@@ -1676,7 +1676,8 @@ typedef struct ZutOptionChangeData {
   void *value; /* int32_t *, char *, double * or ZutStrList * by the option's type; null: unknown */
 } ZutOptionChangeData;
 /* Told of a new value (as in the call data, null when the option becomes unknown) before it is
- * stored: 1 accepts, 0 refuses. */
+ * stored: 1 accepts, 0 refuses. A copy in a named table has the function of its option: one with
+ * side effects leaves them out unless ZutOptionLookup of the name gives the same option. */
 typedef int32_t(Z_CALL *ZutOptionVerifyFunc)(ZutOption *option, void *value, ZutWord argument);
 typedef int32_t(Z_CALL *ZutOptionTraverseFunc)(const char *name, ZutOption *option,
                                                ZutWord argument);
@@ -1732,7 +1733,7 @@ Z_EXPORT int32_t Z_CALL ZutOptionUnset(const char *name);
 /* 0.0 when there is no such numeric option (with a message) or its value is unknown. */
 Z_EXPORT double Z_CALL ZutOptionGetNumValue(const char *name);
 Z_EXPORT int32_t Z_CALL ZutOptionSetNumValue(const char *name, double value);
-/* A null option: told of every option. */
+/* A null option: told of every option, copies in named tables included. */
 Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbCreate(ZutOption *option, ZutCbFunc function,
                                                ZutWord argument);
 Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbLookup(ZutOption *option, ZutCbFunc function,
@@ -1747,7 +1748,8 @@ Z_EXPORT void Z_CALL ZutCbOptionCopyInt42(void *option, void *call_data, ZutWord
 /* Verify functions. NonNeg: 0 or more, else error 4. Int2: an integer of 16 bits, else error 7.
  * LogFile: opens the file named by the value with ZutOpenFile, truncating it or, with a leading
  * "@", appending to it, and closes the file of the old value; its argument is a const char * with
- * the log's name for the message, or 0 for the option's name. All accept an unknown value. */
+ * the log's name for the message, or 0 for the option's name. A copy in a named table takes any
+ * name and opens no file. All accept an unknown value. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyNonNeg(ZutOption *option, void *value, ZutWord argument);
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyInt2(ZutOption *option, void *value, ZutWord argument);
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyLogFile(ZutOption *option, void *value, ZutWord argument);
@@ -1756,8 +1758,9 @@ Z_EXPORT const char *Z_CALL ZutOptionTypeToStr(int32_t type);
 /* ---- Option values and named tables (optvalue) ----
  * How values are read from the command language and printed, the legal values of enumerated
  * options, the text of real numbers, and named tables: private copies of the whole option set, each
- * made by the first operation that names it. Setting a copy does not touch the global option or
- * call its callbacks; only the legal values are shared with it. */
+ * made by the first operation that names it. Setting a copy does not touch the global option, its
+ * log file or the current time format, nor call its callbacks; it calls the verify function. Only
+ * the legal values are shared. */
 /* The value as text: UNKNOWN; TRUE or FALSE; a word; a number; strings in double quotes; lists
  * joined by ", ". The text is one buffer of the thread, overwritten by its next call. */
 Z_EXPORT const char *Z_CALL ZutOptionValToStr(ZutOption *option);

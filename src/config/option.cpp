@@ -432,6 +432,11 @@ const char *utOptionName(const char *name) {
   return name;
 }
 
+bool utOptionIsGlobal(const ZutOption &option) {
+  const ProcessGuard guard;
+  return find(option.name) == &option;
+}
+
 bool utOptionIsLegal(const ZutOption &option, const char *word) {
   if (option.type != Z_OPTION_ENUM) return true;
   const ProcessGuard guard;
@@ -720,6 +725,7 @@ int32_t Z_CALL ZutOptionVerifyInt2(ZutOption *option, void *value, ZutWord) {
 }
 
 int32_t Z_CALL ZutOptionVerifyLogFile(ZutOption *option, void *value, ZutWord argument) {
+  if (!utOptionIsGlobal(*option)) return 1;
   const char *log = argument ? reinterpret_cast<const char *>(argument) : option->name;
   if (value && !openLog(static_cast<const char *>(value), log)) return 0;
   if (option->value) closeLog(static_cast<const char *>(option->value));

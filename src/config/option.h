@@ -55,6 +55,8 @@ char *utOptionDup(const char *name);
 ZutHashTable *utOptionTable();
 // The name by which an option is known today; the three old names have new ones.
 const char *utOptionName(const char *name);
+// Is it an option of the table, and not a member of a named table?
+bool utOptionIsGlobal(const ZutOption &option);
 // Is `word` among the legal values, or are there none?
 bool utOptionIsLegal(const ZutOption &option, const char *word);
 // A copy of an option outside the table, without its callbacks. Under the process mutex.

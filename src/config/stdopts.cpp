@@ -54,7 +54,7 @@ int32_t Z_CALL verifyNoWildcard(ZutOption *option, void *value, ZutWord) {
   return text && hasWildcard(text) ? refuse<Msg::verifyUniqueWild>(option, text) : 1;
 }
 
-int32_t Z_CALL verifyTimeFormat(ZutOption *, void *value, ZutWord) {
+int32_t Z_CALL verifyTimeFormat(ZutOption *option, void *value, ZutWord) {
   const char *text = static_cast<char *>(value);
   if (!text) return 1;
   ZutTimeCvt *converter = ZutTimeCvtLookup(text);
@@ -62,7 +62,7 @@ int32_t Z_CALL verifyTimeFormat(ZutOption *, void *value, ZutWord) {
     utReport<Msg::timeFormatUnknown>(Z_TRACE_LEVEL_WARNING, text);
     return utFail(Err::invalid);
   }
-  return ZutTimeCvtSetCurrent(converter);
+  return !utOptionIsGlobal(*option) || ZutTimeCvtSetCurrent(converter);
 }
 
 // --- Callbacks ---

@@ -286,6 +286,10 @@ TEST(OptionChecks, logFiles) {
   EXPECT_EQ(ZutOptionSetStr(option, "@b.log"), 1);
   EXPECT_EQ(ZutLookupFile("a.log"), nullptr);
   fputs("second", ZutLookupFile("b.log"));
+  // A copy has no files.
+  EXPECT_EQ(ZutOptionSetStr(ZutOptionNamedLookup("logs", "fresh"), "c.log"), 1);
+  EXPECT_EQ(ZutLookupFile("c.log"), nullptr);
+  EXPECT_NE(ZutLookupFile("b.log"), nullptr);
   EXPECT_EQ(ZutOptionSetUnknown(option), 1);
   EXPECT_EQ(ZutLookupFile("b.log"), nullptr);
   EXPECT_EQ(readFile("b.log"), "first;second");

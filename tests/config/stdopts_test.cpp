@@ -110,6 +110,7 @@ TEST(StandardOptions, TimeFormatIsTheCurrentConverter) {
   Capture capture;
   ZutOption *option = ZutOptionLookup("time_format");
   EXPECT_EQ(ZutOptionSetEnum(option, "numeric"), 1);
+  EXPECT_EQ(ZutOptionSetEnum(ZutOptionNamedLookup("side", "time_format"), "hms"), 1);
   EXPECT_STREQ(ZutTimeNumToStr(12.0), "12");
   EXPECT_EQ(ZutOptionSetEnum(option, "sundial"), 0);
   EXPECT_NE(capture.take().find("There is no time format named <sundial>"), std::string::npos);
