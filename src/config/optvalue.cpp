@@ -14,6 +14,7 @@
 #include "format/textformat.h"
 #include "thread/threadblock.h"
 
+#include <csetjmp>
 #include <cstring>
 
 namespace {
@@ -156,6 +157,22 @@ int32_t parseValue(ZutOption &option, Lexer &lex) {
   }
 }
 
+struct TextParse {
+  jmp_buf recover;
+  ZutOption *option;
+  bool done;
+};
+static_assert(std::is_trivially_destructible_v<TextParse>);
+
+// May jump, without the lexer then.
+void parseWhole(TextParse &parse, const char *text) {
+  Lexer &lex = *utLexOpenString(text, ZutLexQuietLongjmpErrorFunc, &parse.recover);
+  parse.done = parseValue(*parse.option, lex);
+  if (parse.done && lex.token != Z_LEX_END)
+    utReport<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, parse.option->name, lex.text);
+  ZutLexDestroy(&lex);
+}
+
 // --- Making an option ---
 
 // The type words in the order of the type numbers.
@@ -263,6 +280,15 @@ int32_t checkFormat(const ZutOption &option, const char *text) {
 }
 
 } // namespace
+
+// The arming frame.
+bool utOptionParseText(ZutOption &option, const char *text) {
+  TextParse parse;
+  parse.option = &option;
+  parse.done = false;
+  if (setjmp(parse.recover) == 0) parseWhole(parse, text); // NOLINT(cert-err52-cpp)
+  return parse.done;
+}
 
 const char *utOptionValueText(const char *name) {
   const ProcessGuard guard;

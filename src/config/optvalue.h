@@ -3,6 +3,9 @@
 
 #include "zut.h"
 
+// Reads `text`, which is no command line, as the value of the option; what follows the value is
+// reported and ignored. False: it is not a value, and the option keeps the one that it has.
+bool utOptionParseText(ZutOption &option, const char *text);
 // The value of the option of that name as ZutOptionValToStr gives it; null when it does not exist.
 const char *utOptionValueText(const char *name);
 

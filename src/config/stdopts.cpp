@@ -6,6 +6,7 @@
 
 #include "config/commandfile.h"
 #include "config/option.h"
+#include "config/optvalue.h"
 #include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"
@@ -348,10 +349,17 @@ void setByCommand(const char *name, const char *value) {
   Z_FREE(line, "command");
 }
 
+// A value, never a command line: what sets the environment may have fewer rights than the process.
+// An empty variable counts as one that is not set.
+void parseFromEnvironment(ZutOption *option, const char *value) {
+  if (*value && !utOptionParseText(*option, value))
+    utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, ZutOptionGetName(option));
+}
+
 void setFromEnvironment(const Row &row, ZutOption *option) {
   char *value = utEnvDup(row.variable);
   if (!value) return;
-  if (row.kind == Kind::wordList) setByCommand(row.name, value);
+  if (row.kind == Kind::wordList) parseFromEnvironment(option, value);
   else if (row.kind == Kind::number) ZutOptionSetNum(option, utParseReal(value));
   else if (utSame(row.name, "_socket_linger") && utSameWord(value, "unknown"))
     ZutOptionSetUnknown(option);
