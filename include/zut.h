@@ -451,7 +451,7 @@ Z_EXPORT int32_t Z_CALL ZutVerbose(const char *format, ...) Z_PRINTF(1, 2);
 
 /* Opens the debug file unless one is open: VNDEBUGFILENAME as it stands, else `name` with the
  * extension .dbg. "stderr" in any case, and a file that cannot be created, give standard error.
- * ZutInit calls it with the process type. */
+ * ZutInit calls it with the process type. The command _debug_set ignores the variable. */
 Z_EXPORT int32_t Z_CALL ZutDebugOpen(const char *name);
 /* Closes the debug file; its name is kept for ZutDebugReopen, which appends. A stream that is
  * still open then stays open and is the caller's. */

@@ -5,6 +5,7 @@
 #include "config/builtins.h"
 #include "config/command.h"
 #include "config/lex.h"
+#include "core/debugfile.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/text.h"
@@ -102,11 +103,8 @@ void Z_CALL utCommandDebugOff(ZutLexer *lexer) { setDebugFlag(lexer, 0, "off"); 
 void Z_CALL utCommandDebugSet(ZutLexer *lexer) {
   ZutLexAcceptFileName(lexer);
   const char *name = lexer->string_value.str;
-  ZutDebugClose();
-  ZutDebugOpen(name);
-  // In place of a file that cannot be created there is standard error now, and a message said so.
-  if (ZutDebugFilePtr() == stderr && !utSameWord(name, "stderr")) ZutCommandFailed();
-  else ZutCommandPrintFeedback("Debugging file set to %s\n", name);
+  if (utDebugSet(name)) ZutCommandPrintFeedback("Debugging file set to %s\n", name);
+  else ZutCommandFailed();
 }
 
 void Z_CALL utCommandPrintSbrk(ZutLexer *) {

@@ -47,20 +47,25 @@ bool isStandardError() { return utSame(utDebugName(), standardError); }
 
 bool isDebugFile(FILE *stream) { return stream && stream != stderr; }
 
-// The name to open: the environment's as it stands, else the given one with the extension.
-char *debugFileName(const char *given) {
-  if (char *name = utEnvDup("VNDEBUGFILENAME")) return name;
-  if (!given) return nullptr;
+char *withExtension(const char *given) {
   const bool bare = ZutHasExtension(given, ".dbg") || utSameWord(given, standardError);
   return utFileNameDup(nullptr, given, bare ? nullptr : ".dbg");
 }
 
-void openNamed(const char *name) {
-  if (utSameWord(name, standardError)) return useStream(stderr, standardError);
-  FILE *file = utPlatFileOpen(name, "w+b"); // not to find it is no failure of the caller
-  if (file) return useStream(file, name);
-  useStream(stderr, standardError); // first, for the message may ask for the debug stream
-  utReport<Msg::debugOpen>(Z_TRACE_LEVEL_INFO, name);
+// The name to open: the environment's as it stands, else the given one with the extension.
+char *debugFileName(const char *given) {
+  if (char *name = utEnvDup("VNDEBUGFILENAME")) return name;
+  return given ? withExtension(given) : nullptr;
+}
+
+// False: standard error takes the place of a file that cannot be created.
+bool openNamed(const char *name) {
+  const bool isFile = !utSameWord(name, standardError);
+  FILE *file = isFile ? utPlatFileOpen(name, "w+b") : nullptr; // no failure of the caller
+  useStream(file ? file : stderr, file ? name : standardError);
+  if (file || !isFile) return true;
+  utReport<Msg::debugOpen>(Z_TRACE_LEVEL_INFO, name); // last, it may ask for the debug stream
+  return false;
 }
 
 int32_t openDebug(const char *given) {
@@ -121,6 +126,16 @@ FILE *utDebugStream() { return debugStream.load(std::memory_order_acquire); }
 const char *utDebugName() {
   const DebugName *name = debugName.load(std::memory_order_acquire);
   return name ? name->text : "";
+}
+
+bool utDebugSet(const char *name) {
+  ZutProcessMutexLock();
+  ZutDebugClose();
+  char *file = withExtension(name);
+  const bool opened = openNamed(file);
+  Z_FREE(file, "debug_file_name");
+  ZutProcessMutexUnlock();
+  return opened;
 }
 
 extern "C" {

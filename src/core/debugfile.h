@@ -1,4 +1,4 @@
-// The debug stream, for code that must not wait for the process mutex.
+// The debug stream, for code that must not wait for the process mutex, and its change by a command.
 #pragma once
 
 #include <cstdio>
@@ -7,3 +7,7 @@
 // once given stays readable.
 FILE *utDebugStream();
 const char *utDebugName();
+
+// Closes the debug file and opens `name`, with the extension, whatever VNDEBUGFILENAME says. False:
+// it cannot be created, and standard error is there instead; that is reported.
+bool utDebugSet(const char *name);

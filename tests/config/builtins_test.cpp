@@ -181,6 +181,13 @@ TEST_F(BuiltIns, DiagnosticsStayWithinTheirRanges) {
   EXPECT_TRUE(ZutGetenv("ZUT_BUILTINS", &value) && value && std::string(value) == "1 2");
   EXPECT_TRUE(fails("_putenv nothing", "could not be set: <nothing>"));
   EXPECT_TRUE(fails("_debug_set \"no/where\"", "Cannot open the debug file <no/where.dbg>"));
+  TempDir dir;
+  writeFile("env.dbg", "kept");
+  ZutPutenv("VNDEBUGFILENAME=env.dbg");
+  EXPECT_EQ(type("_debug_set other"), "Debugging file set to other\n");
+  ZutPutenv("VNDEBUGFILENAME=");
+  EXPECT_STREQ(ZutDebugFileName(), "other.dbg");
+  EXPECT_EQ(readFile("env.dbg"), "kept");
   EXPECT_EQ(type("_debug_set STDERR"), "Debugging file set to STDERR\n");
 }
 
