@@ -34,7 +34,7 @@ struct PlatSocketName {
   uint32_t address;
   int32_t port;
 };
-// A new socket and its peer's name, or -1.
+// A new socket, which blocks if the listener does, and its peer's name, or -1.
 int32_t utPlatSocketAccept(int32_t listener, PlatSocketName *peer);
 bool utPlatSocketName(int32_t socket, PlatSocketName *name);
 bool utPlatSocketPeerName(int32_t socket, PlatSocketName *name);

@@ -191,6 +191,11 @@ TEST_F(Socket, AcceptWithoutWaiting) {
   ASSERT_EQ(ZutSocketSetBlockMode(listener, 0), 1);
   EXPECT_EQ(ZutSocketAccept(listener), -1);
   EXPECT_EQ(ZutErrNumGet(), 25);
+  client = ZutSocketCreateClientTcp("127.0.0.1", port);
+  ASSERT_EQ(ZutSocketCheck(listener, 0, 5.0), 1);
+  server = ZutSocketAccept(listener); // which does not wait either
+  EXPECT_EQ(ZutSocketRecvAll(server, buffer, 1, 0), -1);
+  EXPECT_EQ(ZutErrNumGetSocket(), 10035);
 }
 
 TEST_F(Socket, OptionsReachTheSocket) {

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -43,6 +44,12 @@ int32_t received(ssize_t count) {
 }
 
 void ignoreSignal(int) {}
+
+// The flag with which another socket gets the blocking mode of this one.
+int blockingOf(int32_t socket) {
+  const int flags = fcntl(socket, F_GETFL);
+  return flags >= 0 && flags & O_NONBLOCK ? SOCK_NONBLOCK : 0;
+}
 
 } // namespace
 
@@ -95,7 +102,7 @@ bool utPlatSocketSetBlocking(int32_t socket, bool blocking) {
 int32_t utPlatSocketAccept(int32_t listener, PlatSocketName *peer) {
   AnyName name{};
   socklen_t size = sizeof name;
-  const int socket = accept4(listener, &name.base, &size, SOCK_CLOEXEC);
+  const int socket = accept4(listener, &name.base, &size, SOCK_CLOEXEC | blockingOf(listener));
   if (socket < 0) fail();
   *peer = nameOf(name);
   return socket;
