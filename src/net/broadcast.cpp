@@ -39,7 +39,7 @@ int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
   uint32_t destination;
   if (!utSocketBroadcastAddress(address, &destination)) {
     utReport<Msg::broadcastAddress>(Z_TRACE_LEVEL_WARNING, address);
-    ZutWinCloseSocket(socket);
+    utSocketDiscard(socket);
     ZutErrNumSetSocket(hostUnreachable);
     return -1;
   }

@@ -13,6 +13,7 @@
 #include "core/text.h"
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -113,7 +114,31 @@ Wait waitForData(int32_t socket, double timeout) {
   return Wait::ready;
 }
 
+int64_t closingTries() {
+  return int64_t{utToInt32(utOptionNumber("_winsock_close_timeout", 0.0))} * 100;
+}
+
+int32_t closeWithin(int32_t socket, int64_t tries) {
+  for (; tries > 0; --tries) {
+    if (utPlatSocketClose(socket)) return 0;
+    if (utPlatSocketErrorGet() != utPlatWouldBlock) return -1;
+    ZutSleep(0.01);
+  }
+  return -1;
+}
+
 } // namespace
+
+bool utSocketMayRepeat() {
+  return utPlatSocketErrorGet() == utPlatInterrupted && ZutInterruptGet() == 0;
+}
+
+void utSocketDiscard(int32_t socket) {
+  ZutErrState reason;
+  ZutErrNumSave(&reason);
+  closeWithin(socket, std::max<int64_t>(closingTries(), 1));
+  ZutErrNumRestore(&reason);
+}
 
 int32_t utSocketFail(const char *call) {
   ZutErrNumSetSocket(0);
@@ -126,8 +151,8 @@ int32_t utSocketGiveUp(int32_t socket, const char *call) {
   ZutErrState reason;
   ZutErrNumSave(&reason);
   ZutPerror(call);
-  ZutWinCloseSocket(socket);
   ZutErrNumRestore(&reason);
+  utSocketDiscard(socket);
   return -1;
 }
 
@@ -156,15 +181,7 @@ int32_t Z_CALL ZutWinEndWinsock() {
   return 1;
 }
 
-int32_t Z_CALL ZutWinCloseSocket(int32_t socket) {
-  const int64_t seconds = utToInt32(utOptionNumber("_winsock_close_timeout", 0.0));
-  for (int64_t tries = seconds * 100; tries > 0; --tries) {
-    if (utPlatSocketClose(socket)) return 0;
-    if (utPlatSocketErrorGet() != utPlatWouldBlock) return -1;
-    ZutSleep(0.01);
-  }
-  return -1;
-}
+int32_t Z_CALL ZutWinCloseSocket(int32_t socket) { return closeWithin(socket, closingTries()); }
 
 int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double timeout) {
   if (socket < 0) return utFail(Err::tooSmall);

@@ -11,6 +11,20 @@ inline int32_t utFailSocket(Err error) {
   return -1;
 }
 
+// What is wrong with a port, which must not be below `smallest`; `none` when nothing is.
+constexpr Err utSocketPortFault(int32_t port, int32_t smallest) {
+  if (port < smallest) return Err::tooSmall;
+  return port > UINT16_MAX ? Err::tooLarge : Err::none;
+}
+
+// After a call of the system that failed: it was ended by a signal, and the interrupt counter does
+// not say that the caller is to stop. Such a call is repeated.
+bool utSocketMayRepeat();
+
+// Closes a socket that was not handed out, whatever the option says of closing; keeps the error
+// state.
+void utSocketDiscard(int32_t socket);
+
 // Ends a failing step: takes the reason from the system, prints it with the call's name, closes the
 // socket and keeps the reason as the caller's error state. Gives -1.
 int32_t utSocketGiveUp(int32_t socket, const char *call);

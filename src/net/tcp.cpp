@@ -79,10 +79,7 @@ void prepareClient(int32_t socket) {
 
 // Closes a socket whose name or address is wrong: the reason is set already.
 int32_t drop(int32_t socket) {
-  ZutErrState reason;
-  ZutErrNumSave(&reason);
-  ZutWinCloseSocket(socket);
-  ZutErrNumRestore(&reason);
+  utSocketDiscard(socket);
   return -1;
 }
 
