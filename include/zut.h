@@ -2712,8 +2712,10 @@ Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t 
  * Result   the socket; -1 when the node is unknown or refuses; 0 for a null node (error 3) and for
  *          a port below 1 (error 4). */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t block);
-/* Waits until the connection stands and makes the socket blocking.
- * Result   1, or 0: the socket is closed, the socket error is the reason, 10060 for the time-out.
+/* Waits until the connection stands and makes the socket blocking. A signal does not end the wait
+ * unless the interrupt counter is not 0.
+ * Result   1, or 0: the socket is closed, the socket error is the reason, 10060 for the time-out,
+ *          10004 for an interrupt.
  * Errors   7 for socket -1. */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout);
 /* A connected socket. Waits for at most socket_connect_timeout seconds, or as long as the system
@@ -2721,7 +2723,8 @@ Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeo
  * Result   the socket, or -1.
  * Errors   4 for a port below 1. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port);
-/* The new connection of a listening socket.
+/* The new connection of a listening socket. It blocks if the listener does. A signal does not end
+ * the wait unless the interrupt counter is not 0.
  * Result   the socket, or -1.
  * Errors   4 for a listener below 0; 25 when the listener does not block and nobody waits. */
 Z_EXPORT int32_t Z_CALL ZutSocketAccept(int32_t listener);
@@ -2752,7 +2755,8 @@ Z_EXPORT int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t 
  * Errors   4 for a socket below 0 and for a negative time-out other than -1.0; 7 for another mode
  *          and for a time-out that is no number. */
 Z_EXPORT int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double timeout);
-/* Receives until `length` bytes have come or the peer closes. `flags` are those of recv.
+/* Receives until `length` bytes have come or the peer closes. `flags` are those of recv. A signal
+ * does not end it unless the interrupt counter is not 0.
  * Result   the count, or -1; what came before a failure is lost.
  * Errors   4 for a socket below 0 and a length below 1. */
 Z_EXPORT int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length,

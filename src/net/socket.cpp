@@ -66,6 +66,13 @@ int32_t receiveFailed() {
   return -1;
 }
 
+int32_t receive(int32_t socket, void *buffer, int32_t length, int32_t flags) {
+  for (;;) {
+    const int32_t got = utPlatSocketReceive(socket, buffer, length, flags);
+    if (got >= 0 || !utSocketMayRepeat()) return got;
+  }
+}
+
 int32_t waitFailed() {
   ZutErrNumSetSocket(0);
   if (ZutErrNumGetSocket() != utPlatInterrupted) {
@@ -195,7 +202,7 @@ int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length, in
   int32_t count = 0;
   while (count < length) {
     char *const place = static_cast<char *>(buffer) + count;
-    const int32_t got = utPlatSocketReceive(socket, place, length - count, flags);
+    const int32_t got = receive(socket, place, length - count, flags);
     if (got < 0) return receiveFailed();
     if (got == 0) break;
     count += got;
@@ -220,7 +227,7 @@ int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length
         *timed_out_out = 1;
         return count;
       }
-      got = utPlatSocketReceive(socket, place, length - count, flags);
+      got = receive(socket, place, length - count, flags);
     }
     if (got < 0) return receiveFailed();
     if (got == 0) break;

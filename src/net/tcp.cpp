@@ -10,6 +10,9 @@
 #include "net/socket.h"
 #include "platform/platform.h"
 
+#include <algorithm>
+#include <chrono>
+
 namespace {
 
 constexpr int32_t timedOut = 10060;
@@ -91,13 +94,39 @@ bool addressOfNode(const char *node, uint32_t *address) {
   return utSocketAddressOf(node, address);
 }
 
-// Why a connection does not stand; 0 when it does.
-int32_t reasonAgainst(int32_t socket, bool ready) {
-  int32_t pending = 0;
-  if (!utPlatSocketGet(socket, PlatSocketSetting::pendingError, &pending)) {
-    return utPlatSocketErrorGet();
+// Waits for the end of connecting. A signal ends a single wait: the rest of the time is waited for
+// again, unless the interrupt counter says that the caller is to stop.
+// Result: 0, or why the wait has ended before.
+int32_t waitForConnection(int32_t socket, double timeout) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point begin = Clock::now();
+  for (double rest = timeout; !ZutSocketCheck(socket, 1, rest);) {
+    if (utErrGet() == Err::interrupted) return utPlatInterrupted;
+    if (utErrGet() != Err::socket || ZutErrNumGetSocket() != utPlatInterrupted) return timedOut;
+    const std::chrono::duration<double> passed = Clock::now() - begin;
+    if (timeout >= 0.0) rest = std::max(timeout - passed.count(), 0.0);
   }
-  return pending || ready ? pending : timedOut;
+  return 0;
+}
+
+// False, with the socket error, when the connection does not stand at the end of the wait.
+bool isConnected(int32_t socket, double timeout) {
+  const int32_t ended = waitForConnection(socket, timeout);
+  int32_t pending = 0;
+  if (!utPlatSocketGet(socket, PlatSocketSetting::pendingError, &pending)) return false;
+  const int32_t reason = pending ? pending : ended;
+  if (reason) utPlatSocketErrorSet(reason);
+  return reason == 0;
+}
+
+// A blocking call that a signal ends leaves the connection under way.
+bool connectWaiting(int32_t socket, uint32_t address, int32_t port) {
+  if (utPlatSocketConnect(socket, address, port)) return true;
+  return utSocketMayRepeat() && isConnected(socket, -1.0);
+}
+
+bool connectAtOnce(int32_t socket, uint32_t address, int32_t port) {
+  return utPlatSocketConnect(socket, address, port) || utPlatSocketErrorGet() == utPlatWouldBlock;
 }
 
 int32_t accepted(int32_t socket, const PlatSocketName &peer) {
@@ -157,16 +186,13 @@ int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t 
   if (socket == -1) return utSocketFail("socket");
   prepareClient(socket);
   if (block == 0) ZutSocketSetBlockMode(socket, 0);
-  if (utPlatSocketConnect(socket, address, port)) return socket;
-  if (block == 0 && utPlatSocketErrorGet() == utPlatWouldBlock) return socket;
-  return utSocketGiveUp(socket, "connect");
+  const auto connect = block == 0 ? connectAtOnce : connectWaiting;
+  return connect(socket, address, port) ? socket : utSocketGiveUp(socket, "connect");
 }
 
 int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout) {
   if (socket == -1) return utFail(Err::invalid);
-  const bool ready = ZutSocketCheck(socket, 1, timeout) != 0;
-  if (const int32_t reason = reasonAgainst(socket, ready)) {
-    utPlatSocketErrorSet(reason);
+  if (!isConnected(socket, timeout)) {
     utSocketGiveUp(socket, "connect");
     return 0;
   }
@@ -187,7 +213,9 @@ int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port) {
 int32_t Z_CALL ZutSocketAccept(int32_t listener) {
   if (listener < 0) return utFailSocket(Err::tooSmall);
   PlatSocketName peer;
-  const int32_t socket = utPlatSocketAccept(listener, &peer);
+  int32_t socket = -1;
+  do socket = utPlatSocketAccept(listener, &peer);
+  while (socket == -1 && utSocketMayRepeat());
   return socket == -1 ? notAccepted() : accepted(socket, peer);
 }
 

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int32_t refused = 10061, timedOut = 10060, inUse = 10048, unreachable = 10065;
+constexpr int32_t interrupted = 10004;
 
 int32_t portOf(int32_t socket) {
   int32_t port = 0;
@@ -259,18 +260,42 @@ TEST(SocketLimits, AcceptRecoversFromExhaustedDescriptors) {
   EXPECT_EQ(result.out.substr(result.out.rfind('\n') + 1), "-1 10024 1");
 }
 
-TEST_F(Socket, InterruptEndsAWaitButNotAReceiving) {
+TEST_F(Socket, SignalEndsCallsOnlyWhileTheCounterSaysStop) {
   connect();
-  ZutInterruptInit();
-  int32_t ready = -1, error = 0;
-  const bool possible = runInterrupted([&] {
-    ready = ZutSocketCheck(server, 0, 5.0);
-    error = ZutErrNumGet();
-  });
-  if (!possible) GTEST_SKIP() << "waits are not interrupted here";
-  EXPECT_EQ(ready, 0);
-  EXPECT_EQ(error, 16);
+  const Capture capture;
+  int32_t got = 0, other = -1;
+  const bool possible = runInterrupted([&] { got = ZutSocketRecvAll(server, buffer, 4, 0); },
+                                       [&] { sendBytes(client, "four"); });
+  if (!possible) GTEST_SKIP() << "calls are not interrupted here";
+  EXPECT_EQ(got, 4);
+  int32_t accepted = -1;
+  runInterrupted([&] { accepted = ZutSocketAccept(listener); },
+                 [&] { other = ZutSocketConnectBeginTcp("127.0.0.1", port, 1); });
+  EXPECT_GE(accepted, 0);
+  ZutOptionSetNumValue("_socket_listen_backlog", 0);
+  const int32_t full = ZutSocketCreateServerTcpEx("127.0.0.1", 0), target = portOf(full);
+  ZutOptionSetNumValue("_socket_listen_backlog", 100);
+  const int32_t first = ZutSocketCreateClientTcp("127.0.0.1", target); // a second one has to wait
+  const auto hang = [&](double timeout) {
+    runInterrupted([&] {
+      const int32_t socket = ZutSocketConnectBeginTcp("127.0.0.1", target, 0);
+      got = ZutSocketConnectCompleteTcp(socket, timeout);
+    });
+    return got ? 0 : ZutErrNumGetSocket();
+  };
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(hang(0.3), timedOut);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300));
+  int32_t waited = -1, taken = -1;
+  runInterrupted([&] { waited = ZutSocketConnectBeginTcp("127.0.0.1", target, 1); },
+                 [&] { taken = ZutSocketAccept(full); });
+  EXPECT_GE(waited, 0);
+  ZutInterruptSet(1);
+  EXPECT_EQ(hang(5.0), interrupted);
+  runInterrupted([&] { got = ZutSocketCheck(listener, 0, 5.0); });
+  EXPECT_TRUE(got == 0 && ZutErrNumGet() == 16) << ZutErrNumGet();
   ZutInterruptReset();
+  for (int32_t socket : {accepted, other, full, first, waited, taken}) ZutWinCloseSocket(socket);
 }
 
 TEST_F(Socket, Broadcast) {

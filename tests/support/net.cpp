@@ -47,7 +47,7 @@ int openDescriptors() {
 }
 
 bool allowDescriptors(int) { return false; }
-bool runInterrupted(const std::function<void()> &) { return false; }
+bool runInterrupted(const std::function<void()> &, const std::function<void()> &) { return false; }
 #else
 void closeBare(int32_t socket) { close(socket); }
 
@@ -70,13 +70,18 @@ bool allowDescriptors(int count) {
   return setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
-bool runInterrupted(const std::function<void()> &function) {
+bool runInterrupted(const std::function<void()> &function, const std::function<void()> &later) {
+  static std::atomic<int> caught;
+  caught = 0;
+  struct sigaction action = {};
+  action.sa_handler = [](int) { ++caught; };
+  sigaction(SIGUSR1, &action, nullptr);
   const pthread_t here = pthread_self();
   std::atomic<bool> done{false};
   std::thread storm([&] {
-    while (!done) {
-      pthread_kill(here, SIGINT);
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (bool over = false; !done; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+      pthread_kill(here, SIGUSR1);
+      if (caught >= 3 && !over) later(), over = true;
     }
   });
   function();

@@ -19,6 +19,7 @@ void closeBare(int32_t socket);
 int openDescriptors();
 // Lets the process open `count` more descriptors; false where the system cannot.
 bool allowDescriptors(int count);
-// Runs `function` while this thread gets an interrupt again and again; false where the system
-// cannot.
-bool runInterrupted(const std::function<void()> &function);
+// Runs `function` while this thread catches a signal again and again, and `later` in another thread
+// once some were caught; false where the system cannot.
+bool runInterrupted(
+    const std::function<void()> &function, const std::function<void()> &later = [] {});
