@@ -2762,8 +2762,8 @@ Z_EXPORT int32_t Z_CALL ZutSocketCheck(int32_t socket, int32_t mode, double time
 Z_EXPORT int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length,
                                          int32_t flags);
 /* The same with a time-out for each wait. A wait that fails is reported (message 5266) and
- * repeated, unless the value is not that of an open socket or the arguments are wrong. Urgent data
- * does not end a wait.
+ * repeated, unless the value is not that of an open socket, the arguments are wrong or the socket
+ * layer was ended. Urgent data does not end a wait.
  * Result   the count, less than `length` when the peer closed or, with *timed_out_out 1, when
  *          nothing came in time; or -1. */
 Z_EXPORT int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length,

@@ -95,13 +95,12 @@ int32_t waitFor(int32_t socket, PlatSocketFor what, double timeout) {
   return waitFailed();
 }
 
-// After a wait that failed: is there a point in another one? Arguments stay wrong and a socket that
-// is closed stays closed.
+// After a wait that failed: is there a point in another one? Arguments stay wrong, a socket that is
+// closed stays closed, and a socket layer that was ended is not started again here.
 bool mayWaitAgain() {
-  constexpr int32_t badHandle = 10009, notSocket = 10038;
-  const int32_t reason = ZutErrNumGetSocket();
+  constexpr int32_t lasting[] = {10009, 10022, 10038, 10093};
   if (utErrGet() == Err::interrupted) return true;
-  return utErrGet() == Err::socket && reason != badHandle && reason != notSocket;
+  return utErrGet() == Err::socket && std::ranges::count(lasting, ZutErrNumGetSocket()) == 0;
 }
 
 bool wasInterrupted() {
