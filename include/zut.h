@@ -2703,14 +2703,14 @@ Z_EXPORT int32_t Z_CALL ZutWinCloseSocket(int32_t socket);
  * this machine; port 0 lets the system choose (ZutSocketGetPort). The backlog is the option
  * _socket_listen_backlog. The first takes "_any".
  * Result   the socket, or -1.
- * Errors   4 for a port below -1. */
+ * Errors   4 for a port below -1, 5 for one above 65535. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcp(int32_t port);
 Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port);
 /* Begins to connect; with `block` 0 it does not wait, and ZutSocketConnectCompleteTcp must follow.
  * While the variable TRANSLATE_NODE_NAME is set, the variable named like the node, if there is one,
  * replaces its name.
  * Result   the socket; -1 when the node is unknown or refuses; 0 for a null node (error 3) and for
- *          a port below 1 (error 4). */
+ *          a port below 1 (error 4) or above 65535 (error 5). */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t block);
 /* Waits until the connection stands and makes the socket blocking. A signal does not end the wait
  * unless the interrupt counter is not 0.
@@ -2721,7 +2721,7 @@ Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeo
 /* A connected socket. Waits for at most socket_connect_timeout seconds, or as long as the system
  * does when that is 0.
  * Result   the socket, or -1.
- * Errors   4 for a port below 1. */
+ * Errors   4 for a port below 1, 5 for one above 65535. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port);
 /* The new connection of a listening socket. It blocks if the listener does. A signal does not end
  * the wait unless the interrupt counter is not 0.
@@ -2739,12 +2739,13 @@ Z_EXPORT int32_t Z_CALL ZutSocketCreateClientDecnet(const char *node, const char
 
 /* A UDP socket that receives what is sent to `port` of any address of this machine.
  * Result   the socket, or -1.
- * Errors   4 for a port below 0. */
+ * Errors   4 for a port below 0, 5 for one above 65535. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateServerBcast(int32_t port);
 /* A UDP socket that may broadcast, and in `destination_out` where to send: "255.255.255.255",
  * numbers and dots, or for a host's name every host of that host's network.
  * Result   the socket, or -1.
- * Errors   4 for a port below 1; socket error 10065 for an address that means nothing. */
+ * Errors   4 for a port below 1, 5 for one above 65535; socket error 10065 for an address that
+ *          means nothing. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
                                                    ZutSocketAddr *destination_out);
 

@@ -20,7 +20,7 @@ constexpr uint16_t networkOrder(int32_t port) {
 extern "C" {
 
 int32_t Z_CALL ZutSocketCreateServerBcast(int32_t port) {
-  if (port < 0) return utFailSocket(Err::tooSmall);
+  if (const Err fault = utSocketPortFault(port, 0); fault != Err::none) return utFailSocket(fault);
   ZutWinStartWinsock();
   const int32_t socket = utPlatSocketOpen(PlatSocketKind::udp);
   if (socket == -1) return utSocketFail("socket");
@@ -31,7 +31,7 @@ int32_t Z_CALL ZutSocketCreateServerBcast(int32_t port) {
 int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
                                           ZutSocketAddr *destination_out) {
   if (!address || !destination_out) return utFailSocket(Err::nullPointer);
-  if (port < 1) return utFailSocket(Err::tooSmall);
+  if (const Err fault = utSocketPortFault(port, 1); fault != Err::none) return utFailSocket(fault);
   ZutWinStartWinsock();
   const int32_t socket = utPlatSocketOpen(PlatSocketKind::udp);
   if (socket == -1) return utSocketFail("socket");

@@ -163,7 +163,7 @@ int32_t Z_CALL ZutSocketCreateServerTcp(int32_t port) {
 
 int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port) {
   if (!address) return utFailSocket(Err::nullPointer);
-  if (port < -1) return utFailSocket(Err::tooSmall);
+  if (const Err fault = utSocketPortFault(port, -1); fault != Err::none) return utFailSocket(fault);
   ZutWinStartWinsock();
   const int32_t socket = utPlatSocketOpen(PlatSocketKind::tcp);
   if (socket == -1) return utSocketFail("socket");
@@ -178,7 +178,7 @@ int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port) {
 
 int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t block) {
   if (!node) return utFail(Err::nullPointer);
-  if (port < 1) return utFail(Err::tooSmall);
+  if (const Err fault = utSocketPortFault(port, 1); fault != Err::none) return utFail(fault);
   ZutWinStartWinsock();
   uint32_t address;
   if (!addressOfNode(node, &address)) return -1;
@@ -202,7 +202,7 @@ int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout) {
 
 int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port) {
   if (!node) return utFailSocket(Err::nullPointer);
-  if (port < 1) return utFailSocket(Err::tooSmall);
+  if (const Err fault = utSocketPortFault(port, 1); fault != Err::none) return utFailSocket(fault);
   const double timeout = utOptionNumber("socket_connect_timeout", 0.0);
   const bool waits = timeout > 0.0;
   const int32_t socket = ZutSocketConnectBeginTcp(node, port, waits ? 0 : 1);

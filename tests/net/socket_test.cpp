@@ -78,23 +78,29 @@ TEST_F(Socket, ConnectsInTwoPhasesAndKnowsItsNames) {
 }
 
 TEST_F(Socket, ArgumentsAreChecked) {
-  EXPECT_EQ(ZutSocketConnectBeginTcp("localhost", 0, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 4);
-  EXPECT_EQ(ZutSocketConnectBeginTcp(nullptr, 1, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  EXPECT_EQ(ZutSocketCreateServerTcpEx("_any", -2), -1);
-  EXPECT_EQ(ZutErrNumGet(), 4);
-  EXPECT_EQ(ZutSocketConnectCompleteTcp(-1, 0.0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  EXPECT_EQ(ZutSocketCheck(listener, 2, 0.0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  EXPECT_EQ(ZutSocketCheck(listener, 0, -2.0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 4);
-  EXPECT_EQ(ZutSocketRecvAll(listener, buffer, 0, 0), -1);
-  EXPECT_EQ(ZutErrNumGet(), 4);
+  const int32_t beyond = 65536 + port; // in 16 bits the listener's
   int32_t mode;
-  EXPECT_EQ(ZutSocketGetBlockMode(listener, &mode), 0);
-  EXPECT_EQ(ZutErrNumGet(), 8);
+  ZutSocketAddr to;
+  const struct {
+    int32_t got, error, result, reason;
+  } rows[] = {
+      {ZutSocketConnectBeginTcp("localhost", 0, 0), ZutErrNumGet(), 0, 4},
+      {ZutSocketConnectBeginTcp("localhost", beyond, 0), ZutErrNumGet(), 0, 5},
+      {ZutSocketConnectBeginTcp(nullptr, 1, 0), ZutErrNumGet(), 0, 3},
+      {ZutSocketCreateClientTcp("localhost", beyond), ZutErrNumGet(), -1, 5},
+      {ZutSocketCreateServerTcpEx("_any", -2), ZutErrNumGet(), -1, 4},
+      {ZutSocketCreateServerTcp(65536), ZutErrNumGet(), -1, 5},
+      {ZutSocketCreateServerBcast(65536), ZutErrNumGet(), -1, 5},
+      {ZutSocketCreateClientBcast("127.0.0.1", 65537, &to), ZutErrNumGet(), -1, 5},
+      {ZutSocketConnectCompleteTcp(-1, 0.0), ZutErrNumGet(), 0, 7},
+      {ZutSocketCheck(listener, 2, 0.0), ZutErrNumGet(), 0, 7},
+      {ZutSocketCheck(listener, 0, -2.0), ZutErrNumGet(), 0, 4},
+      {ZutSocketRecvAll(listener, buffer, 0, 0), ZutErrNumGet(), -1, 4},
+      {ZutSocketGetBlockMode(listener, &mode), ZutErrNumGet(), 0, 8},
+  };
+  for (const auto &row : rows) {
+    EXPECT_TRUE(row.got == row.result && row.error == row.reason) << &row - rows;
+  }
   EXPECT_EQ(ZutSocketCreateServerDecnet("object"), -1);
   EXPECT_EQ(ZutErrNumGetSocket(), 10043);
   EXPECT_EQ(ZutSocketConnectCompleteLocal(1), 1);
