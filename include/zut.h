@@ -2719,7 +2719,8 @@ Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port,
  * Errors   7 for socket -1. */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout);
 /* A connected socket. Waits for at most socket_connect_timeout seconds, or as long as the system
- * does when that is 0.
+ * does when that is 0. The look-up of the node's name comes before and takes as long as the name
+ * service does.
  * Result   the socket, or -1.
  * Errors   4 for a port below 1, 5 for one above 65535. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port);
