@@ -1,6 +1,6 @@
 // The driver "zstd": Zstandard frames. The argument is the level, 1 to 19, 3 when there is none.
 // Modes as the library means them: 0 go on, 1 flush, 2 end the frame; the next call begins a new
-// one.
+// one. Skippable frames before a frame are passed over.
 //
 // A context cannot be put back, so a call whose output finds too little room keeps it, and the
 // call's repetition goes on from there.
@@ -10,11 +10,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <initializer_list>
 
 namespace {
 
-constexpr int32_t tooSmall = 4, invalid = 7, corrupt = 24;
+constexpr int32_t tooSmall = 4, tooLarge = 5, invalid = 7, corrupt = 24, noMemory = 30;
 constexpr int32_t largest = INT32_MAX - 1048576; // output; behind it a piece of zstd's still fits
 
 // Output that waits for room, and how much input it stands for.
@@ -24,11 +23,18 @@ struct Pending {
   bool waits;
 };
 
+// The first bytes of the frame that is decompressed, which may come in pieces.
+struct Magic {
+  uint32_t value;
+  int32_t count;
+};
+
 struct Codec {
   ZSTD_CCtx *compressor;
   ZSTD_DCtx *decompressor;
   Pending compressed;
   Pending plain;
+  Magic magic;
   bool inFrame; // decompressing stopped within a frame
   bool goesOn;  // it has more to do
   uint32_t operations;
@@ -65,20 +71,52 @@ int32_t deliver(Pending &pending, ZutBuf &destination, ZutBuf &source) {
   return 1;
 }
 
-bool runCompressor(Codec &codec, const ZutBuf &source, int32_t mode) {
+void emptyPending(Pending &pending) {
+  pending.waits = false;
+  ZutBufSetSize(pending.output, 0);
+}
+
+// --- Compressing ---
+
+void resetCompressor(Codec &codec) {
+  ZSTD_CCtx_reset(codec.compressor, ZSTD_reset_session_only);
+  emptyPending(codec.compressed);
+}
+
+// 0, or an error number.
+int32_t runCompressor(Codec &codec, const ZutBuf &source, int32_t mode) {
   constexpr ZSTD_EndDirective ends[] = {ZSTD_e_continue, ZSTD_e_flush, ZSTD_e_end};
   ZutBuf &output = *codec.compressed.output;
   ZSTD_inBuffer in = unreadOf(source);
   for (bool more = true; more;) {
-    if (output.size > largest) return false;
+    if (output.size > largest) return tooLarge;
     ZSTD_outBuffer out = roomIn(output, ZSTD_CStreamOutSize());
     const size_t left = ZSTD_compressStream2(codec.compressor, &out, &in, ends[mode]);
-    if (ZSTD_isError(left)) return false;
+    if (ZSTD_isError(left)) return corrupt;
     output.size = static_cast<int32_t>(out.pos);
     more = mode == 0 ? in.pos < in.size : left > 0;
   }
   codec.compressed.taken = static_cast<int32_t>(in.pos);
-  return true;
+  return 0;
+}
+
+// --- Decompressing ---
+
+void resetDecompressor(Codec &codec) {
+  ZSTD_DCtx_reset(codec.decompressor, ZSTD_reset_session_only);
+  emptyPending(codec.plain);
+  codec.magic = {};
+  codec.inFrame = false;
+}
+
+void noteMagic(Magic &magic, const ZSTD_inBuffer &in, size_t from) {
+  const auto *bytes = static_cast<const uint8_t *>(in.src);
+  for (; from < in.pos && magic.count < 4; ++from, ++magic.count)
+    magic.value |= static_cast<uint32_t>(bytes[from]) << (8 * magic.count);
+}
+
+bool isSkippable(const Magic &magic) {
+  return (magic.value & ZSTD_MAGIC_SKIPPABLE_MASK) == ZSTD_MAGIC_SKIPPABLE_START;
 }
 
 // To the end of the frame or of the input, or until the output needs more than `room`: a small
@@ -89,11 +127,14 @@ bool runDecompressor(Codec &codec, const ZutBuf &source, int32_t room) {
   in.pos = static_cast<size_t>(codec.plain.taken);
   while (codec.goesOn && output.size <= room) {
     ZSTD_outBuffer out = roomIn(output, ZSTD_DStreamOutSize());
+    const size_t from = in.pos;
     const size_t left = ZSTD_decompressStream(codec.decompressor, &out, &in);
     if (ZSTD_isError(left)) return false;
     output.size = static_cast<int32_t>(out.pos);
-    codec.inFrame = left > 0;
-    codec.goesOn = left > 0 && (in.pos < in.size || out.pos == out.size);
+    noteMagic(codec.magic, in, from);
+    codec.inFrame = left > 0 || isSkippable(codec.magic);
+    codec.goesOn = codec.inFrame && (in.pos < in.size || out.pos == out.size);
+    if (left == 0) codec.magic = {};
   }
   codec.plain.taken = static_cast<int32_t>(in.pos);
   return true;
@@ -112,6 +153,15 @@ int levelOf(const char *args) {
   return level <= 19 ? level : 0;
 }
 
+void Z_CALL destroy(void *state) {
+  Codec &codec = codecOf(state);
+  ZSTD_freeCCtx(codec.compressor);
+  ZSTD_freeDCtx(codec.decompressor);
+  ZutBufDestroy(codec.compressed.output);
+  ZutBufDestroy(codec.plain.output);
+  ZutFree(state);
+}
+
 void *Z_CALL create(const char *args) {
   const int level = levelOf(args);
   if (level == 0) {
@@ -121,30 +171,29 @@ void *Z_CALL create(const char *args) {
   auto *codec = static_cast<Codec *>(ZutCalloc(sizeof(Codec)));
   codec->compressor = ZSTD_createCCtx();
   codec->decompressor = ZSTD_createDCtx();
-  ZSTD_CCtx_setParameter(codec->compressor, ZSTD_c_compressionLevel, level);
   codec->compressed.output = ZutBufCreate(0);
   codec->plain.output = ZutBufCreate(0);
+  if (!codec->compressor || !codec->decompressor) {
+    destroy(codec);
+    fail(noMemory);
+    return nullptr;
+  }
+  ZSTD_CCtx_setParameter(codec->compressor, ZSTD_c_compressionLevel, level);
   return codec;
 }
 
 int32_t Z_CALL reset(void *state) {
-  Codec &codec = codecOf(state);
-  ZSTD_CCtx_reset(codec.compressor, ZSTD_reset_session_only);
-  ZSTD_DCtx_reset(codec.decompressor, ZSTD_reset_session_only);
-  for (Pending *pending : {&codec.compressed, &codec.plain}) {
-    pending->waits = false;
-    ZutBufSetSize(pending->output, 0);
-  }
-  codec.inFrame = false;
+  resetCompressor(codecOf(state));
+  resetDecompressor(codecOf(state));
   return 1;
 }
 
 int32_t Z_CALL compress(void *state, ZutBuf *destination, ZutBuf *source, int32_t mode) {
   Codec &codec = codecOf(state);
   Pending &pending = codec.compressed;
-  if (!pending.waits && !runCompressor(codec, *source, mode)) {
-    reset(state);
-    return fail(corrupt);
+  if (const int32_t error = pending.waits ? 0 : runCompressor(codec, *source, mode)) {
+    resetCompressor(codec);
+    return fail(error);
   }
   const int32_t size = destination->size;
   if (!deliver(pending, *destination, *source)) return 0;
@@ -164,9 +213,10 @@ int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int3
   const int32_t room = std::min(destination->capacity - destination->size, largest);
   const bool good = runDecompressor(codec, *source, room);
   const bool cut = mode == 2 && codec.inFrame && !codec.goesOn;
-  if (!good || cut) {
-    reset(state);
-    return fail(corrupt);
+  const bool endless = codec.goesOn && pending.output->size > largest;
+  if (!good || cut || endless) {
+    resetDecompressor(codec);
+    return fail(good && endless ? tooLarge : corrupt);
   }
   return deliver(pending, *destination, *source);
 }
@@ -178,15 +228,6 @@ int32_t Z_CALL getStats(void *state, ZutCompressorStats *stats) {
   stats->bytes_in = codec.bytesIn;
   stats->bytes_out = codec.bytesOut;
   return 1;
-}
-
-void Z_CALL destroy(void *state) {
-  Codec &codec = codecOf(state);
-  ZSTD_freeCCtx(codec.compressor);
-  ZSTD_freeDCtx(codec.decompressor);
-  ZutBufDestroy(codec.compressed.output);
-  ZutBufDestroy(codec.plain.output);
-  ZutFree(state);
 }
 
 } // namespace
