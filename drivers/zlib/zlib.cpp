@@ -64,13 +64,14 @@ int32_t judge(int result, const z_stream &z, int32_t mode) {
   return mode == 2 ? corrupt : 0; // the input ended before its stream
 }
 
-// Puts back what was saved. Without the memory for that the stream is lost, and the next call opens
-// a new one.
+// Puts back what was saved. False: there is no memory for it, the stream is lost, and the next call
+// opens a new one.
 template <class Way>
-void putBack(Stream &stream, z_stream &before) {
+bool putBack(Stream &stream, z_stream &before) {
   Way::end(stream.z);
   stream.open = Way::copy(stream.z, before) == Z_OK;
   Way::end(before);
+  return stream.open;
 }
 
 // Works on the unread part of `source`; takes and gives everything or nothing.
@@ -89,8 +90,8 @@ int32_t work(Stream &stream, ZutBuf &destination, ZutBuf &source, int32_t mode) 
   z.avail_out = static_cast<uInt>(room);
   const int result = Way::run(z, flushes[mode]);
   if (const int32_t error = judge(result, z, mode)) {
-    if (fresh) Way::reset(z);
-    else putBack<Way>(stream, before);
+    if (!fresh) return putBack<Way>(stream, before) ? error : noMemory;
+    Way::reset(z);
     return error;
   }
   if (!fresh) Way::end(before);
