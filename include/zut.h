@@ -2849,8 +2849,8 @@ ZutCompressorInit(const char *name, ZutCompressorCreateFunc create, ZutCompresso
                   ZutCompressorResetFunc reset, ZutCompressorDestroyFunc destroy);
 /* A compressor of the named driver; null takes the option Compression_Name, and Compression_Args
  * for the driver's argument. Loads the driver when it is not registered.
- * Errors   8, with a message that names the file, when there is no such driver; the driver's own
- *          when it refuses the argument. */
+ * Errors   8, with a message that names the file, when there is no such driver, neither as the name
+ *          is written nor in lower case; the driver's own when it refuses the argument. */
 Z_EXPORT ZutCompressor *Z_CALL ZutCompressorCreate(const char *name, const char *args);
 /* While the option Compression_Stats is on, compressing prints a message of statistics, at most
  * every 30 seconds for each compressor, at once after it is reset.

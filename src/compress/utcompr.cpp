@@ -10,6 +10,7 @@
 #include "core/memory.h"
 #include "core/process.h"
 #include "core/report.h"
+#include "core/text.h"
 
 #include <cstdio>
 
@@ -50,14 +51,22 @@ const Driver *findDriver(const char *name) {
 }
 
 // Two threads may load one driver at once: the second finds its name taken, which is as good.
-const Driver *loadDriver(const char *name) {
+const Driver *driverOfLibrary(const char *library, const char *name) {
   using Init = int32_t(Z_CALL *)();
-  ZutLibrary *library = ZutLibraryLoad(name, 1);
-  void *symbol = library ? ZutLibrarySymbolLookup(library, "ZcompressorDriverInit") : nullptr;
-  if (symbol) {
-    reinterpret_cast<Init>(symbol)();
-    if (const Driver *driver = findDriver(name)) return driver;
-  }
+  ZutLibrary *loaded = ZutLibraryLoad(library, 1);
+  void *symbol = loaded ? ZutLibrarySymbolLookup(loaded, "ZcompressorDriverInit") : nullptr;
+  if (!symbol) return nullptr;
+  reinterpret_cast<Init>(symbol)();
+  return findDriver(name);
+}
+
+// The names of drivers ignore case, those of files do not everywhere: lower case is tried as well.
+const Driver *loadDriver(const char *name) {
+  if (const Driver *driver = driverOfLibrary(name, name)) return driver;
+  char *lower = utLowerText(utDup(name, "driver name"));
+  const Driver *driver = driverOfLibrary(lower, name);
+  Z_FREE(lower, "driver name");
+  if (driver) return driver;
   char *file = utLibraryFileName(name);
   utReport<Msg::compressorDriver>(Z_TRACE_LEVEL_WARNING, file);
   Z_FREE(file, "library name");
