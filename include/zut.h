@@ -2802,8 +2802,11 @@ Z_EXPORT int32_t Z_CALL ZutCompareNodeNames(const char *a, const char *b, int32_
 /* ---- Compressor (utcompr) ----
  * A frame for compression: the library has no algorithm of its own. A driver is a named set of
  * functions, usually in a library that is loaded when its name is first used; a compressor is one
- * stream of a driver. ZutCompress and ZutUncompress take theirs from a pool and serve whole
- * messages. What compressed data looks like is the driver's.
+ * stream of a driver. What compressed data looks like is the driver's.
+ *
+ * ZutCompress and ZutUncompress serve whole messages. Their compressors are those of the options
+ * Compression_Name and Compression_Args; a change holds from the next message on. Eight are made at
+ * the first message and kept in a pool, which grows to what is in use at one time.
  *
  * A driver's library defines `Z_DRIVER_EXPORT int32_t Z_CALL ZcompressorDriverInit(void)`, which
  * registers the driver under the library's name with ZutCompressorInit and gives its result. It is
@@ -2833,7 +2836,8 @@ typedef struct ZutCompressorStats {
 /* A driver's functions. Create gives the state of a stream, null when it refuses the text. The two
  * that work append to the destination, advance the offset of the source by what they took, and
  * give 1; or they give 0 with an error number: with 4 the destination was too small, nothing was
- * taken or lost, and the call may be repeated with a larger one. */
+ * taken or lost, and the call may be repeated with a larger one. Reset gives 0
+ * when it fails. */
 typedef void *(Z_CALL *ZutCompressorCreateFunc)(const char *args);
 typedef int32_t(Z_CALL *ZutCompressorWorkFunc)(void *state, ZutBuf *destination, ZutBuf *source,
                                                int32_t mode);
@@ -2866,7 +2870,9 @@ Z_EXPORT int32_t Z_CALL ZutCompressorSetIdent(ZutCompressor *compressor, const c
 Z_EXPORT int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor);
 Z_EXPORT int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor);
 
-/* The whole source as one finished stream into `destination`, which grows as needed.
+/* The whole source as one finished stream into `destination`, which grows as needed, up to 2 GB:
+ * a short text from outside may unpack to that. To set a limit, give ZutCompressorUncompress a
+ * destination of that capacity: error 4 says that it is not enough.
  * Result   the driver's, or 0.
  * Errors   7 for a static destination; 8 when there is no driver; 5 for data that does not fit into
  *          any buffer; the driver's. */

@@ -13,6 +13,7 @@
 #include "core/text.h"
 
 #include <cstdio>
+#include <utility>
 
 struct Driver {
   char *name;
@@ -28,6 +29,7 @@ struct ZutCompressor {
   ZutDqNode links; // while it is in the pool
   void *state;
   const Driver *driver;
+  char *args; // what it was made with, or null
   ZutCompressorStats stats;
   double nextStatsTime; // wall time before which no statistics are printed
   char *ident;
@@ -83,6 +85,7 @@ ZutCompressor *create(const char *name, const char *args) {
   auto *compressor = utNew<ZutCompressor>("comp");
   compressor->state = state;
   compressor->driver = driver;
+  compressor->args = args ? utDup(args, "comp->args") : nullptr;
   return compressor;
 }
 
@@ -106,6 +109,44 @@ int32_t checkWork(const ZutCompressor *compressor, const ZutBuf *destination, co
   return mode >= 0 && mode <= finish ? 1 : utFail(Err::invalid);
 }
 
+// --- The pool ---
+
+bool sameText(const char *a, const char *b) { return a && b ? utSame(a, b) : a == b; }
+
+// Is it what the options say at the moment?
+bool isAsWanted(const ZutCompressor &compressor) {
+  char *name = utOptionDup("Compression_Name");
+  char *args = utOptionDup("Compression_Args");
+  const bool same = name && utSameWord(name, compressor.driver->name);
+  const bool wanted = same && sameText(args, compressor.args);
+  ZutFree(name);
+  ZutFree(args);
+  return wanted;
+}
+
+// What stood in its place keeps its ident. Null when none can be made.
+ZutCompressor *replace(ZutCompressor *old) {
+  char *ident = old ? std::exchange(old->ident, nullptr) : nullptr;
+  if (old) ZutCompressorDestroy(old);
+  ZutCompressor *compressor = ZutCompressorCreate(nullptr, nullptr);
+  if (compressor) compressor->ident = ident;
+  else Z_FREE(ident, "comp->ident_str");
+  return compressor;
+}
+
+// One that failed may be in the middle of a stream. Without a function that resets it, nobody could
+// use it again.
+void giveBack(ZutCompressor *compressor, bool failed) {
+  if (!failed || compressor->driver->reset) {
+    utCompressorPoolPut(compressor);
+    return;
+  }
+  ZutErrState reason;
+  ZutErrNumSave(&reason);
+  ZutCompressorDestroy(compressor);
+  ZutErrNumRestore(&reason);
+}
+
 // --- Whole messages ---
 
 using Work = int32_t(Z_CALL *)(ZutCompressor *, ZutBuf *, ZutBuf *, int32_t);
@@ -125,7 +166,7 @@ int32_t serve(Work work, ZutBuf *destination, ZutBuf *source) {
   ZutCompressor *compressor = utCompressorPoolGet();
   if (!compressor) return 0;
   const int32_t result = workGrowing(work, compressor, destination, source);
-  utCompressorPoolPut(compressor);
+  giveBack(compressor, result == 0);
   return result;
 }
 
@@ -153,9 +194,8 @@ ZutCompressor *utCompressorPoolGet() {
     const ProcessGuard guard;
     compressor = reinterpret_cast<ZutCompressor *>(ZutDqPop(pool));
   }
-  if (!compressor) return ZutCompressorCreate(nullptr, nullptr);
-  ZutCompressorReset(compressor);
-  return compressor;
+  const bool ready = compressor && isAsWanted(*compressor) && ZutCompressorReset(compressor);
+  return ready ? compressor : replace(compressor);
 }
 
 int32_t utCompressorPoolPut(ZutCompressor *compressor) {
@@ -235,6 +275,7 @@ int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor) {
 int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor) {
   if (!compressor) return utFail(Err::nullPointer);
   compressor->driver->destroy(compressor->state);
+  Z_FREE(compressor->args, "comp->args");
   Z_FREE(compressor->ident, "comp->ident_str");
   Z_FREE(compressor, "comp");
   return 1;
