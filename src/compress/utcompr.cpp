@@ -12,6 +12,7 @@
 #include "core/report.h"
 #include "core/text.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -107,6 +108,26 @@ int32_t checkWork(const ZutCompressor *compressor, const ZutBuf *destination, co
                   int32_t mode) {
   if (!compressor || !destination || !source) return utFail(Err::nullPointer);
   return mode >= 0 && mode <= finish ? 1 : utFail(Err::invalid);
+}
+
+// Drivers are foreign code: behind a size beyond the capacity, every later write would run over the
+// end of the buffer.
+int32_t checkDone(ZutBuf &destination, int32_t size, ZutBuf &source, int32_t offset,
+                  int32_t result) {
+  const bool written = destination.size >= 0 && destination.size <= destination.capacity;
+  const bool read = source.offset >= 0 && source.offset <= std::max(source.size, offset);
+  if (written && read) return result;
+  destination.size = std::min(size, destination.capacity);
+  source.offset = offset;
+  return utFail(Err::corrupt);
+}
+
+// Calls the driver.
+int32_t work(ZutCompressorWorkFunc function, ZutCompressor &compressor, ZutBuf &destination,
+             ZutBuf &source, int32_t mode) {
+  const int32_t size = destination.size, offset = source.offset;
+  const int32_t result = function(compressor.state, &destination, &source, mode);
+  return checkDone(destination, size, source, offset, result);
 }
 
 // --- The pool ---
@@ -238,7 +259,8 @@ ZutCompressor *Z_CALL ZutCompressorCreate(const char *name, const char *args) {
 int32_t Z_CALL ZutCompressorCompress(ZutCompressor *compressor, ZutBuf *destination, ZutBuf *source,
                                      int32_t mode) {
   if (!checkWork(compressor, destination, source, mode)) return 0;
-  const int32_t result = compressor->driver->compress(compressor->state, destination, source, mode);
+  const int32_t result =
+      work(compressor->driver->compress, *compressor, *destination, *source, mode);
   const Err error = utErrGet();
   printStats(*compressor);
   if (!result) utErrSet(error);
@@ -248,7 +270,7 @@ int32_t Z_CALL ZutCompressorCompress(ZutCompressor *compressor, ZutBuf *destinat
 int32_t Z_CALL ZutCompressorUncompress(ZutCompressor *compressor, ZutBuf *destination,
                                        ZutBuf *source, int32_t mode) {
   if (!checkWork(compressor, destination, source, mode)) return 0;
-  return compressor->driver->uncompress(compressor->state, destination, source, mode);
+  return work(compressor->driver->uncompress, *compressor, *destination, *source, mode);
 }
 
 int32_t Z_CALL ZutCompressorGetStats(ZutCompressor *compressor, ZutCompressorStats *out) {
