@@ -2237,7 +2237,8 @@ Z_EXPORT int32_t Z_CALL ZutTimeMultInt(ZutTimePair *out, const ZutTimePair *time
  * when it is at the current time. White space and the comments of the command language may stand
  * between the parts of a text. What cannot be read gives 0 with a message that names the bad part,
  * and no error number. Times before 1970 or after 9999 have no text: it is "error", the result 0.
- * The zone is that of the environment variable TZ or of the system. */
+ * The zone is that of the environment variable TZ or of the system. ZutPutenv changes it at once; a
+ * program that sets TZ by other means tells the runtime (tzset) as well. */
 /* Give a text or a time and 1, or 0 when there is none. The current converter's functions are
  * called with the process mutex held. A text stays the converter's own. */
 typedef int32_t(Z_CALL *ZutTimeNumToStrFunc)(double time, const char **text);

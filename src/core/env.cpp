@@ -7,6 +7,7 @@
 #include "core/report.h"
 #include "core/text.h"
 #include "platform/platform.h"
+#include "platform/platform_time.h"
 #include "thread/threadblock.h"
 #include "thread/utlock.h"
 
@@ -79,6 +80,7 @@ int32_t Z_CALL ZutPutenv(const char *assignment) {
   {
     const FastGuard guard(lock);
     done = utPlatSetVariable(name, equals + 1);
+    if (done && utSameWord(name, "TZ")) utPlatZoneRefresh();
   }
   Z_FREE(name, "(enviroment)");
   if (done) return 1;

@@ -13,6 +13,12 @@ struct PlatZone {
 };
 PlatZone utPlatZone(int64_t utc);
 
+// Reads TZ again. The runtime does so only when it is told to.
+void utPlatZoneRefresh();
+// A number that is another one after a refresh, and after the program has told the runtime itself
+// (tzset) and got another distance from universal time or another use of daylight-saving time.
+uint32_t utPlatZoneGeneration();
+
 // Lets the calling thread rest for at least `seconds`, whatever signals arrive. Nothing happens
 // for 0, negative numbers and NaN; very long times are cut to a few weeks.
 void utPlatSleep(double seconds);

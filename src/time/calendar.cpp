@@ -1,7 +1,8 @@
 // Own calendar arithmetic, the same on every platform; only the zone's offset comes from the
 // system, which takes longer to tell it than all the rest. So weeks in which the zone does not
-// change are remembered: each entry of `zones` holds a week and its zone in one word, read and
-// written whole, without a lock. The table spans 78 years without a collision.
+// change are remembered: each entry of `zones` holds a week, its zone and the generation of the
+// process's zone in one word, read and written whole, without a lock. The table spans 78 years
+// without a collision. An entry of another generation is as good as none.
 #include "time/calendar.h"
 
 #include <algorithm>
@@ -25,18 +26,26 @@ constexpr int64_t daySeconds = 86400;
 constexpr int64_t weekSeconds = 7 * daySeconds;
 constexpr uint32_t zoneCount = 4096;
 
-// The week's number plus one in the upper half (0: empty), twice the offset plus the daylight flag
-// in the lower, or `mixed` for a week in which the zone changes.
+// From the lowest bit on: the zone, the week's number plus one (0: empty), the generation.
 constinit std::atomic<uint64_t> zones[zoneCount] = {};
-constexpr auto mixed = static_cast<uint32_t>(INT32_MIN);
+constexpr int zoneBits = 19, weekBits = 19;
 
-constexpr uint32_t pack(PlatZone zone) {
-  return static_cast<uint32_t>(zone.offset) * 2 + (zone.daylight ? 1 : 0);
+constexpr uint64_t keyOf(uint32_t generation, uint32_t week) {
+  return uint64_t{generation} << weekBits | (week + 1);
 }
 
-constexpr PlatZone unpack(uint32_t word) {
-  const auto value = static_cast<int32_t>(word);
-  return {value >> 1, (value & 1) != 0};
+// A zone is twice the offset, which is less than 28 hours either way, plus the daylight flag; or
+// `mixed`, for a week in which the zone changes.
+constexpr int32_t bias = 100000;
+constexpr uint32_t mixed = (1u << zoneBits) - 1;
+
+constexpr uint32_t pack(PlatZone zone) {
+  if (zone.offset <= -bias || zone.offset >= bias) return mixed;
+  return static_cast<uint32_t>(zone.offset + bias) * 2 + (zone.daylight ? 1 : 0);
+}
+
+constexpr PlatZone unpack(uint32_t zone) {
+  return {static_cast<int32_t>(zone >> 1) - bias, (zone & 1) != 0};
 }
 
 // No zone changes and changes back within a day, so a look at every day finds each change.
@@ -60,10 +69,12 @@ int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day) {
   return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
 }
 
-// The inverse, in the same eras; 32 bits hold every day up to the year 9999.
+// The inverse, in the same eras, counted from their beginning: nothing is negative, and 32 bits
+// hold every day up to the year 9999.
 CivilTime utCivilTime(int64_t seconds) {
-  const auto days = static_cast<uint32_t>(seconds / daySeconds);
-  const uint32_t shifted = days + 719468;
+  constexpr uint32_t before1970 = 719468;
+  seconds += before1970 * daySeconds;
+  const auto shifted = static_cast<uint32_t>(seconds / daySeconds);
   const uint32_t era = shifted / 146097;
   const uint32_t dayOfEra = shifted - era * 146097;
   const uint32_t yearOfEra =
@@ -75,8 +86,8 @@ CivilTime utCivilTime(int64_t seconds) {
   civil.year = static_cast<int32_t>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
   civil.month = static_cast<int32_t>(month);
   civil.day = static_cast<int32_t>(dayOfYear - (153 * fromMarch + 2) / 5 + 1);
-  civil.weekday = static_cast<int32_t>((days + 4) % 7);
-  civil.second = static_cast<int32_t>(seconds - static_cast<int64_t>(days) * daySeconds);
+  civil.weekday = static_cast<int32_t>((shifted + 3) % 7);
+  civil.second = static_cast<int32_t>(seconds - static_cast<int64_t>(shifted) * daySeconds);
   return civil;
 }
 
@@ -84,12 +95,14 @@ PlatZone utZone(int64_t utc) {
   utc = std::clamp(utc, int64_t{0}, utTimeEnd - 1); // beyond, not every system knows the zone
   const auto week = static_cast<uint32_t>(utc / weekSeconds);
   std::atomic<uint64_t> &entry = zones[week % zoneCount];
+  constexpr uint64_t zoneMask = (uint64_t{1} << zoneBits) - 1;
+  const uint64_t key = keyOf(utPlatZoneGeneration(), week) << zoneBits;
   uint64_t word = entry.load(std::memory_order_relaxed);
-  if (word >> 32 != week + 1) {
-    word = static_cast<uint64_t>(week + 1) << 32 | zoneOfWeek(week * weekSeconds);
+  if ((word & ~zoneMask) != key) {
+    word = key | zoneOfWeek(week * weekSeconds);
     entry.store(word, std::memory_order_relaxed);
   }
-  const auto zone = static_cast<uint32_t>(word);
+  const auto zone = static_cast<uint32_t>(word & zoneMask);
   return zone == mixed ? utPlatZone(utc) : unpack(zone);
 }
 
@@ -110,15 +123,15 @@ int64_t utLocalMomentLike(int64_t local, int64_t now) {
   return zone.daylight == like.daylight ? local - zone.offset : moment;
 }
 
-int64_t utLocalClock(int64_t utc) {
-  if (utc < 0 || utc >= utTimeEnd) return -1;
-  const int64_t local = utc + utZone(utc).offset;
-  return local < utTimeEnd ? local : -1; // negative where a zone west of Greenwich is before 1970
+bool utLocalClock(int64_t utc, int64_t *local) {
+  if (utc < 0 || utc >= utTimeEnd) return false;
+  *local = utc + utZone(utc).offset;
+  return *local < utTimeEnd;
 }
 
 bool utLocalText(int64_t utc, char *out) {
-  const int64_t local = utLocalClock(utc);
-  if (local < 0) return false;
+  int64_t local;
+  if (!utLocalClock(utc, &local)) return false;
   const CivilTime civil = utCivilTime(local);
   std::memcpy(out, "Www Mmm dd hh:mm:ss yyyy", utLocalTextSize);
   std::memcpy(out, utDayNames[civil.weekday], 3);

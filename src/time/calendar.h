@@ -7,7 +7,7 @@
 #include <cstring>
 
 struct CivilTime {
-  int32_t year;  // 1970..9999
+  int32_t year;  // 1969..9999
   int32_t month; // 1..12
   int32_t day;
   int32_t weekday; // 0 is Sunday
@@ -22,7 +22,7 @@ inline constexpr int64_t utTimeEnd = 253402300800;
 
 // Days since 1970-01-01 of a date; month 1..12, any day.
 int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day);
-// The date and time of 0 <= seconds < utTimeEnd.
+// The date and time of -86400 <= seconds < utTimeEnd.
 CivilTime utCivilTime(int64_t seconds);
 
 // The zone at a moment. Any thread, no lock.
@@ -35,9 +35,10 @@ int64_t utLocalMoment(int64_t local);
 // daylight flag of that moment: what differs from the zone's own rule is moved by their difference.
 int64_t utLocalMomentLike(int64_t local, int64_t now);
 
-// What a clock on the wall shows at `utc`, in seconds since 1970 as if universal; -1 for a moment
-// that has no text.
-int64_t utLocalClock(int64_t utc);
+// What a clock on the wall shows at `utc`, in seconds since 1970 as if universal: below 0 in the
+// first hours of 1970 where a zone west of Greenwich is still in 1969. False for a moment that has
+// no text.
+bool utLocalClock(int64_t utc, int64_t *local);
 // "Wed Jan 02 02:03:55 1980" of a moment in local time, 24 characters and the end. False: no text.
 inline constexpr int32_t utLocalTextSize = 25;
 bool utLocalText(int64_t utc, char *out);

@@ -98,10 +98,9 @@ void writeAsctime(char *text, const CivilTime &civil) {
 int32_t Z_CALL numToHms(double time, const char **text) {
   char *out = utThreadText(TextSlot::timeHms, sizeof "hh:mm:ss");
   *text = out;
-  int64_t seconds;
-  const int64_t local = wholeSeconds(time, &seconds) ? utLocalClock(seconds) : -1;
-  if (local < 0) return fail(out);
-  utClockText(out, static_cast<int32_t>(local % 86400));
+  int64_t seconds, local;
+  if (!wholeSeconds(time, &seconds) || !utLocalClock(seconds, &local)) return fail(out);
+  utClockText(out, static_cast<int32_t>((local + 86400) % 86400));
   out[8] = 0;
   return 1;
 }

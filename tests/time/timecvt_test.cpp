@@ -145,6 +145,15 @@ CHILD(zone) {
   EXPECT_EQ(toText("hms", 95634482400.0), "10:00:00");
   ZutSetCurrentTime(3600.0);
   EXPECT_EQ(toTime("hms", "23:00:00"), 4 * 3600);
+  EXPECT_EQ(toText("full", 2 * 3600).substr(0, 20), "Wed Dec 31 21:00:00.");
+  EXPECT_EQ(toText("hms", 2 * 3600), "21:00:00");
+  // Weeks that were looked at do not keep the zone that was in force then.
+  ZutPutenv("TZ=UTC0");
+  EXPECT_EQ(toText("hms", july), "14:00:00");
+  static char pacific[] = "TZ=PST8PDT";
+  putenv(pacific);
+  tzset();
+  EXPECT_EQ(toText("hms", july), "07:00:00");
 }
 
 TEST(TimeParse, BadTextsAreRefusedByName) {

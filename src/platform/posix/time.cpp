@@ -1,7 +1,15 @@
 #include "platform/platform_time.h"
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
+
+namespace {
+
+std::atomic<uint32_t> generation{0};
+std::atomic<uint64_t> known{0}; // what the runtime said of the zone when it was last looked at
+
+} // namespace
 
 int64_t utPlatWallMilliseconds() {
   timespec now;
@@ -14,6 +22,21 @@ PlatZone utPlatZone(int64_t utc) {
   tm local;
   if (!localtime_r(&time, &local)) return {0, false}; // a year beyond 31 bits
   return {static_cast<int32_t>(local.tm_gmtoff), local.tm_isdst > 0};
+}
+
+void utPlatZoneRefresh() {
+  tzset();
+  generation.fetch_add(1, std::memory_order_release);
+}
+
+uint32_t utPlatZoneGeneration() {
+  const auto seconds = static_cast<uint32_t>(timezone);
+  const uint64_t zone = uint64_t{seconds} << 1 | (daylight ? 1 : 0);
+  if (known.load(std::memory_order_acquire) != zone) {
+    generation.fetch_add(1, std::memory_order_release);
+    known.store(zone, std::memory_order_release);
+  }
+  return generation.load(std::memory_order_acquire);
 }
 
 void utPlatSleep(double seconds) {

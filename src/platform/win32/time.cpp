@@ -1,8 +1,16 @@
 #include "platform/platform_time.h"
 
+#include <atomic>
 #include <cmath>
 #include <ctime>
 #include <windows.h>
+
+namespace {
+
+std::atomic<uint32_t> generation{0};
+std::atomic<uint64_t> known{0}; // what the runtime said of the zone when it was last looked at
+
+} // namespace
 
 int64_t utPlatWallMilliseconds() {
   constexpr int64_t epoch = 116444736000000000; // 1970 in steps of 100 ns since 1601
@@ -28,6 +36,21 @@ PlatZone utPlatZone(int64_t utc) {
   const int32_t hours = days * 24 + local.tm_hour - here.tm_hour;
   const int32_t minutes = hours * 60 + local.tm_min - here.tm_min;
   return {minutes * 60 + local.tm_sec - here.tm_sec, local.tm_isdst > 0};
+}
+
+void utPlatZoneRefresh() {
+  _tzset();
+  generation.fetch_add(1, std::memory_order_release);
+}
+
+uint32_t utPlatZoneGeneration() {
+  const auto seconds = static_cast<uint32_t>(_timezone);
+  const uint64_t zone = uint64_t{seconds} << 1 | (_daylight ? 1 : 0);
+  if (known.load(std::memory_order_acquire) != zone) {
+    generation.fetch_add(1, std::memory_order_release);
+    known.store(zone, std::memory_order_release);
+  }
+  return generation.load(std::memory_order_acquire);
 }
 
 void utPlatSleep(double seconds) {
