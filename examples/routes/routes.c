@@ -73,11 +73,26 @@ static const char *takeLine(char *line) {
   return addEdge(from, to, strtod(number, NULL));
 }
 
-static void skipRest(FILE *stream) {
-  int character;
-  do character = getc(stream);
-  while (character != '\n' && character != EOF);
+// One line without its end, with a NUL behind it; what is too long is cut. Result: its length with
+// what was cut, -1 at the end of the list.
+static long readLine(FILE *stream, char *line) {
+  int character = getc(stream);
+  if (character == EOF) return -1;
+  long length = 0;
+  for (; character != '\n' && character != EOF; character = getc(stream), ++length)
+    if (length < LINE_SIZE - 1) line[length] = (char)character;
+  line[length < LINE_SIZE ? length : LINE_SIZE - 1] = '\0';
+  return length;
 }
+
+// Result: why the line is no text, or null.
+static const char *faultOf(const char *line, long length) {
+  if (length >= LINE_SIZE) return "the line is too long";
+  return memchr(line, '\0', (size_t)length) ? "the line holds a NUL" : NULL;
+}
+
+// Some editors begin a file with a mark of its encoding, which is no part of the first name.
+static char *behindMark(char *line) { return line + (strncmp(line, "\xEF\xBB\xBF", 3) ? 0 : 3); }
 
 static int endsList(const char *line) {
   return line[0] == '.' && line[1 + strspn(line + 1, "\r\n")] == '\0';
@@ -86,11 +101,12 @@ static int endsList(const char *line) {
 // Result: 0 when reading failed.
 static int readList(FILE *stream, const char *name) {
   char line[LINE_SIZE];
-  for (long number = 1; fgets(line, sizeof line, stream); ++number) {
-    if (stream == stdin && endsList(line)) return 1;
-    const char *complaint = "the line is too long";
-    if (strchr(line, '\n') || feof(stream)) complaint = takeLine(line);
-    else skipRest(stream);
+  long length;
+  for (long number = 1; (length = readLine(stream, line)) >= 0; ++number) {
+    char *text = number == 1 ? behindMark(line) : line;
+    const char *complaint = faultOf(line, length);
+    if (!complaint && stream == stdin && endsList(text)) return 1;
+    if (!complaint) complaint = takeLine(text);
     if (complaint) fprintf(stderr, "%s:%ld: %s\n", name, number, complaint);
   }
   return !ferror(stream);
