@@ -20,7 +20,6 @@ namespace {
 constexpr double forEver = -1.0;
 constexpr double glance = 0.25;  // seconds after which a waiting thread looks whether it shall end
 constexpr double farewell = 5.0; // seconds for sending the rest at the end
-constexpr int32_t longestQueue = 10000;
 
 enum class State { open, finishing, closing }; // finishing: the queue is still sent
 
@@ -29,6 +28,7 @@ struct Connection {
   int32_t socket;
   char peer[22];
   std::atomic<State> state;
+  const char *why; // it is closing, when not because it was asked to; under the lock
   ZutMutex *lock;
   ZutCond *changed; // the queue or the state
   ZutPq queue;      // ZutBuf, to be sent; under the lock
@@ -68,20 +68,38 @@ Connection *connectionAt(int32_t index) {
   return reinterpret_cast<Connection *>(item);
 }
 
-void setState(Connection &connection, State state) {
+// The first reason to close is kept.
+void setState(Connection &connection, State state, const char *why = nullptr) {
   const Guard guard(connection.lock);
-  if (connection.state != State::closing) connection.state = state;
+  if (connection.state != State::closing) {
+    connection.state = state;
+    connection.why = why;
+  }
   ZutCondWakeAll(connection.changed);
+}
+
+const char *reasonToClose(Connection &connection) {
+  const Guard guard(connection.lock);
+  return connection.why ? connection.why : "closed";
+}
+
+// After a wait that failed: there was nothing in time, or a signal ended it.
+bool mayWaitAgain() {
+  constexpr int32_t timeout = 9, interrupted = 16, socket = 29, brokenOff = 10004;
+  const int32_t error = ZutErrNumGet();
+  if (error == socket) return ZutErrNumGetSocket() == brokenOff;
+  return error == timeout || error == interrupted;
 }
 
 // --- Writing ---
 
 // Takes over the message.
 bool enqueue(Connection &connection, ZutBuf *message) {
+  const double longest = number("courier_max_queue");
   const Guard guard(connection.lock);
-  const bool fits = ZutPqCount(&connection.queue) < longestQueue;
-  if (connection.state != State::open || !fits) {
-    if (!fits) connection.state = State::closing;
+  if (ZutPqCount(&connection.queue) >= longest)
+    setState(connection, State::closing, "dropped: it reads too slowly");
+  if (connection.state != State::open) {
     ZutBufDestroy(message);
     return false;
   }
@@ -120,7 +138,7 @@ bool sendAll(Connection &connection, const ZutBuf &message) {
   while (sent < message.size) {
     if (connection.state == State::closing) return false;
     if (!ZutSocketCheck(connection.socket, 1, glance)) {
-      if (ZutErrNumGet() == 9) continue;
+      if (mayWaitAgain()) continue;
       return false;
     }
     const int32_t count = sendSome(connection.socket, message.data + sent, message.size - sent);
@@ -136,10 +154,10 @@ ZutWord Z_CALL writeMessages(ZutWord argument) {
   bool good = true;
   while (ZutBuf *message = good ? nextMessage(connection) : nullptr) {
     good = sendAll(connection, *message);
-    if (good && message->size > messageHeadSize) ++connection.messagesOut;
+    if (good && messageHead(message->data).kind != MessageKind::alive) ++connection.messagesOut;
     ZutBufDestroy(message);
   }
-  setState(connection, State::closing);
+  setState(connection, State::closing, good ? nullptr : "dropped: the connection failed");
   return 0;
 }
 
@@ -149,11 +167,11 @@ ZutWord Z_CALL writeMessages(ZutWord argument) {
 const char *waitForData(Connection &connection) {
   const double longest = number("courier_silence");
   for (double silence = 0.0; !ZutSocketCheck(connection.socket, 0, glance); silence += glance) {
-    if (connection.state == State::closing) return "closed";
-    if (ZutErrNumGet() != 9) return "dropped: the connection failed";
+    if (!mayWaitAgain()) return "dropped: the connection failed";
+    if (connection.state == State::closing) break;
     if (silence >= longest) return "dropped: silent for too long";
   }
-  return connection.state == State::closing ? "closed" : nullptr;
+  return connection.state == State::closing ? reasonToClose(connection) : nullptr;
 }
 
 const char *receive(Connection &connection, void *bytes, int32_t length, const char *atEnd) {
@@ -166,9 +184,10 @@ const char *receive(Connection &connection, void *bytes, int32_t length, const c
   return count == 0 && !late ? atEnd : "dropped: half a message";
 }
 
-void announce(Connection &connection, const char *text) {
+void announce(Connection &connection, const ZutBuf &text) {
   ++connection.messagesIn;
-  Arrival arrival{nullptr, connection.peer, text};
+  const std::string shown = messagePrintable(text);
+  Arrival arrival{nullptr, connection.peer, shown.c_str()};
   ZutCbTypeCall(ZutCbTypeNumLookup(arrivalType), nullptr, &arrival);
 }
 
@@ -176,9 +195,10 @@ const char *receiveData(Connection &connection, const MessageHead &head) {
   const auto length = static_cast<int32_t>(head.length);
   ZutBuf *data = ZutBufCreate(length);
   void *place = ZutBufAllocAligned(data, length, 1);
-  const char *why = receive(connection, place, length, "dropped: half a message");
+  const char *why = nullptr;
+  if (length > 0) why = receive(connection, place, length, "dropped: half a message");
   ZutBuf *text = why ? nullptr : messageText(head, data, number("compression_max_size"));
-  if (text) announce(connection, reinterpret_cast<const char *>(text->data));
+  if (text) announce(connection, *text);
   else if (!why) why = "dropped: a message that cannot be unpacked";
   if (text) ZutBufDestroy(text);
   ZutBufDestroy(data);
@@ -197,6 +217,7 @@ const char *readMessage(Connection &connection) {
   return head.kind == MessageKind::alive ? nullptr : receiveData(connection, head);
 }
 
+// Not under the lock of the table: while a peer does not take what was sent, closing lingers.
 void freeConnection(Connection &connection) {
   while (const ZutWord item = ZutPqPop(&connection.queue)) {
     ZutBufDestroy(reinterpret_cast<ZutBuf *>(item));
@@ -207,15 +228,19 @@ void freeConnection(Connection &connection) {
   delete &connection;
 }
 
+void forget(const Connection &connection) {
+  const Guard guard(tableLock);
+  ZutPtrAryRemove(table, reinterpret_cast<ZutWord>(&connection));
+  ZutCondWakeAll(tableChanged);
+}
+
 void retire(Connection &connection, const char *why) {
   ZutTrace(connectionTrace, Z_TRACE_LEVEL_INFO, "%s: %s\n", connection.peer, why);
   ZutOut("%s %s\n", connection.peer, why);
   setState(connection, State::closing);
   if (connection.writer) ZutThreadWait(connection.writer, nullptr);
-  const Guard guard(tableLock);
-  ZutPtrAryRemove(table, reinterpret_cast<ZutWord>(&connection));
+  forget(connection);
   freeConnection(connection);
-  ZutCondWakeAll(tableChanged);
 }
 
 ZutWord Z_CALL readMessages(ZutWord argument) {
@@ -231,6 +256,7 @@ ZutWord Z_CALL readMessages(ZutWord argument) {
 void connectionsInit() {
   makeNumber("courier_max_size", 1048576);
   makeNumber("compression_max_size", 4194304);
+  makeNumber("courier_max_queue", 10000);
   makeNumber("courier_patience", 5);
   makeNumber("courier_silence", 60);
   tableLock = ZutMutexCreateFast(0);

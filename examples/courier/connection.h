@@ -26,5 +26,5 @@ constexpr int32_t arrivalType = 1;
 struct Arrival {
   ZutCb *cb;
   const char *from;
-  const char *text;
+  const char *text; // fit to be printed
 };

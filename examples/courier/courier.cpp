@@ -10,8 +10,9 @@
 //   disconnect [NUMBER] ends one connection or all
 //
 // Options: Compression (compress what is sent), courier_max_size and compression_max_size (the
-// longest message, as received and unpacked), courier_patience (seconds a message may pause),
-// courier_silence (seconds a peer may say nothing), trace_level_courier, trace_file_courier.
+// longest message, as received and unpacked), courier_max_queue (messages that may wait for one
+// peer to read), courier_patience (seconds a message may pause), courier_silence (seconds a peer
+// may say nothing), trace_level_courier, trace_file_courier.
 #include "connection.h"
 
 #include <atomic>
@@ -23,12 +24,19 @@ constexpr int32_t defaultPort = 4100;
 constexpr double glance = 0.25;
 
 int32_t listener = -1; // the main thread's and, until it ends, the listening thread's
+int32_t listenerPort = 0;
 ZutThreadId listenerThread = 0;
 std::atomic<bool> listens{false};
 std::atomic<int32_t> arrivals{0};
 
 bool atEnd(const ZutLexer *lexer) {
   return lexer->token == Z_LEX_END || lexer->token == Z_LEX_SEMICOLON;
+}
+
+// Of what is no port: one that the library refuses.
+int32_t portOf(double number) {
+  constexpr int32_t beyond = 65536;
+  return number < beyond ? static_cast<int32_t>(number) : beyond;
 }
 
 ZutWord Z_CALL takeConnections(ZutWord) {
@@ -48,22 +56,31 @@ void stopListening() {
   ZutWinCloseSocket(listener);
 }
 
+// What listens already goes on until the new socket stands.
+bool startListening(int32_t port) {
+  const int32_t socket = ZutSocketCreateServerTcp(port);
+  if (socket < 0) return false;
+  stopListening();
+  listener = socket;
+  ZutSocketGetPort(listener, &listenerPort);
+  listens = true;
+  listenerThread = ZutThreadCreate(takeConnections, 0, 0);
+  return true;
+}
+
 void Z_CALL listenCommand(ZutLexer *lexer) {
   int32_t port = defaultPort;
   if (!atEnd(lexer)) {
     ZutLexAcceptUnsignedInt(lexer);
-    port = lexer->number_value <= 65535 ? static_cast<int32_t>(lexer->number_value) : -2;
+    port = portOf(lexer->number_value);
   }
-  stopListening();
-  listener = ZutSocketCreateServerTcp(port);
-  if (listener < 0 || !ZutSocketGetPort(listener, &port)) {
+  const bool already = listens && port == listenerPort;
+  if (!already && !startListening(port)) {
     ZutOut("cannot listen: %s\n", ZutErrNumToStr(ZutErrNumGet()));
     ZutCommandFailed();
     return;
   }
-  listens = true;
-  listenerThread = ZutThreadCreate(takeConnections, 0, 0);
-  ZutOut("listening on port %d\n", port);
+  ZutOut("listening on port %d\n", listenerPort);
 }
 
 void Z_CALL connectCommand(ZutLexer *lexer) {
@@ -71,9 +88,7 @@ void Z_CALL connectCommand(ZutLexer *lexer) {
   ZutLexAcceptFileName(lexer);
   std::strncpy(node, lexer->string_value.str, sizeof node - 1);
   ZutLexAcceptUnsignedInt(lexer);
-  const bool possible = lexer->number_value <= 65535;
-  const int32_t port = possible ? static_cast<int32_t>(lexer->number_value) : 0;
-  const int32_t socket = ZutSocketCreateClientTcp(node, port);
+  const int32_t socket = ZutSocketCreateClientTcp(node, portOf(lexer->number_value));
   if (socket >= 0) {
     connectionBegin(socket);
   } else {

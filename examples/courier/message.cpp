@@ -1,7 +1,9 @@
 #include "message.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -18,8 +20,6 @@ bool compresses() {
   int32_t on = 0;
   return ZutOptionGetBool(ZutOptionLookup("Compression"), &on) && on;
 }
-
-void terminate(ZutBuf *text) { *static_cast<char *>(ZutBufAllocAligned(text, 1, 1)) = '\0'; }
 
 // Into a buffer that grows up to the limit, and not beyond whatever the data claims.
 ZutBuf *unpack(ZutBuf *data, int32_t longest) {
@@ -39,6 +39,44 @@ ZutBuf *unpack(ZutBuf *data, int32_t longest) {
   return text;
 }
 
+// --- Texts of peers ---
+
+uint8_t byteAt(std::string_view text, size_t index) {
+  return index < text.size() ? static_cast<uint8_t>(text[index]) : 0;
+}
+
+// The bytes of the first character, as its first byte says; 0 when no character begins with it.
+size_t lengthByFirst(uint8_t first) {
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+}
+
+// Is the second byte possible behind the first? Not in longer forms than need be, in halves of
+// pairs and beyond the last character.
+bool fitsBehind(uint8_t first, uint8_t second) {
+  const int lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const int highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  return second >= lowest && second <= highest;
+}
+
+// The bytes of the first character; 0 when it is a control character or none at all.
+size_t printableLength(std::string_view text) {
+  const uint8_t first = byteAt(text, 0), second = byteAt(text, 1);
+  const size_t length = lengthByFirst(first);
+  if (length == 1) return first >= ' ' && first != 0x7F ? 1 : 0;
+  if (length == 0 || !fitsBehind(first, second)) return 0;
+  for (size_t i = 2; i < length; ++i)
+    if (!fitsBehind(0, byteAt(text, i))) return 0;
+  return first == 0xC2 && second < 0xA0 ? 0 : length;
+}
+
+std::string writtenOut(char byte) {
+  char text[5];
+  std::snprintf(text, sizeof text, "\\x%02x", static_cast<uint8_t>(byte));
+  return text;
+}
+
 } // namespace
 
 MessageHead messageHead(const uint8_t *bytes) {
@@ -48,9 +86,12 @@ MessageHead messageHead(const uint8_t *bytes) {
 }
 
 bool messageIsSound(const MessageHead &head, double longest) {
-  if (head.kind == MessageKind::alive) return head.length == 0;
-  const bool known = head.kind == MessageKind::text || head.kind == MessageKind::compressed;
-  return known && head.length > 0 && head.length <= longest;
+  switch (head.kind) {
+  case MessageKind::alive: return head.length == 0;
+  case MessageKind::text: return head.length <= longest;
+  case MessageKind::compressed: return head.length > 0 && head.length <= longest;
+  }
+  return false;
 }
 
 ZutBuf *messageOfText(const char *text) {
@@ -73,12 +114,18 @@ ZutBuf *messageOfText(const char *text) {
 ZutBuf *messageAlive() { return makeMessage(MessageKind::alive, nullptr, 0); }
 
 ZutBuf *messageText(const MessageHead &head, ZutBuf *data, double longest) {
-  ZutBuf *text = nullptr;
-  if (head.kind == MessageKind::compressed) {
-    text = unpack(data, static_cast<int32_t>(std::clamp(longest, 16.0, 1e9)));
-  } else {
-    text = ZutBufCloneRange(data, 0, data->size);
+  if (head.kind != MessageKind::compressed) return ZutBufCloneRange(data, 0, data->size);
+  return unpack(data, static_cast<int32_t>(std::clamp(longest, 16.0, 1e9)));
+}
+
+std::string messagePrintable(const ZutBuf &text) {
+  std::string_view rest(reinterpret_cast<const char *>(text.data), static_cast<size_t>(text.size));
+  std::string printable;
+  while (!rest.empty()) {
+    const size_t length = printableLength(rest);
+    if (length > 0) printable += rest.substr(0, length);
+    else printable += writtenOut(rest[0]);
+    rest.remove_prefix(std::max<size_t>(length, 1));
   }
-  if (text) terminate(text);
-  return text;
+  return printable;
 }

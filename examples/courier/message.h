@@ -4,6 +4,8 @@
 
 #include "zut.h"
 
+#include <string>
+
 enum class MessageKind : uint8_t { text = 0, compressed = 1, alive = 2 };
 
 struct MessageHead {
@@ -21,6 +23,10 @@ bool messageIsSound(const MessageHead &head, double longest);
 ZutBuf *messageOfText(const char *text);
 ZutBuf *messageAlive();
 
-// The text that the data of a message holds, NUL-terminated, in a buffer that the caller destroys.
+// The text that the data of a message holds, in a buffer that the caller destroys.
 // Null when it cannot be unpacked, or would take more than `longest` bytes.
 ZutBuf *messageText(const MessageHead &head, ZutBuf *data, double longest);
+
+// The text of a peer, as it may be printed: in one line, and without what a terminal obeys. Control
+// characters and what is not UTF-8 become "\xNN".
+std::string messagePrintable(const ZutBuf &text);

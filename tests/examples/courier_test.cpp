@@ -56,19 +56,21 @@ protected:
 } // namespace
 
 TEST_F(Courier, TwoTalkCompressedAndPlain) {
-  auto server = courier("listen " + name + "\nawait 2 20\nsetopt Compression true\n" +
+  auto server = courier("listen " + name + "\nawait 3 20\nsetopt Compression true\n" +
                         "broadcast \"well received\"\nstats\nclients\n");
   const int32_t watcher = connectTo(port); // from here on the server listens
   ASSERT_GE(watcher, 0);
   auto client = courier("setopt Compression true\nconnect localhost " + name +
-                        "\nsend \"first of two\"\nsetopt Compression false\nsend second\n"
-                        "await 1 20\ndisconnect\n");
+                        "\nsend \"first of two\"\nsetopt Compression false\n"
+                        "send \"\"\nsend second\n"
+                        "await 1 20\nstats\ndisconnect\n");
   const Result said = client.get(), heard = server.get();
   EXPECT_EQ(said.code, 0) << said.out << said.err;
   EXPECT_EQ(heard.code, 0) << heard.out << heard.err;
   EXPECT_TRUE(has(heard, "says: first of two") && has(heard, "says: second")) << heard.out;
   EXPECT_TRUE(has(said, "says: well received")) << said.out;
-  EXPECT_TRUE(has(heard, "received 2 messages")) << heard.out;
+  EXPECT_TRUE(has(heard, "received 3 messages")) << heard.out;
+  EXPECT_TRUE(has(said, "sent 3 messages")) << said.out;
   ZutWinCloseSocket(watcher);
 }
 
@@ -91,11 +93,12 @@ TEST_F(Courier, BadPeersAreDroppedAndDisturbNobody) {
   const int32_t resetting = connectTo(port);
   sendBytes(resetting, message("in the middle").substr(0, 7));
   closeWithReset(resetting);
-  EXPECT_TRUE(sendBytes(good, message("still here")));
+  EXPECT_TRUE(sendBytes(good, message("still\xC3\xA9 \x1b[2J\xC2\x9B\xFF\nhere")));
   EXPECT_TRUE(sendBytes(good, message("and again")));
   const Result heard = server.get();
   EXPECT_EQ(heard.code, 0) << heard.out << heard.err;
-  EXPECT_TRUE(has(heard, "says: still here") && has(heard, "says: and again")) << heard.out;
+  EXPECT_TRUE(has(heard, "says: still\xC3\xA9 \\x1b[2J\\xc2\\x9b\\xff\\x0ahere\n")) << heard.out;
+  EXPECT_TRUE(has(heard, "says: and again")) << heard.out;
   for (const char *why : {"this is no message", "half a message",
                           "a message that cannot be unpacked", "silent for too long"}) {
     EXPECT_TRUE(has(heard, std::string("dropped: ") + why)) << why << "\n" << heard.out;
@@ -106,9 +109,11 @@ TEST_F(Courier, BadPeersAreDroppedAndDisturbNobody) {
 }
 
 TEST_F(Courier, SlowReaderHoldsUpNobody) {
-  std::string commands = "listen " + name + "\nawait 2 20\n";
+  std::string commands = "setopt _socket_buffer_size 65536\nlisten " + name +
+                         "\nlisten 99999\nawait 2 20\n"; // the first one goes on
   const std::string big(3000, 'x');
   for (int i = 0; i < 1000; ++i) commands += "broadcast \"" + big + "\"\n";
+  commands += "await 3 30\nsetopt courier_max_queue 10\nbroadcast more\n";
   auto server = courier(commands);
   const int32_t slow = connectTo(port), quick = connectTo(port);
   ASSERT_TRUE(slow >= 0 && quick >= 0);
@@ -119,7 +124,9 @@ TEST_F(Courier, SlowReaderHoldsUpNobody) {
   EXPECT_EQ(ZutSocketRecvTimeout(quick, received.data(), static_cast<int32_t>(received.size()), 0,
                                  20.0, &late),
             static_cast<int32_t>(received.size()));
-  ZutWinCloseSocket(quick);
-  EXPECT_EQ(server.get().code, 0);
-  ZutWinCloseSocket(slow);
+  sendBytes(quick, message("All of it"));
+  const Result said = server.get();
+  EXPECT_EQ(said.code, 1);
+  EXPECT_TRUE(has(said, "cannot listen") && has(said, "dropped: it reads too slowly")) << said.out;
+  for (int32_t socket : {quick, slow}) ZutWinCloseSocket(socket);
 }
