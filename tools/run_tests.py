@@ -20,7 +20,7 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parent.parent
 LIMIT = float(os.environ.get("ZUT_TEST_LIMIT", "150"))  # seconds for one program
 SHOWN_LINES = 150  # of a failing program's output
-SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py", "zlib_test.py"],
+SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py"],
            "win32": ["dll_test.py", "courier_test.py"]}
 SANITIZERS = {
     "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:check_initialization_order=1",

@@ -208,12 +208,11 @@ TEST_F(Compressor, EachDriverThereAndBack) {
     ZutOptionSetStr(ZutOptionLookup("Compression_Name"), driver);
     for (const size_t size : {size_t{1}, size_t{1000}, size_t{65536}, size_t{3000000}}) {
       const std::string text = sample(size), small = packed(text);
-      EXPECT_EQ(small[0], first);
       const bool skips = first == '\x28';
       Buffer source(skips ? skippable + small : small), half(small.substr(0, small.size() / 2));
       Buffer result, none;
       ASSERT_EQ(ZutUncompress(result, source), 1);
-      EXPECT_TRUE(result.bytes() == text && source->offset == source->size) << size;
+      EXPECT_TRUE(small[0] == first && source->offset == source->size && result.bytes() == text);
       EXPECT_TRUE(ZutUncompress(none, half) == 0 && ZutErrNumGet() == 24);
     }
     for (const char *args : {"20", "-1", "x", "6 "}) {
@@ -247,10 +246,6 @@ TEST_F(Compressor, ZlibStreamInPieces) {
     ZutBufGrow(text, text->capacity * 2);
   }
   EXPECT_EQ(text.bytes(), whole);
-  ZutCompressorStats stats;
-  EXPECT_EQ(ZutCompressorGetStats(compressor, &stats), 1);
-  EXPECT_EQ(stats.operations, 50u);
-  EXPECT_EQ(stats.bytes_in, whole.size());
   ZutCompressorDestroy(compressor);
 }
 

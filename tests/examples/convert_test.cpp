@@ -36,7 +36,7 @@ ORL-WL-05120-W The exponent of a number is outside the range of the IBM format; 
 }
 
 TEST(Convert, ShowsATextInBothEncodings) {
-  const Result result = convert({"-t"}, "h\xC3\xA9\xE2\x82\xAC\r\n\xFF\n12\n");
+  const Result result = convert({"-t"}, "h\xC3\xA9\xE2\x82\xAC\r\n\xFF\n");
   EXPECT_EQ(result.code, 1);
   EXPECT_EQ(result.out, "h\xC3\xA9\xE2\x82\xAC\n"
                         R"(  UTF-8                 6 bytes  68 c3 a9 e2 82 ac
@@ -45,10 +45,6 @@ TEST(Convert, ShowsATextInBothEncodings) {
 )"
                         "\xFF\n"
                         R"(  not UTF-8 of characters up to U+FFFF
-12
-  UTF-8                 2 bytes  31 32
-  UCS-2, little-endian  2 units  31 00 32 00
-  UCS-2, big-endian     2 units  00 31 00 32
 )");
 }
 

@@ -60,16 +60,6 @@ CHILD(forms) {
   }
 }
 
-TEST(TimeText, DatesAgreeWithTheRuntime) {
-  std::mt19937 random(7);
-  for (int i = 0; i < 20000; ++i) {
-    const std::time_t time = random() & 0x7fffffff;
-    char expected[40];
-    std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", std::gmtime(&time));
-    ASSERT_EQ(toText("http", static_cast<double>(time)), expected);
-  }
-}
-
 TEST(TimeText, FormatOfTheFractionIsCutAndChecked) {
   const std::pair<const char *, const char *> rows[] = {
       {"%.1f", "Sat Mar 15 14:23:55.2 1980"},
