@@ -2838,8 +2838,8 @@ typedef struct ZutCompressorStats {
  * that work append to the destination, advance the offset of the source by what they took, and
  * give 1; or they give 0 with an error number: with 4 the destination was too small, nothing was
  * taken or lost, and the call may be repeated with a larger one. A destination's size beyond its
- * capacity, or an offset outside the source, is put back and becomes error 24. Reset gives 0 when it
- * fails. */
+ * capacity, or an offset outside the source, is put back and becomes error 24. Reset gives 0 when
+ * it fails. */
 typedef void *(Z_CALL *ZutCompressorCreateFunc)(const char *args);
 typedef int32_t(Z_CALL *ZutCompressorWorkFunc)(void *state, ZutBuf *destination, ZutBuf *source,
                                                int32_t mode);
