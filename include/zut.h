@@ -437,10 +437,10 @@ Z_EXPORT int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) Z_PR
 /* Prints the catalog's message of that number with the arguments that follow, at `level`, or at
  * the level of the message's severity for Z_TRACE_LEVEL_DEFAULT. Result: 0 when the catalog has no
  * such message; nothing but a line that says so is printed then.
- * The text comes from a file, so its conversions are examined before the arguments are read: a
- * text whose conversions are not those that the library passes (its own numbers) is printed as it
- * stands, then the arguments; one whose conversions are not plain ones of printf of moderate width
- * (other numbers) is printed as it stands. */
+ * The text comes from a file, so its conversions are examined before the arguments are read: one
+ * whose conversions are not plain ones of printf of moderate width is printed as it stands. In what
+ * the library prints itself the conversions must be those of its arguments; a text in which they
+ * differ is printed as it stands, then the arguments. */
 Z_EXPORT int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...);
 /* Makes the options catalog_file, catalog_flags and _trace_{level,file,flags}_catalog, the default
  * catalog and the default trace object, and binds them to one another. Only the first call does

@@ -16,7 +16,7 @@ uint32_t utReportsMade() { return utThreadBlock().reports; }
 void utReportNumber(int32_t level, int32_t number, ...) {
   va_list args;
   va_start(args, number);
-  const int32_t printed = utOutCatVa(level, number, args);
+  const int32_t printed = utOutCatVa(level, number, CatArguments::library, args);
   va_end(args);
   // Makes no block: memory may be exhausted.
   if (auto *block = static_cast<ThreadBlock *>(utPlatThreadBlockGet())) block->reports += printed;

@@ -200,13 +200,13 @@ double cpuPercent(const CpuSample &now) {
 
 } // namespace
 
-int32_t utOutCatVa(int32_t level, int32_t number, va_list args) {
+int32_t utOutCatVa(int32_t level, int32_t number, CatArguments whose, va_list args) {
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   ZutOutInit();
   int32_t result = 0;
   CatText message;
-  if (defaultCatalog && utCatTextBegin(*defaultCatalog, number, message)) {
+  if (defaultCatalog && utCatTextBegin(*defaultCatalog, number, whose, message)) {
     if (level == Z_TRACE_LEVEL_DEFAULT) ZutTraceMapSeverityToTraceLevel(message.severity, &level);
     outByLevel(defaultTrace(), level, message.format, args);
     utCatTextEnd(*defaultCatalog);
@@ -309,7 +309,7 @@ int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) {
 int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...) {
   va_list args;
   va_start(args, number);
-  const int32_t result = utOutCatVa(level, number, args);
+  const int32_t result = utOutCatVa(level, number, CatArguments::program, args);
   va_end(args);
   return result;
 }

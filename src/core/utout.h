@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/debugfile.h"
+#include "trace/catfile.h"
 #include "zut.h"
 
 #include <atomic>
@@ -11,4 +12,4 @@
 extern std::atomic<struct ZutTrace *> utDefaultTraceObj;
 
 // ZutOutCat with a list of arguments. Keeps the caller's error state.
-int32_t utOutCatVa(int32_t level, int32_t number, va_list args);
+int32_t utOutCatVa(int32_t level, int32_t number, CatArguments whose, va_list args);

@@ -151,7 +151,7 @@ void keepLine(ZutCatalogFile *file, const CatLine &line) {
   key.complete_str = putText(at, line.whole);
   key.display = key.complete_str + id;
   while (utIsSpace(*key.display)) ++key.display;
-  auto *message = new (start) CatMessage{key, CatVerdict::unknown};
+  auto *message = new (start) CatMessage{key, {}};
 
   const int32_t before = ZutHashGetSize(file->table);
   ZutHashInsert(file->table, key.id, reinterpret_cast<ZutWord>(message));

@@ -5,13 +5,17 @@
 
 #include <atomic>
 
-// Whether a message's text may meet its arguments: told at the first printing.
+// Whether a message's text may meet its arguments: found out at the first printing.
 enum class CatVerdict : uint8_t { unknown, agrees, differs };
+
+// Whose arguments they are: the library's, of the kinds in its table, or a program's, of kinds that
+// only the program knows. A program's catalog may use the library's numbers for texts of its own.
+enum class CatArguments : uint8_t { library, program };
 
 // One message. Its texts follow it in the same block.
 struct CatMessage {
   ZutCatMsgKey key;
-  std::atomic<CatVerdict> verdict;
+  std::atomic<CatVerdict> verdicts[2]; // by CatArguments
 };
 
 struct CatBlock; // storage of messages, catfile.cpp

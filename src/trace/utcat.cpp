@@ -101,30 +101,36 @@ const char *displayOf(const ZutCatalog &catalog, const ZutCatMsgKey &key) {
 
 // --- The text against the arguments ---
 
-// Arguments of the library's own numbers are those of its table. For others only the caller knows
-// them: the conversions must at least be plain ones. The text is looked at from both its starts,
-// as a conversion may stand across the second.
-bool agrees(const ZutCatMsgKey &key) {
-  if (const Message *row = utMessageFind(key.id)) {
-    const MessageKinds kinds = utMessageKinds(row->text);
-    return utFormatAgrees(key.complete_str, kinds.list()) &&
-           utFormatAgrees(key.display, kinds.list());
-  }
-  return utFormatSafe(key.complete_str) && utFormatSafe(key.display);
+// The kinds of what the library passes with a number of its own.
+MessageKinds kindsOf(int32_t id) {
+  const Message *row = utMessageFind(id);
+  return row ? utMessageKinds(row->text) : MessageKinds{};
 }
 
-bool takesArguments(CatMessage &message) {
-  CatVerdict verdict = message.verdict.load(std::memory_order_relaxed);
+// Where the arguments are not known the conversions must at least be plain ones. The text is looked
+// at from both its starts, as a conversion may stand across the second.
+bool agrees(const ZutCatMsgKey &key, CatArguments whose) {
+  if (whose == CatArguments::program) {
+    return utFormatSafe(key.complete_str) && utFormatSafe(key.display);
+  }
+  const MessageKinds kinds = kindsOf(key.id);
+  return utFormatAgrees(key.complete_str, kinds.list()) &&
+         utFormatAgrees(key.display, kinds.list());
+}
+
+bool takesArguments(CatMessage &message, CatArguments whose) {
+  std::atomic<CatVerdict> &known = message.verdicts[static_cast<int>(whose)];
+  CatVerdict verdict = known.load(std::memory_order_relaxed);
   if (verdict == CatVerdict::unknown) {
-    verdict = agrees(message.key) ? CatVerdict::agrees : CatVerdict::differs;
-    message.verdict.store(verdict, std::memory_order_relaxed);
+    verdict = agrees(message.key, whose) ? CatVerdict::agrees : CatVerdict::differs;
+    known.store(verdict, std::memory_order_relaxed);
   }
   return verdict == CatVerdict::agrees;
 }
 
 // A format that prints the text as it stands and then, where they are known, the arguments, for the
 // reader needs them whatever the catalog says.
-const char *listingFormat(CatText &out, std::string_view text, int32_t id) {
+const char *listingFormat(CatText &out, std::string_view text, const MessageKinds &kinds) {
   const bool hasEnd = text.ends_with('\n');
   if (hasEnd) text.remove_suffix(1);
   char *at = out.space;
@@ -132,8 +138,6 @@ const char *listingFormat(CatText &out, std::string_view text, int32_t id) {
     if (c == '%') *at++ = '%';
     *at++ = c;
   }
-  const Message *row = utMessageFind(id);
-  const MessageKinds kinds = row ? utMessageKinds(row->text) : MessageKinds{};
   for (char kind : kinds.list()) {
     const bool isLong = kind == 'l';
     at += std::snprintf(at, 8, " <%%%s%c>", isLong ? "l" : "", isLong ? 'd' : kind);
@@ -201,7 +205,7 @@ int32_t count(ZutCatalog *catalog, int32_t change) {
 
 } // namespace
 
-bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatText &out) {
+bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatArguments whose, CatText &out) {
   catalog.readers.fetch_add(1); // always: printing may come by a change of the file
   CatMessage *message = nullptr;
   const Search search = find(catalog, id, message);
@@ -211,7 +215,10 @@ bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatText &out) {
   }
   const char *text = displayOf(catalog, message->key);
   out.severity = message->key.severity;
-  out.format = takesArguments(*message) ? text : listingFormat(out, text, id);
+  const bool isOurs = whose == CatArguments::library;
+  out.format = takesArguments(*message, whose)
+                   ? text
+                   : listingFormat(out, text, isOurs ? kindsOf(id) : MessageKinds{});
   return true;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/text.h"
+#include "trace/catfile.h"
 #include "zut.h"
 
 #include <cstddef>
@@ -31,5 +32,5 @@ struct CatText {
 
 // Fetches the text of a message for printing; it stays readable until utCatTextEnd, even if the
 // catalog is pointed at another file meanwhile. False, with nothing to end, when there is none.
-bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatText &out);
+bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatArguments whose, CatText &out);
 void utCatTextEnd(ZutCatalog &catalog);

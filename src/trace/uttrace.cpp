@@ -387,7 +387,8 @@ int32_t Z_CALL ZutTraceVa(Trace *trace, int32_t level, const char *format, va_li
 int32_t Z_CALL ZutTraceCat(Trace *trace, int32_t level, int32_t number, ...) {
   if (!trace) return utFail(Err::nullPointer);
   CatText message;
-  if (!trace->catalog || !utCatTextBegin(*trace->catalog, number, message)) return 0;
+  if (!trace->catalog) return 0;
+  if (!utCatTextBegin(*trace->catalog, number, CatArguments::program, message)) return 0;
   if (level == Z_TRACE_LEVEL_DEFAULT) {
     ZutTraceMapSeverityToTraceLevel(static_cast<int32_t>(message.severity), &level);
   }

@@ -188,8 +188,8 @@ TEST_F(CatalogTest, TextsMeetTheirArguments) {
   EXPECT_NE(reports.find("ORL-WL-05056-I nosuch   |\n"), std::string::npos) << reports;
   ZutCommandParseStr("_debug_on 4711");
   EXPECT_NE(output.take().find("ORL-WL-05400-I %s <4711> <255>\n"), std::string::npos);
-  ZutOutCat(1, 5064, "end");
-  EXPECT_EQ(output.take(), "ORL-WL-05064-I 100% <end>");
+  ZutOutCat(1, 5064, "end"); // the program's call, whose arguments are its own
+  EXPECT_EQ(output.take(), "ORL-WL-05064-I 100%");
   ZutOutCat(1, 7000, 5, 2.25);
   for (int32_t number = 7001; number <= 7004; ++number) ZutOutCat(1, number, 1, 2);
   ZutOutCat(Z_TRACE_LEVEL_DEFAULT, 7005, 'c');

@@ -328,7 +328,8 @@ TEST_F(TraceTest, FlagsFollowTheOptionOnlyWithoutFlagsOfTheirOwn) {
 }
 
 TEST_F(TraceTest, CatalogMessages) {
-  writeFile("t.cat", "ORL-WL-07000-V verbose %d\nORL-WL-07001-N never\nORL-WL-07002-I %s%n\n");
+  writeFile("t.cat", "ORL-WL-07000-V verbose %d\nORL-WL-07001-N never\nORL-WL-07002-I %s%n\n"
+                     "ABC-APP-05065-I a number of the library's too: %d\n");
   create("log");
   EXPECT_EQ(ZutTraceCat(trace, 1, 7000, 1), 0) << "no catalog";
   ZutCatalog *catalog = ZutCatCreate("t.cat");
@@ -340,7 +341,8 @@ TEST_F(TraceTest, CatalogMessages) {
     ZutTraceCat(trace, Z_TRACE_LEVEL_DEFAULT, 7001);
   }
   ZutTraceCat(trace, 1, 7002, "x", "y");
-  EXPECT_EQ(readFile("log"), "verbose 6\n%s%n\n");
+  ZutTraceCat(trace, 1, 5065, 42);
+  EXPECT_EQ(readFile("log"), "verbose 6\n%s%n\na number of the library's too: 42\n");
 
   ZutOutInit();
   Trace made = ZutTraceCreateWithCatalog("made", "made", Z_TRACE_FLAG_PREFIX, nullptr);
