@@ -35,7 +35,8 @@ int32_t outputDepth = 0;
 struct ZutTrace *outTrace = nullptr;
 ZutCatalog *defaultCatalog = nullptr;
 
-enum class Init : int32_t { none, running, made };
+// The objects are made in `running` and follow their options when `bound` is reached.
+enum class Init : int32_t { none, running, made, binding, bound };
 std::atomic<Init> init{Init::none};
 
 int32_t Z_CALL printStandard(const char *format, va_list args) {
@@ -141,27 +142,38 @@ void makeCatalogOptions() {
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) utCommandParseOwn("setopt catalog_flags id");
 }
 
-// The mutex is held. Messages of other threads may be printed as soon as it is released, before the
-// catalog follows its options: so the flag that the option has by default is set here.
+// The mutex is held. Messages may be printed as soon as it is released, before the objects follow
+// their options: so they take over here what the options hold now.
 void makeDefaults() {
   makeCatalogOptions();
   char *file = utOptionDup("catalog_file");
   defaultCatalog = ZutCatCreate(file);
   Z_FREE(file, "catalog_file");
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCatFlagSet(defaultCatalog, Z_CAT_FLAG_ID);
-  defaultTrace();
+  struct ZutTrace *trace = defaultTrace();
+  ZutTraceCatalogBind(defaultCatalog, trace);
   ZutTraceLevelOptionCreate("_trace_level_catalog");
   ZutTraceFileOptionCreate("_trace_file_catalog");
   ZutTraceFlagsOptionCreate("_trace_flags_catalog");
+  utTraceTakeOptions(trace, "trace_level", "trace_file", "trace_flags");
+  utTraceTakeOptions(trace, "_trace_level_catalog", "_trace_file_catalog", "_trace_flags_catalog");
+  setStampFlag(trace);
 }
 
-// The mutex is not held: to register a callback is to wait for those of the list that are running,
-// and they may be waiting for the mutex in order to print.
+void makeOnce() {
+  ZutProcessMutexLock();
+  if (init.load() == Init::none) {
+    init = Init::running; // for this thread's own messages until then; others wait for the mutex
+    makeDefaults();
+    init.store(Init::made, std::memory_order_release);
+  }
+  ZutProcessMutexUnlock();
+}
+
 void bindDefaults() {
   struct ZutTrace *trace = utDefaultTraceObj;
   ZutCatFilenameOptionBind(defaultCatalog, "catalog_file");
   ZutCatFlagsOptionBind(defaultCatalog, "catalog_flags");
-  ZutTraceCatalogBind(defaultCatalog, trace);
   for (const char *name : {"trace_level", "_trace_level_catalog"}) {
     ZutTraceLevelOptionBind(trace, name);
   }
@@ -172,6 +184,17 @@ void bindDefaults() {
     ZutTraceFlagsOptionBind(trace, name);
   }
   setStampFlag(trace);
+}
+
+// To register a callback is to wait for those of the list that are running, and they may be waiting
+// for the mutex in order to print. So nothing is bound by a thread that holds it; the next call of
+// one that does not will do it.
+void bindOnce() {
+  if (utProcessMutexDepth() > 0) return;
+  Init expected = Init::made;
+  if (!init.compare_exchange_strong(expected, Init::binding)) return;
+  bindDefaults();
+  init.store(Init::bound, std::memory_order_release);
 }
 
 // --- CPU usage ---
@@ -315,21 +338,14 @@ int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...) {
 }
 
 int32_t Z_CALL ZutOutInit() {
-  if (init.load(std::memory_order_acquire) == Init::made) return 1;
+  if (init.load(std::memory_order_acquire) == Init::bound) return 1;
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   // The options are made before anything here is: what their making prints comes by here again and
   // then finds them made far enough to be bound.
   utOptionTable();
-  ZutProcessMutexLock();
-  const bool isFirst = init.load() == Init::none;
-  if (isFirst) {
-    init = Init::running; // for this thread's own messages meanwhile; others wait for the mutex
-    makeDefaults();
-    init.store(Init::made, std::memory_order_release);
-  }
-  ZutProcessMutexUnlock();
-  if (isFirst) bindDefaults();
+  makeOnce();
+  bindOnce();
   return ZutErrNumRestoreTsd(&state, tsd);
 }
 
@@ -337,7 +353,7 @@ int32_t Z_CALL ZutVerbose(const char *format, ...) {
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   // Read by name each time. A callback that kept the value would have to be registered here, where
-  // the process mutex may be held: see bindDefaults.
+  // the process mutex may be held: see bindOnce.
   if (utOptionFlag("verbose", false)) {
     va_list args, again;
     va_start(args, format);

@@ -111,7 +111,17 @@ int32_t destroyOwn(const OwnOption &own, Trace *trace) {
   return ZutOptionDestroy(option);
 }
 
+void takeNow(Trace *trace, const char *option_name, ZutCbFunc handler) {
+  if (ZutOption *option = ZutOptionLookup(option_name)) handler(option, nullptr, trace->number);
+}
+
 } // namespace
+
+void utTraceTakeOptions(Trace *trace, const char *level, const char *file, const char *flags) {
+  takeNow(trace, level, changed<takeLevel>);
+  takeNow(trace, file, changed<takeFile>);
+  takeNow(trace, flags, changed<takeFlags>);
+}
 
 extern "C" {
 

@@ -17,3 +17,8 @@ struct ZutTrace {
   ZutCatalog *catalog;
   ZutWord number; // for its bindings, see binding.h
 };
+
+// Takes over what the options of these names hold now, as binding to them would, without following
+// them. Waits for no callback.
+void utTraceTakeOptions(struct ZutTrace *trace, const char *level, const char *file,
+                        const char *flags);

@@ -168,7 +168,16 @@ CHILD(firstUse) {
   };
   ZutOption *level = ZutOptionLookup("trace_level"), *verbose = ZutOptionLookup("verbose");
   meanwhile(
-      level, [=] { ZutOptionSetEnum(level, "error"); }, [] { ZutOutCat(1, 5065, "x"); });
+      level, [=] { ZutOptionSetEnum(level, "error"); },
+      [] {
+        ZutProcessMutexLock();
+        ZutOutCat(1, 5065, "x");
+        ZutProcessMutexUnlock();
+        ZutOutCat(1, 5065, "y");
+      });
+  ZutOutCat(2, 5065, "refused");
+  ZutOptionSetEnum(level, "info");
+  ZutOutCat(2, 5065, "followed");
   meanwhile(
       verbose, [=] { ZutOptionSetBool(verbose, 1); }, [] { ZutVerbose("said\n"); });
   std::_Exit(0);
@@ -178,6 +187,8 @@ TEST(Output, FirstUseDoesNotWaitForACallbackThatPrints) {
   const TempDir directory;
   const Result result = runChild("firstUse");
   EXPECT_EQ(result.code, 0) << result.out << result.err;
+  EXPECT_EQ(result.out.find("refused"), std::string::npos);
+  EXPECT_NE(result.out.find("followed"), std::string::npos);
 }
 
 CHILD(verbose) {
