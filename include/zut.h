@@ -444,7 +444,10 @@ Z_EXPORT int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) Z_PR
 Z_EXPORT int32_t Z_CALL ZutOutCat(int32_t level, int32_t number, ...);
 /* Makes the options catalog_file, catalog_flags and _trace_{level,file,flags}_catalog, the default
  * catalog and the default trace object, and binds them to one another. Only the first call does
- * anything; the first catalog message makes it. */
+ * anything. It is made by the first catalog message, the first output by level, the first
+ * ZutTraceCreateWithCatalog, and by the first binding or command that names one of those options.
+ * What is made by a thread that holds the process mutex follows the options only from the next such
+ * use on by one that does not. */
 Z_EXPORT int32_t Z_CALL ZutOutInit(void);
 /* While the option verbose is true: prints to the debug stream and to the output. */
 Z_EXPORT int32_t Z_CALL ZutVerbose(const char *format, ...) Z_PRINTF(1, 2);

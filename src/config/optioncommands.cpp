@@ -12,6 +12,7 @@
 #include "core/memory.h"
 #include "core/text.h"
 #include "core/util.h"
+#include "trace/binding.h"
 
 namespace {
 
@@ -99,7 +100,7 @@ void failUnknown(const char *name, ZutLexer *lexer) {
 void Z_CALL utCommandHelpopt(ZutLexer *lexer) {
   if (!utLexAtEnd(*lexer)) {
     ZutLexAcceptId(lexer);
-    if (ZutOption *option = ZutOptionLookup(lexer->id_value))
+    if (ZutOption *option = utFindOption(lexer->id_value))
       utHelpPrint("options", OptionName(option).text, HelpForm::full);
     else utCommandFail<Msg::helpUnknownOption>(Z_TRACE_LEVEL_ERROR, lexer->id_value);
     return;
@@ -111,17 +112,19 @@ void Z_CALL utCommandHelpopt(ZutLexer *lexer) {
 
 void Z_CALL utCommandSetopt(ZutLexer *lexer) {
   if (utLexAtEnd(*lexer)) {
+    ZutOutInit(); // has options of its own
     ZutOptionDump(nullptr, ZutOut);
     return;
   }
   ZutLexAcceptId(lexer);
-  ZutOption *option = ZutOptionLookup(lexer->id_value);
+  ZutOption *option = utFindOption(lexer->id_value);
   if (!option) failUnknown(lexer->id_value, lexer);
   else if (utLexAtEnd(*lexer)) ZutOptionDump(lexer->id_value, ZutOut);
   else setValue({option, "", ""}, lexer);
 }
 
 void Z_CALL utCommandSetnopt(ZutLexer *lexer) {
+  ZutOutInit(); // has options of its own, of which the table takes copies
   ZutLexAcceptId(lexer);
   char table[Z_LEX_ID_SIZE];
   utCopyCut(table, sizeof table, lexer->id_value);
@@ -138,7 +141,7 @@ void Z_CALL utCommandSetnopt(ZutLexer *lexer) {
 
 void Z_CALL utCommandUnsetopt(ZutLexer *lexer) {
   ZutLexAcceptId(lexer);
-  ZutOption *option = ZutOptionLookup(lexer->id_value);
+  ZutOption *option = utFindOption(lexer->id_value);
   if (!option) {
     utCommandFail<Msg::unsetUnknown>(Z_TRACE_LEVEL_INFO, lexer->id_value);
     return;

@@ -7,7 +7,6 @@
 #include "core/utout.h"
 
 #include "config/option.h"
-#include "config/parse.h"
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
@@ -138,8 +137,10 @@ void makeCatalogOptions() {
     ZutOptionSetRequired(file, 1);
     setDefaultCatalogFile(file);
   }
-  makeOption("catalog_flags", Z_OPTION_ENUM_LIST);
-  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) utCommandParseOwn("setopt catalog_flags id");
+  ZutOption *flags = makeOption("catalog_flags", Z_OPTION_ENUM_LIST);
+  char word[] = "id";
+  const ZutStrList list = {nullptr, word};
+  if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutOptionSetEnumList(flags, &list);
 }
 
 // The mutex is held. Messages may be printed as soon as it is released, before the objects follow
@@ -313,6 +314,7 @@ int32_t Z_CALL ZutOutStr(int32_t level, const char *format, ...) {
 }
 
 int32_t Z_CALL ZutVOutStr(int32_t level, const char *format, va_list args) {
+  ZutOutInit();
   return outByLevel(defaultTrace(), level, format, args);
 }
 
@@ -325,6 +327,7 @@ int32_t Z_CALL ZutOutStrDefault(const char *format, ...) {
 }
 
 int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) {
+  ZutOutInit();
   struct ZutTrace *trace = defaultTrace();
   return outByLevel(trace, levelOf(trace), format, args);
 }

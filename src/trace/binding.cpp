@@ -13,6 +13,13 @@ ZutWord lastNumber = 0;
 
 } // namespace
 
+ZutOption *utFindOption(const char *name) {
+  ZutOption *option = ZutOptionLookup(name);
+  if (option) return option;
+  ZutOutInit();
+  return ZutOptionLookup(name);
+}
+
 ZutWord utLiveAdd(void *object) {
   const ProcessGuard guard;
   if (!live) live = ZutHashCreateInt(32);

@@ -7,6 +7,10 @@
 
 #include "zut.h"
 
+// The option of a name. One that is not found may be one that the set-up of the output makes, so
+// that is done first.
+ZutOption *utFindOption(const char *name);
+
 // Enters an object among the live ones; gives its number, never 0.
 ZutWord utLiveAdd(void *object);
 void utLiveRemove(ZutWord number);

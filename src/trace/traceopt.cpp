@@ -58,7 +58,7 @@ void Z_CALL changed(void *option, void *, ZutWord argument) {
 // An option that does not exist is no failure: nothing is bound.
 int32_t bind(Trace *trace, const char *option_name, ZutCbFunc handler) {
   if (!trace || !option_name) return utFail(Err::nullPointer);
-  ZutOption *option = ZutOptionLookup(option_name);
+  ZutOption *option = utFindOption(option_name);
   return option ? utBind(option, handler, trace->number) : 1;
 }
 

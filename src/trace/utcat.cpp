@@ -185,7 +185,7 @@ void Z_CALL flagsChanged(void *option, void *, ZutWord argument) {
 
 int32_t bind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) {
   if (!catalog || !option_name) return utFail(Err::nullPointer);
-  ZutOption *option = ZutOptionLookup(option_name);
+  ZutOption *option = utFindOption(option_name);
   return option ? utBind(option, handler, catalog->number) : 0;
 }
 

@@ -245,6 +245,7 @@ Trace *Z_CALL ZutTraceCreateWithCatalog(const char *name, const char *file_name,
                                         const char *prefix) {
   Trace *trace = ZutTraceCreate(name, file_name, flags, prefix);
   if (!trace) return nullptr;
+  ZutOutInit(); // makes the options that the catalog follows
   char *catalog_file = utOptionDup("catalog_file");
   ZutCatalog *catalog = ZutCatCreate(catalog_file);
   Z_FREE(catalog_file, "catalog_file");

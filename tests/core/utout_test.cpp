@@ -78,6 +78,7 @@ TEST(Output, FunctionThatPrintsComesToAnEnd) {
 }
 
 CHILD(levels) {
+  ZutCommandParseStr("setopt catalog_flags");
   ZutOutStr(3, "shown\n");
   ZutOutStr(4, "not shown\n");
   ZutOutStr(-1, "always\n");
@@ -95,11 +96,12 @@ CHILD(levels) {
 
 TEST(Output, Levels) {
   const Result result = runChild("levels", {{"VNTIMESTAMPOUTPUTSUPPRESS", "1"}});
-  EXPECT_EQ(result.out, "shown\nalways\ndefault\nORL-WL-05065-I Unknown command <info>.\n"
-                        "ORL-WL-05065-I Unknown command <nosuch>.\n"
-                        "WARNING: ORL-WL-05065-I Unknown command <tagged>.\nplain\n");
+  EXPECT_EQ(result.out,
+            "catalog_flags id\nshown\nalways\ndefault\nORL-WL-05065-I Unknown command <info>.\n"
+            "ORL-WL-05065-I Unknown command <nosuch>.\n"
+            "WARNING: ORL-WL-05065-I Unknown command <tagged>.\nplain\n");
   const Result bare = runChild("levels", {{"VNTRACEPREFIXSUPPRESS", "1"}, {"VNHOME", "-"}});
-  EXPECT_TRUE(matches(bare.out, "(\\d\\d:\\d\\d:\\d\\d: \\w+\n){3}"
+  EXPECT_TRUE(matches(bare.out, "catalog_flags UNKNOWN\n(\\d\\d:\\d\\d:\\d\\d: \\w+\n){3}"
                                 "(\\d\\d:\\d\\d:\\d\\d: Unknown command <\\w+>.\n){2}"
                                 "WARNING: Unknown command <tagged>.\nplain\n"))
       << bare.out;
@@ -107,6 +109,8 @@ TEST(Output, Levels) {
 
 CHILD(stamped) {
   ZutOut("out\n");
+  ZutCommandParseStr("setopt trace_level error");
+  ZutOutStr(3, "refused\n");
   ZutOutStrDefault("by level\n");
   const Capture output;
   ZutOut("captured\n");
@@ -132,9 +136,11 @@ TEST(Output, TimeStamps) {
 
 CHILD(together) {
   ZutInitThreads();
+  ZutCommandSetStopAtFailure(1);
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([] {
+      ZutCommandFailed(); // what the set-up does is not stopped by the program's failures
       for (int k = 0; k < 20; ++k) ZutOutCat(1, 5065, "x"), ZutOut("y\n");
     });
   }

@@ -125,11 +125,15 @@ CHILD(unopenable) {
   ZutTrace(trace, 1, "text\n");
   ZutTraceRelease(&trace);
   std::printf("%d\n", trace == nullptr);
+  trace = ZutTraceCreateWithCatalog("t", "stderr", Z_TRACE_FLAG_PREFIX, nullptr);
+  ZutTraceCat(trace, 1, 5065, "x"); // before any message of the library
 }
 
 TEST_F(TraceTest, UnopenableFileGivesStandardOutput) {
-  EXPECT_EQ(runChild("unopenable").out, "WARNING: Unable to open trace file <no/such/directory> "
-                                        "switching to stdout.\ntext\n1\n");
+  const Result result = runChild("unopenable");
+  EXPECT_EQ(result.out, "WARNING: Unable to open trace file <no/such/directory> switching to "
+                        "stdout.\ntext\n1\n");
+  EXPECT_EQ(result.err, "ORL-WL-05065-I Unknown command <x>.\n");
 }
 
 TEST_F(TraceTest, RotatesBeforeTheLineThatFindsItFull) {
@@ -344,7 +348,6 @@ TEST_F(TraceTest, CatalogMessages) {
   ZutTraceCat(trace, 1, 5065, 42);
   EXPECT_EQ(readFile("log"), "verbose 6\n%s%n\na number of the library's too: 42\n");
 
-  ZutOutInit();
   Trace made = ZutTraceCreateWithCatalog("made", "made", Z_TRACE_FLAG_PREFIX, nullptr);
   ZutTraceCat(made, 1, 5065, "x");
   ZutTraceDestroy(&made);
