@@ -39,8 +39,8 @@ bool utPlatFileWritable(const char *name);
 // Do two names that differ only in case both exist, as different files?
 bool utPlatFilesDiffer(const char *a, const char *b);
 bool utPlatFileRemove(const char *name);
-// Renames, replacing a file of the new name in one step. Waits a moment for others who keep the
-// file from being renamed.
+// Renames, replacing a file of the new name in one step; the same name in another spelling changes
+// nothing. Waits a moment for others who keep the file from being renamed.
 bool utPlatFileReplace(const char *from, const char *to);
 
 struct PlatFileInfo {

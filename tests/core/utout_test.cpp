@@ -223,7 +223,7 @@ CHILD(debug) {
   ZutDebug("line %d\n", 1);
   EXPECT_EQ(ZutDebugRename("prog.dbg"), 0);
   EXPECT_EQ(ZutErrNumGet(), 6);
-  EXPECT_EQ(ZutDebugRename("new.dbg"), 1);
+  for (const char *name : {"./prog.dbg", "new.dbg"}) EXPECT_EQ(ZutDebugRename(name), 1);
   ZutDebug("line 2\n");
   ZutDebugClose();
   ZutDebugReopen();

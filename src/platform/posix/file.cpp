@@ -1,9 +1,11 @@
 #include "platform/platform_file.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,6 +67,30 @@ PlatFileKind kindOf(const struct stat &info) {
 
 bool sameFile(const struct stat &a, const struct stat &b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Finds the directory that a name stands in; gives the name's last part, or null where the
+// directory cannot be told.
+const char *statDirectory(const char *name, struct stat &info) {
+  char directory[PATH_MAX];
+  const char *slash = std::strrchr(name, '/');
+  const char *base = slash ? slash + 1 : name;
+  const auto length = static_cast<size_t>(base - name);
+  if (length >= sizeof directory) return nullptr;
+  std::memcpy(directory, name, length);
+  directory[length] = 0;
+  return stat(length ? directory : ".", &info) == 0 ? base : nullptr;
+}
+
+// Are two names of one file surely two entries of directories, and not one entry spelt in two ways?
+// Case does not count: there are directories that do not tell it apart.
+bool areTwoEntries(const char *a, const char *b, const struct stat &file) {
+  if (file.st_nlink < 2) return false;
+  struct stat infoA;
+  struct stat infoB;
+  const char *baseA = statDirectory(a, infoA);
+  const char *baseB = statDirectory(b, infoB);
+  return baseA && baseB && (!sameFile(infoA, infoB) || strcasecmp(baseA, baseB) != 0);
 }
 
 } // namespace
@@ -141,8 +167,9 @@ bool utPlatFileRemove(const char *name) { return unlink(name) == 0; }
 bool utPlatFileReplace(const char *from, const char *to) {
   struct stat infoFrom;
   struct stat infoTo;
-  // A rename between two names of one file succeeds and does nothing.
-  if (lstat(from, &infoFrom) == 0 && lstat(to, &infoTo) == 0 && sameFile(infoFrom, infoTo)) {
+  // A rename between two entries of one file succeeds and does nothing.
+  if (lstat(from, &infoFrom) == 0 && lstat(to, &infoTo) == 0 && sameFile(infoFrom, infoTo) &&
+      areTwoEntries(from, to, infoFrom)) {
     return unlink(from) == 0;
   }
   return rename(from, to) == 0;
