@@ -1979,12 +1979,20 @@ Z_EXPORT int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file);
  *
  * When the option trace_file_size is above 0 and a file has reached it, the file is backed up
  * (ZutBackupFile) and begun anew before the next message. If no backup can be made it goes on
- * growing, which is reported once, and the next try comes after as many bytes again.
+ * growing; if the new file cannot be opened the backup does, under its new name. Either is reported
+ * once, and the next try comes after as many bytes again.
+ *
+ * What cannot be written, on a full disk for instance, is lost: message 5421 says so once for each
+ * object. When it can be written again the next message begins a new line, and a line in front of
+ * it says how many messages and bytes the object lost there. Message 5422 says it of an object that
+ * is destroyed before.
  *
  * Threads: writing, from any thread, and changes of level, flags and file are safe against one
  * another; lines never interleave, not even those of two objects. The life of an object, its prefix
- * and its catalog are its owner's business. Files are opened with the process mutex held: a pipe
- * without a reader stops every thread that prints. */
+ * and its catalog are its owner's business. Files are opened with the process mutex held, which a
+ * dead network share keeps waiting. A pipe without a reader does not: it cannot be opened, and
+ * standard output takes its place. Writing waits for a reader that does not read, and with it every
+ * thread that prints; what is written after the reader has gone is lost. */
 
 /* Levels: as an object's level, and as a message's. A message of level "always" is written by
  * every object, one of level "never" by none. A message of level "default" takes its level from

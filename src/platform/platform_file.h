@@ -19,8 +19,8 @@ FILE *utPlatFileOpen(const char *name, const char *mode);
 bool utPlatFileReopen(FILE *stream, const char *name, const char *mode);
 int32_t utPlatFileDescriptor(FILE *stream);
 // Gives the system what the stream holds and then the text, in one write if it holds nothing.
-// Nobody else's text comes in between. The number of bytes taken, by the stream at least; its error
-// mark tells when the system did not take them.
+// Nobody else's text comes in between. The number of bytes of the text that the system took; the
+// rest is not kept, and the stream's error mark is set.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size);
 
 // --- Descriptors ---

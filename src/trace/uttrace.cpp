@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -32,9 +33,10 @@ using std::string_view;
 constexpr int32_t headRoom = 128;
 constexpr int32_t lineRoom = 1024;
 
-// Both told once, under the process mutex.
-bool openFailureTold = false;
-bool backupFailureTold = false;
+// Under the process mutex.
+bool openFailureTold = false;     // once
+bool rotationFailureTold = false; // once, until a rotation succeeds
+ZutPstNode *cutStreams = nullptr; // may end within a line, whose rest the system did not take
 
 // --- Names of levels ---
 
@@ -91,8 +93,29 @@ ZutFileNode *openFile(const char *name) {
   return stream ? utFileNodeOf(stream) : replaceWithStandardOutput(name);
 }
 
+bool isCut(const FILE *stream) {
+  return ZutFindPstNode(cutStreams, reinterpret_cast<ZutWord>(stream)) != nullptr;
+}
+
+void setCut(const FILE *stream, bool cut) {
+  const auto item = reinterpret_cast<ZutWord>(stream);
+  ZutPstNode *node = ZutFindPstNode(cutStreams, item);
+  if (cut == (node != nullptr)) return;
+  if (cut) {
+    ZutPushPstNode(&cutStreams, item);
+  } else {
+    node->item = cutStreams->item;
+    ZutPopPstNode(&cutStreams);
+  }
+}
+
+void closeTableFile(FILE *stream) {
+  ZutCloseFile(stream);
+  if (!utFileNodeOf(stream)) setCut(stream, false); // the next stream may have its address
+}
+
 void closeFile(ZutFileNode *file) {
-  if (isTableFile(file)) ZutCloseFile(file->stream);
+  if (isTableFile(file)) closeTableFile(file->stream);
   else Z_FREE(file, "new_file");
 }
 
@@ -103,25 +126,22 @@ void setFile(Trace &trace, ZutFileNode *file) {
 
 // --- Rotation ---
 
-// The count begins again whatever comes of it, so that a backup that fails is tried again only
-// after as many bytes.
-void rotate(Trace &trace, ZutFileNode &file) {
+// The count begins again whatever comes of it, so that what fails is tried again only after as many
+// bytes. Until then the stream goes on in the file that it has.
+void rotate(ZutFileNode &file) {
   file.bytes_written = 0;
-  switch (utFileRotate(file.stream, file.fname, file.mode)) {
-  case FileRotation::done: backupFailureTold = false; break;
-  case FileRotation::kept:
-    if (backupFailureTold) break;
-    backupFailureTold = true;
-    utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, file.fname);
-    break;
-  case FileRotation::failed: setFile(trace, replaceWithStandardOutput(file.fname)); break;
-  }
+  const FileRotation outcome = utFileRotate(file.stream, file.fname, file.mode);
+  if (outcome == FileRotation::done) setCut(file.stream, false);
+  if (std::exchange(rotationFailureTold, outcome != FileRotation::done)) return;
+  if (outcome == FileRotation::kept) utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, file.fname);
+  if (outcome == FileRotation::failed)
+    utReport<Msg::traceReopen>(Z_TRACE_LEVEL_WARNING, file.fname);
 }
 
-void rotateFull(Trace &trace, ZutFileNode &file) {
+void rotateFull(ZutFileNode &file) {
   static OptionSight size{"trace_file_size", nullptr, 0}; // the mutex is held
   const int32_t limit = utToInt32(utOptionNumber(size, 0.0));
-  if (limit > 0 && file.bytes_written >= limit) rotate(trace, file);
+  if (limit > 0 && file.bytes_written >= limit) rotate(file);
 }
 
 // --- Writing ---
@@ -191,10 +211,44 @@ void putHead(Line &line, const Trace &trace, int32_t level) {
   }
 }
 
-void putLine(ZutFileNode &file, const Line &line) {
-  const auto taken = static_cast<int64_t>(utPlatFilePut(file.stream, line.start, line.length));
-  file.bytes_written =
-      static_cast<int32_t>(std::min<int64_t>(file.bytes_written + taken, INT32_MAX));
+// Puts in front of the line what the file misses: the end of a line that was cut, and how much of
+// this object's was lost. Gives the length of it.
+size_t putAmends(Line &line, const Trace &trace, const ZutFileNode &file) {
+  const size_t before = line.length;
+  if (trace.lostMessages) {
+    char text[128];
+    const int length = std::snprintf(
+        text, sizeof text,
+        "*** Lost here, as the file could not be written: %lld messages, %lld bytes\n",
+        static_cast<long long>(trace.lostMessages), static_cast<long long>(trace.lostBytes));
+    putBefore(line, {text, static_cast<size_t>(length)});
+  }
+  if (isCut(file.stream)) putBefore(line, "\n");
+  return line.length - before;
+}
+
+void reportLoss(Trace &trace, const ZutFileNode &file) {
+  if (trace.lossReported) return;
+  trace.lossReported = true;
+  utReport<Msg::traceLost>(Z_TRACE_LEVEL_WARNING, trace.name,
+                           isTableFile(&file)      ? file.fname
+                           : file.stream == stderr ? "stderr"
+                                                   : "stdout");
+}
+
+// A message that is not taken whole is lost, and the file may end in a part of it: not every system
+// counts what it took before it failed.
+void putLine(Trace &trace, ZutFileNode &file, Line &line) {
+  const size_t amends = putAmends(line, trace, file);
+  const size_t taken = utPlatFilePut(file.stream, line.start, line.length);
+  file.bytes_written = static_cast<int32_t>(
+      std::min<int64_t>(file.bytes_written + static_cast<int64_t>(taken), INT32_MAX));
+  if (taken >= amends) trace.lostMessages = trace.lostBytes = 0;
+  setCut(file.stream, taken < line.length);
+  if (taken == line.length) return;
+  ++trace.lostMessages;
+  trace.lostBytes += static_cast<int64_t>(line.length - std::max(taken, amends));
+  reportLoss(trace, file);
 }
 
 bool admits(const Trace &trace, int32_t level) {
@@ -210,12 +264,12 @@ void write(Trace &trace, int32_t level, const char *format, va_list args) {
   ZutProcessMutexLock();
   ZutFileNode *file = trace.file;
   if (file && isTableFile(file)) {
-    rotateFull(trace, *file);
+    rotateFull(*file);
     file = trace.file;
   }
   if (file) {
     putHead(line, trace, level);
-    putLine(*file, line);
+    putLine(trace, *file, line);
   }
   ZutProcessMutexUnlock();
   Z_FREE(line.block, "trace_line");
@@ -275,6 +329,9 @@ int32_t Z_CALL ZutTraceDestroy(Trace **trace) {
     ZutCatFlagsOptionUnbind(gone->catalog, "catalog_flags");
   }
   utLiveRemove(gone->number);
+  if (gone->lostMessages)
+    utReport<Msg::traceLostAtEnd>(Z_TRACE_LEVEL_WARNING, gone->name, gone->lostMessages,
+                                  gone->lostBytes);
   ZutTraceCatalogUnbind(gone);
   ZutTraceFileSet(gone, nullptr);
   ZutTracePrefixSet(gone, nullptr);

@@ -16,6 +16,10 @@ struct ZutTrace {
   std::atomic<int32_t> refcount;
   ZutCatalog *catalog;
   ZutWord number; // for its bindings, see binding.h
+  // Since a message was last written whole; under the process mutex.
+  int64_t lostMessages;
+  int64_t lostBytes;
+  bool lossReported; // ever
 };
 
 // Takes over what the options of these names hold now, as binding to them would, without following

@@ -2,14 +2,33 @@
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <set>
 #include <sstream>
 #include <thread>
 
+#ifdef _WIN32
+#  include <io.h>
+#else
+#  include <sys/resource.h>
+#  include <unistd.h>
+#endif
+
 namespace fs = std::filesystem;
 
 namespace {
+
+#ifndef _WIN32
+// Gives what the limit was.
+uint64_t limitSoftly(int what, uint64_t limit) {
+  rlimit now;
+  getrlimit(what, &now);
+  const uint64_t before = std::exchange(now.rlim_cur, limit);
+  setrlimit(what, &now);
+  return before;
+}
+#endif
 
 using Trace = struct ZutTrace *;
 
@@ -198,8 +217,29 @@ TEST_F(TraceTest, SharesItsStream) {
   EXPECT_EQ(readFile("log"), "before line another after");
 }
 
+// While it lives the process can open no further file.
+class NoDescriptors {
+public:
+  NoDescriptors() {
+#ifndef _WIN32
+    limit_ = limitSoftly(RLIMIT_NOFILE, 3);
+#endif
+    for (int copy; (copy = dup(1)) >= 0;) copies_.push_back(copy);
+  }
+  ~NoDescriptors() {
+#ifndef _WIN32
+    limitSoftly(RLIMIT_NOFILE, limit_);
+#endif
+    for (int copy : copies_) close(copy);
+  }
+
+private:
+  [[maybe_unused]] uint64_t limit_ = 0;
+  std::vector<int> copies_;
+};
+
 TEST_F(TraceTest, WithoutBackupNothingIsLost) {
-  const Capture output;
+  Capture output;
   ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 6.0);
   const auto fill = [&] {
     create("log");
@@ -219,7 +259,46 @@ TEST_F(TraceTest, WithoutBackupNothingIsLost) {
   fs::remove("log~");
   EXPECT_EQ(fill(), "0234\n1234\n2234\n3234\n4234\n5234\n");
   ZutOptionSetStr(ending, "~");
+
+  // Nor without a new file.
+  ZutTrace(trace, 1, "last\n");
+  output.take();
+  {
+    const NoDescriptors none;
+    for (int i = 0; i < 5; ++i) ZutTrace(trace, 1, "%d out\n", i);
+  }
+  EXPECT_EQ(readFile("log~"), "last\n0 out\n1 out\n2 out\n3 out\n4 out\n");
+  EXPECT_EQ(output.take(), "ORL-WL-05420-W The trace file <log> was backed up, but cannot be begun "
+                           "anew; its backup is written on.\n");
+  ZutTrace(trace, 1, "anew\n");
+  EXPECT_EQ(readFile("log"), "anew\n");
 }
+
+#ifndef _WIN32
+TEST_F(TraceTest, TellsWhatAFullDiskCost) {
+  Capture output;
+  std::signal(SIGXFSZ, SIG_IGN);
+  create("log");
+  Trace other = ZutTraceCreate("other", "log", Z_TRACE_FLAG_PREFIX, nullptr);
+  const uint64_t limit = limitSoftly(RLIMIT_FSIZE, 12);
+  for (const char *line : {"complete\n", "cut off\n", "lost\n"}) ZutTrace(trace, 1, "%s", line);
+  limitSoftly(RLIMIT_FSIZE, limit);
+  ZutTrace(other, 1, "of another object\n");
+  ZutTrace(trace, 1, "whole\n");
+  EXPECT_EQ(readFile("log"),
+            "complete\ncut\nof another object\n*** Lost here, as the file could not "
+            "be written: 2 messages, 10 bytes\nwhole\n");
+  limitSoftly(RLIMIT_FSIZE, 0);
+  ZutTrace(trace, 1, "gone\n");
+  limitSoftly(RLIMIT_FSIZE, limit);
+  ZutTraceDestroy(&other);
+  ZutTraceDestroy(&trace);
+  EXPECT_EQ(output.take(),
+            "ORL-WL-05421-W Trace object <test> loses messages: <log> cannot be "
+            "written.\nORL-WL-05422-W Trace object <test> ends; its last 1 messages, 5 "
+            "bytes, were lost.\n");
+}
+#endif
 
 // Every line is stamped before it is written, so that each rotation finds another name for its
 // backup and no backup replaces another.

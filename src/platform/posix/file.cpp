@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <string_view>
 #include <strings.h>
 #include <sys/stat.h>
@@ -93,6 +94,27 @@ bool areTwoEntries(const char *a, const char *b, const struct stat &file) {
   return baseA && baseB && (!sameFile(infoA, infoB) || strcasecmp(baseA, baseB) != 0);
 }
 
+size_t putBuffered(FILE *stream, const char *text, size_t size) {
+  const size_t taken = fwrite_unlocked(text, 1, size, stream);
+  return fflush_unlocked(stream) == 0 ? taken : 0;
+}
+
+size_t putDirectly(FILE *stream, const char *text, size_t size) {
+  const int fd = fileno_unlocked(stream);
+  for (size_t taken = 0;; ++taken) {
+    const auto rest = static_cast<int32_t>(size - taken);
+    const int32_t put = utPlatDescriptorWrite(fd, text + taken, rest);
+    if (put > 0) taken += static_cast<size_t>(put);
+    if (taken == size) return taken;
+    // The error mark is set by the stream alone, so the next byte goes through it; it does not stay
+    // in the buffer.
+    if (fputc_unlocked(text[taken], stream) == EOF || fflush_unlocked(stream) != 0) {
+      __fpurge(stream);
+      return taken;
+    }
+  }
+}
+
 } // namespace
 
 FILE *utPlatFileOpen(const char *name, const char *mode) {
@@ -120,13 +142,9 @@ int32_t utPlatFileDescriptor(FILE *stream) { return fileno(stream); }
 // quicker than its way through the buffer. A stream that a program made up has no descriptor.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size) {
   flockfile(stream);
-  const int fd = fflush_unlocked(stream) == 0 ? fileno_unlocked(stream) : -1;
-  const int32_t put = fd < 0 ? 0 : utPlatDescriptorWrite(fd, text, static_cast<int32_t>(size));
-  size_t taken = put > 0 ? static_cast<size_t>(put) : 0;
-  if (taken < size) {
-    taken += fwrite_unlocked(text + taken, 1, size - taken, stream);
-    fflush_unlocked(stream);
-  }
+  fflush_unlocked(stream);
+  const int fd = fileno_unlocked(stream);
+  const size_t taken = fd < 0 ? putBuffered(stream, text, size) : putDirectly(stream, text, size);
   funlockfile(stream);
   return taken;
 }

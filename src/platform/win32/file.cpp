@@ -72,7 +72,14 @@ int openDescriptor(const char *name, const char *mode) {
         CreateFileA(name, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL, nullptr);
     return file != INVALID_HANDLE_VALUE;
   };
-  if (!patiently(false, attempt)) return -1;
+  // The runtime's descriptors may be used up, and for that no file may be made or emptied.
+  const int spare = _open("NUL", _O_RDONLY | _O_NOINHERIT);
+  if (spare < 0) return -1;
+  const bool opened = patiently(false, attempt);
+  const int error = errno;
+  _close(spare);
+  errno = error;
+  if (!opened) return -1;
   const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(file), how.flags);
   if (fd < 0) {
     CloseHandle(file);
@@ -145,10 +152,17 @@ bool utPlatFileReopen(FILE *stream, const char *name, const char *mode) {
 
 int32_t utPlatFileDescriptor(FILE *stream) { return _fileno(stream); }
 
+// The error mark is set by the stream alone, so a byte that the system did not take is tried once
+// more through it.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size) {
-  const size_t taken = std::fwrite(text, 1, size, stream);
   std::fflush(stream);
-  return taken;
+  for (size_t taken = 0;; ++taken) {
+    const auto rest = static_cast<int32_t>(size - taken);
+    const int32_t put = utPlatDescriptorWrite(_fileno(stream), text + taken, rest);
+    if (put > 0) taken += static_cast<size_t>(put);
+    if (taken == size) return taken;
+    if (std::fputc(text[taken], stream) == EOF || std::fflush(stream) != 0) return taken;
+  }
 }
 
 int32_t utPlatDescriptorRead(int32_t descriptor, void *buffer, int32_t count) {
