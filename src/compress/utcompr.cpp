@@ -99,7 +99,7 @@ void printStats(ZutCompressor &compressor) {
     const double ratio = static_cast<double>(stats.bytes_in) / stats.bytes_out;
     utReport<Msg::compressorStats>(Z_TRACE_LEVEL_DEFAULT,
                                    compressor.ident ? compressor.ident : "<unknown>", stats.driver,
-                                   stats.operations, ratio);
+                                   stats.operations, ZutRealToStr(ratio));
   }
   compressor.nextStatsTime = now + statsInterval;
 }

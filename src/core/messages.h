@@ -32,8 +32,9 @@ constexpr const Message *utMessageFind(int32_t number) {
   return nullptr;
 }
 
-// The kinds of a text's conversions in order: 's' text, 'l' long (ld, lx), 'c' character,
-// 'g' double, '?' anything else. At most eight.
+// The kinds of a text's conversions in order: 's' text, 'l' long (ld, lx), 'c' character, '?'
+// anything else. At most eight. There is none for real numbers: printf would print them as the
+// program's locale does, so they are passed as texts of ZutRealToStr.
 struct MessageKinds {
   char kind[8] = {};
   int count = 0;
@@ -50,7 +51,6 @@ constexpr MessageKinds utMessageKinds(std::string_view text) {
     const char kind = rest.starts_with("s")                              ? 's'
                       : rest.starts_with("ld") || rest.starts_with("lx") ? 'l'
                       : rest.starts_with("c")                            ? 'c'
-                      : rest.starts_with("g")                            ? 'g'
                                                                          : '?';
     if (kinds.count < 8) kinds.kind[kinds.count++] = kind;
   }
@@ -61,7 +61,6 @@ template <class T>
 constexpr char utArgKind() {
   if constexpr (std::is_convertible_v<T, const char *>) return 's';
   else if constexpr (std::is_same_v<T, char>) return 'c';
-  else if constexpr (std::is_floating_point_v<T>) return 'g';
   else if constexpr (std::is_integral_v<T>) return 'l';
   else return '-';
 }

@@ -18,7 +18,6 @@ void utReportNumber(int32_t level, int32_t number, ...);
 
 // %ld prints a long on every platform, so every integer is passed as one.
 constexpr const char *utPrintArg(const char *text) { return text ? text : "(null)"; }
-constexpr double utPrintArg(double value) { return value; }
 constexpr int utPrintArg(char value) { return value; }
 template <class T>
 requires std::is_integral_v<T>

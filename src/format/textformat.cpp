@@ -62,7 +62,6 @@ bool isPlain(const Conversion &c) {
 
 char kindOf(const Conversion &c) {
   if (isInteger(c.letter)) return c.length == "l" ? 'l' : '?';
-  if (isReal(c.letter)) return c.length == "L" ? '?' : 'g';
   return c.letter == 's' || c.letter == 'c' ? c.letter : '?';
 }
 

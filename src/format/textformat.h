@@ -10,7 +10,7 @@
 constexpr int32_t utFormatMaxWidth = 255;
 
 // Are the format's conversions, in order, those of `kinds`? The kinds are 's' text, 'l' an integer
-// passed as long, 'c' character, 'g' double. Flags, width and precision are the format's own.
+// passed as long, 'c' character. Flags, width and precision are the format's own.
 bool utFormatAgrees(const char *format, std::string_view kinds);
 
 // Is every conversion a plain one: of a known letter, without * and %n, no wider than the maximum?
