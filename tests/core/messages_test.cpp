@@ -3,8 +3,6 @@
 #include "core/messages.h"
 #include "support/child.h"
 
-#include <sstream>
-
 TEST(Messages, ShippedCatalogIsTheTable) {
   ZutOutInit();
   const char *name = nullptr;
@@ -15,17 +13,12 @@ TEST(Messages, ShippedCatalogIsTheTable) {
     ZutCatMsgKey *key = nullptr;
     ASSERT_EQ(ZutCatLookup(catalog, row.number, &key), 1) << row.number << " in " << name;
     EXPECT_EQ(key->display, std::string(row.text) + "\n");
-    const std::string id = key->complete_id;
-    EXPECT_EQ(id, "ORL-WL-0" + std::to_string(row.number) + "-" + row.severity);
-    const MessageKinds kinds = utMessageKinds(row.text);
-    EXPECT_EQ(kinds.list().find('?'), std::string_view::npos)
-        << "a conversion that no call can be checked against";
+    EXPECT_EQ(key->complete_id, "ORL-WL-0" + std::to_string(row.number) + "-" + row.severity);
   }
   EXPECT_EQ(output.text(), "") << "bad or repeated lines";
   ZutCatDestroy(catalog);
 
-  std::istringstream lines(readFile(name));
-  size_t messages = 0;
-  for (std::string line; std::getline(lines, line);) messages += !line.starts_with("#");
+  size_t messages = 0, at = 0;
+  for (const std::string text = readFile(name); (at = text.find("\nORL-", at) + 1);) ++messages;
   EXPECT_EQ(messages, std::size(utMessages)) << "numbers that are not in the table";
 }

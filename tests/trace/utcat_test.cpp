@@ -49,9 +49,7 @@ TEST_F(CatalogTest, Lines) {
   EXPECT_EQ(show(16), "no line end");
   ZutCatMsgKey *key = nullptr;
   ASSERT_EQ(ZutCatLookup(catalog.handle, 13, &key), 1);
-  EXPECT_STREQ(key->vendor, "A");
-  EXPECT_STREQ(key->product, "B");
-  EXPECT_STREQ(key->complete_id, "A-B-13-v1");
+  EXPECT_EQ(key->vendor + std::string(" ") + key->product + key->complete_id, "A BA-B-13-v1");
   EXPECT_EQ(key->severity, 5u);
   ZutCatFlagSet(catalog.handle, Z_CAT_FLAG_ID | 8u);
   EXPECT_EQ(show(12), "ORL-WL-00012-E  Disk full\n");
@@ -136,7 +134,6 @@ TEST_F(CatalogTest, FollowsOptions) {
   ZutOption *file = ZutOptionCreate("cat_test_file", Z_OPTION_STR);
   ZutOption *flags = ZutOptionCreate("cat_test_flags", Z_OPTION_ENUM_LIST);
   EXPECT_EQ(ZutCatFilenameOptionBind(catalog.handle, "no_such_option"), 0);
-  EXPECT_EQ(ZutCatFilenameOptionUnbind(catalog.handle, "no_such_option"), 1);
   ZutOptionSetStr(file, "a.cat");
   EXPECT_EQ(ZutCatFilenameOptionBind(catalog.handle, "cat_test_file"), 1);
   EXPECT_EQ(ZutCatFlagsOptionBind(catalog.handle, "cat_test_flags"), 1);

@@ -4,31 +4,28 @@
 #include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <unistd.h>
 
 #ifdef _WIN32
-#  include <io.h>
+constexpr int RLIMIT_NOFILE = 0;
+void limit(int, int) {} // the runtime has one of its own
 #else
 #  include <sys/resource.h>
-#  include <unistd.h>
+void limit(int what, rlim_t soft) {
+  rlimit both;
+  getrlimit(what, &both);
+  both.rlim_cur = std::min(soft, both.rlim_max);
+  setrlimit(what, &both);
+}
 #endif
 
 namespace fs = std::filesystem;
 
 namespace {
-
-#ifndef _WIN32
-// Gives what the limit was.
-uint64_t limitSoftly(int what, uint64_t limit) {
-  rlimit now;
-  getrlimit(what, &now);
-  const uint64_t before = std::exchange(now.rlim_cur, limit);
-  setrlimit(what, &now);
-  return before;
-}
-#endif
 
 using Trace = struct ZutTrace *;
 
@@ -58,47 +55,31 @@ protected:
   Trace trace = nullptr;
 };
 
-std::multiset<std::string> linesOf(const std::string &text) {
-  std::multiset<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.insert(line);
-  return lines;
-}
-
 } // namespace
 
 TEST_F(TraceTest, LevelsAndTags) {
-  const struct {
-    int32_t level;
-    const char *tag;
-  } rows[] = {{-3, "UNKNOWN"}, {-2, "UNKNOWN"}, {-1, "ALWAYS"},  {1, "ERROR"},
-              {2, "WARNING"},  {3, "INFO"},     {4, "INFO1"},    {5, "INFO2"},
-              {6, "VERBOSE"},  {7, "VERBOSE1"}, {8, "VERBOSE2"}, {9, "DEBUG"}};
+  const std::string tags[] = {"UNKNOWN",  "UNKNOWN",  "ALWAYS", "never", "ERROR",
+                              "WARNING",  "INFO",     "INFO1",  "INFO2", "VERBOSE",
+                              "VERBOSE1", "VERBOSE2", "DEBUG"};
   for (int32_t admitted = -2; admitted <= 9; ++admitted) {
     create("levels", Z_TRACE_FLAG_LEVEL);
     ZutTraceLevelSet(trace, admitted);
     std::string expected;
-    for (const auto &[level, tag] : rows) {
-      if (level <= admitted) expected += std::string(tag) + ": x\n";
+    for (int32_t level = -3; level <= 9; ++level) {
+      if (level && level <= admitted) expected += tags[level + 3] + ": x\n";
       ZutTrace(trace, level, "x\n");
     }
-    ZutTrace(trace, 0, "never\n");
     EXPECT_EQ(readFile("levels"), expected) << admitted;
   }
-  for (int32_t level : {-3, 10}) {
-    EXPECT_EQ(ZutTraceLevelSet(trace, level), 0);
-    EXPECT_EQ(ZutErrNumGet(), 7);
-  }
+  for (int32_t level : {-3, 10})
+    EXPECT_TRUE(ZutTraceLevelSet(trace, level) == 0 && ZutErrNumGet() == 7);
   const char *word = nullptr;
   int32_t level = 0;
-  for (int32_t each = 0; each <= 9; ++each) {
-    EXPECT_EQ(ZutTraceLevelValToStr(each, &word), 1);
-    EXPECT_EQ(ZutTraceLevelStrToVal(word, &level), 1);
-    EXPECT_EQ(level, each);
-  }
+  for (int32_t each = 0; each <= 9; ++each)
+    EXPECT_TRUE(ZutTraceLevelValToStr(each, &word) && ZutTraceLevelStrToVal(word, &level) &&
+                level == each);
   EXPECT_EQ(ZutTraceLevelValToStr(-1, &word), 0);
-  EXPECT_EQ(ZutTraceLevelStrToVal("NONE", &level), 1);
-  EXPECT_EQ(level, 0);
+  EXPECT_TRUE(ZutTraceLevelStrToVal("NONE", &level) && level == 0);
   EXPECT_EQ(ZutTraceLevelStrToVal("loud", &level), 0);
 }
 
@@ -115,8 +96,8 @@ TEST_F(TraceTest, LineParts) {
     ZutTrace(trace, 4, "%s\n", text.c_str());
     EXPECT_EQ(readFile("long"), "86400: {" + part + "} INFO1: " + text + "\n");
     ZutTraceFileSet(trace, nullptr);
-    ZutTrace(trace, 4, "to nowhere\n");
   }
+  ZutTrace(trace, 4, "to nowhere\n");
   ZutTracePrefixSet(trace, "");
   ZutTraceFlagClear(trace, Z_TRACE_FLAG_LEVEL | Z_TRACE_FLAG_TIMESTAMP);
   ZutTraceFileSet(trace, "bare");
@@ -135,7 +116,14 @@ TEST_F(TraceTest, FileNames) {
   ZutTrace(trace, 1, "anew\n");
   EXPECT_EQ(readFile("log"), "anew\n");
   EXPECT_EQ(readFile("log~"), "before\nafter\n");
-  EXPECT_EQ(ZutTraceFileSet(nullptr, "log"), 0);
+
+  FILE *stream = ZutLookupFile("log"); // the program may write to it, too
+  std::fputs("before ", stream);
+  ZutTrace(trace, 1, "line ");
+  ZutTrace(trace, 1, "another ");
+  std::fputs("after", stream);
+  std::fflush(stream);
+  EXPECT_EQ(readFile("log"), "anew\nbefore line another after");
 }
 
 CHILD(unopenable) {
@@ -190,7 +178,6 @@ TEST_F(TraceTest, PrintsAsPrintfDoes) {
     ZutTrace(trace, 1, format, arguments...);
   };
   const std::string full(1023, 'x'); // a line's room, and one more below
-  print("%s\n", "text");
   print("%s%s %% %c%c|", "", "a%d", 'c', 0);
   print("%d %d %d %u|", 0, INT32_MIN, INT32_MAX, UINT32_MAX);
   print("%ld %ld %lu\n", LONG_MIN, LONG_MAX, ULONG_MAX);
@@ -201,42 +188,6 @@ TEST_F(TraceTest, PrintsAsPrintfDoes) {
   print("%d\n%s", 12, (full + full).c_str());
   EXPECT_EQ(readFile("log"), expected);
 }
-
-// A program may write to the file of a trace, too.
-TEST_F(TraceTest, SharesItsStream) {
-  create("log");
-  FILE *stream = ZutLookupFile("log");
-  ASSERT_TRUE(stream);
-  std::fputs("before ", stream);
-  ZutTrace(trace, 1, "line ");
-  std::fseek(stream, 0, SEEK_END);
-  ZutTrace(trace, 1, "another ");
-  EXPECT_EQ(std::ftell(stream), 20);
-  std::fputs("after", stream);
-  std::fflush(stream);
-  EXPECT_EQ(readFile("log"), "before line another after");
-}
-
-// While it lives the process can open no further file.
-class NoDescriptors {
-public:
-  NoDescriptors() {
-#ifndef _WIN32
-    limit_ = limitSoftly(RLIMIT_NOFILE, 3);
-#endif
-    for (int copy; (copy = dup(1)) >= 0;) copies_.push_back(copy);
-  }
-  ~NoDescriptors() {
-#ifndef _WIN32
-    limitSoftly(RLIMIT_NOFILE, limit_);
-#endif
-    for (int copy : copies_) close(copy);
-  }
-
-private:
-  [[maybe_unused]] uint64_t limit_ = 0;
-  std::vector<int> copies_;
-};
 
 TEST_F(TraceTest, WithoutBackupNothingIsLost) {
   Capture output;
@@ -263,10 +214,12 @@ TEST_F(TraceTest, WithoutBackupNothingIsLost) {
   // Nor without a new file.
   ZutTrace(trace, 1, "last\n");
   output.take();
-  {
-    const NoDescriptors none;
-    for (int i = 0; i < 5; ++i) ZutTrace(trace, 1, "%d out\n", i);
-  }
+  limit(RLIMIT_NOFILE, 3);
+  std::vector<int> descriptors = {dup(1)};
+  while (descriptors.back() >= 0) descriptors.push_back(dup(1));
+  for (int i = 0; i < 5; ++i) ZutTrace(trace, 1, "%d out\n", i);
+  limit(RLIMIT_NOFILE, 64);
+  for (int each : descriptors) close(each);
   EXPECT_EQ(readFile("log~"), "last\n0 out\n1 out\n2 out\n3 out\n4 out\n");
   EXPECT_EQ(output.take(), "ORL-WL-05420-W The trace file <log> was backed up, but cannot be begun "
                            "anew; its backup is written on.\n");
@@ -280,17 +233,17 @@ TEST_F(TraceTest, TellsWhatAFullDiskCost) {
   std::signal(SIGXFSZ, SIG_IGN);
   create("log");
   Trace other = ZutTraceCreate("other", "log", Z_TRACE_FLAG_PREFIX, nullptr);
-  const uint64_t limit = limitSoftly(RLIMIT_FSIZE, 12);
+  limit(RLIMIT_FSIZE, 12);
   for (const char *line : {"complete\n", "cut off\n", "lost\n"}) ZutTrace(trace, 1, "%s", line);
-  limitSoftly(RLIMIT_FSIZE, limit);
+  limit(RLIMIT_FSIZE, RLIM_INFINITY);
   ZutTrace(other, 1, "of another object\n");
   ZutTrace(trace, 1, "whole\n");
   EXPECT_EQ(readFile("log"),
             "complete\ncut\nof another object\n*** Lost here, as the file could not "
             "be written: 2 messages, 10 bytes\nwhole\n");
-  limitSoftly(RLIMIT_FSIZE, 0);
+  limit(RLIMIT_FSIZE, 0);
   ZutTrace(trace, 1, "gone\n");
-  limitSoftly(RLIMIT_FSIZE, limit);
+  limit(RLIMIT_FSIZE, RLIM_INFINITY);
   ZutTraceDestroy(&other);
   ZutTraceDestroy(&trace);
   EXPECT_EQ(output.take(),
@@ -335,37 +288,40 @@ CHILD(rotating) {
 TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
   const Result result = runChild("rotating");
   EXPECT_EQ(result.code, 0) << result.err;
-  std::multiset<std::string> expected, lines;
-  for (int i = 0; i < 4000; ++i) {
-    expected.insert("ERROR: thread " + std::to_string(i / 1000) + " line " +
-                    std::to_string(i % 1000) + ".....");
-  }
-  int files = 0;
+  const std::regex whole(R"(t: (\{p\} )?ERROR: (thread \d line \d+)\.{5})");
+  std::set<std::string> lines;
+  std::string line;
+  int files = 0, count = 0;
   for (const fs::directory_entry &file : fs::directory_iterator(".")) {
     ++files;
-    for (const std::string &line : linesOf(readFile(file.path()))) {
-      const size_t head = line.starts_with("t: {p} ") ? 7 : 3;
-      lines.insert(line.substr(std::min(head, line.size())));
+    for (std::istringstream stream(readFile(file.path())); std::getline(stream, line); ++count) {
+      std::smatch parts;
+      EXPECT_TRUE(std::regex_match(line, parts, whole)) << line;
+      lines.insert(parts[2]);
     }
   }
   EXPECT_GT(files, 20);
-  EXPECT_EQ(lines, expected);
+  EXPECT_EQ(count, 4000);
+  EXPECT_EQ(lines.size(), 4000u) << "of another each";
 }
 
-TEST_F(TraceTest, OptionsDriveTheDefaultObject) {
-  for (const char *line : {"setopt trace_flags level", "setopt trace_file X"}) {
-    ZutCommandParseStr(line);
-  }
+// Objects without flags of their own follow the option, and so does the default object.
+TEST_F(TraceTest, FollowsTheSharedOptions) {
+  create("none", 0);
+  Trace with = ZutTraceCreate("with", "some", Z_TRACE_FLAG_TIMESTAMP, nullptr);
+  ZutCommandParseStr("setopt trace_flags level; setopt trace_file X");
+  for (Trace each : {trace, with}) ZutTrace(each, 1, "text\n");
   ZutOutStr(1, "first\n");
   fs::rename("X", "X.1"); // as an outside rotator does
-  ZutCommandParseStr("setopt trace_file stdout; setopt trace_file @X");
-  ZutOutStr(1, "second\n");
-  ZutCommandParseStr("setopt trace_level error");
-  ZutOutStr(2, "refused\n");
-  ZutCommandParseStr("setopt trace_file stdout; setopt trace_level info");
-  ZutCommandParseStr("setopt trace_flags prefix");
+  ZutCommandParseStr("setopt trace_file stdout; setopt trace_file @X; setopt trace_level error");
+  for (int32_t level : {1, 2}) ZutOutStr(level, "second\n");
+  ZutCommandParseStr(
+      "setopt trace_file stdout; setopt trace_level info; setopt trace_flags prefix");
+  EXPECT_EQ(readFile("none"), "ERROR: text\n");
+  EXPECT_EQ(readFile("some"), "86400: text\n");
   EXPECT_EQ(readFile("X.1"), "ERROR: first\n");
   EXPECT_EQ(readFile("X"), "ERROR: second\n");
+  ZutTraceDestroy(&with);
 }
 
 TEST_F(TraceTest, OwnOptions) {
@@ -375,39 +331,18 @@ TEST_F(TraceTest, OwnOptions) {
   EXPECT_STREQ(ZutOptionGetName(level), "trace_level_test");
   EXPECT_EQ(ZutOptionSetEnum(level, "always"), 0);
   EXPECT_EQ(ZutOptionSetEnum(level, "verbose"), 1);
-  int32_t value = 0;
-  ZutTraceLevelGet(trace, &value);
-  EXPECT_EQ(value, 6);
   ZutOption *file = ZutTraceFileDefaultOptionCreate(trace);
   ZutOptionSetStr(file, "second");
-  ZutOption *flags = ZutTraceFlagsDefaultOptionCreate(trace);
-  char word[] = "level";
-  const ZutStrList list = {nullptr, word};
-  ZutOptionSetEnumList(flags, &list);
-  ZutTrace(trace, 6, "untagged\n");
+  ZutTraceFlagsDefaultOptionCreate(trace);
+  ZutCommandParseStr("setopt trace_flags_test level");
+  for (int32_t each : {6, 7}) ZutTrace(trace, each, "untagged\n");
   EXPECT_EQ(readFile("second"), "untagged\n");
-  EXPECT_EQ(ZutTraceLevelDefaultOptionLookup(trace), level);
-  EXPECT_EQ(ZutTraceLevelDefaultOptionDestroy(trace), 1);
-  EXPECT_EQ(ZutTraceLevelDefaultOptionDestroy(trace), 0);
+  for (int32_t there : {1, 0}) EXPECT_EQ(ZutTraceLevelDefaultOptionDestroy(trace), there);
   EXPECT_EQ(ZutTraceFlagsDefaultOptionDestroy(trace), 1);
-
-  // Bound and gone: the option's later change reaches nobody.
   ZutTraceDestroy(&trace);
-  ZutOptionSetStr(file, "third");
+  ZutOptionSetStr(file, "third"); // is bound
   EXPECT_FALSE(fs::exists("third"));
   ZutOptionDestroy(file);
-}
-
-TEST_F(TraceTest, FlagsFollowTheOptionOnlyWithoutFlagsOfTheirOwn) {
-  create("none", 0);
-  Trace with = ZutTraceCreate("with", "some", Z_TRACE_FLAG_LEVEL, nullptr);
-  ZutCommandParseStr("setopt trace_flags timestamp");
-  ZutTrace(trace, 1, "text\n");
-  ZutTrace(with, 1, "text\n");
-  ZutCommandParseStr("setopt trace_flags prefix");
-  EXPECT_EQ(readFile("none"), "86400: text\n");
-  EXPECT_EQ(readFile("some"), "ERROR: text\n");
-  ZutTraceDestroy(&with);
 }
 
 TEST_F(TraceTest, CatalogMessages) {
@@ -426,9 +361,4 @@ TEST_F(TraceTest, CatalogMessages) {
   ZutTraceCat(trace, 1, 7002, "x", "y");
   ZutTraceCat(trace, 1, 5065, 42);
   EXPECT_EQ(readFile("log"), "verbose 6\n%s%n\na number of the library's too: 42\n");
-
-  Trace made = ZutTraceCreateWithCatalog("made", "made", Z_TRACE_FLAG_PREFIX, nullptr);
-  ZutTraceCat(made, 1, 5065, "x");
-  ZutTraceDestroy(&made);
-  EXPECT_EQ(readFile("made"), "ORL-WL-05065-I Unknown command <x>.\n");
 }
