@@ -91,11 +91,11 @@ bool holdFile(FILE *stream, char **name, char **mode) {
 // was, one that writes at the end.
 void reopen(FILE *stream, const char *name, const char *mode, long position) {
   const ProcessGuard guard;
-  const char *keepMode = utFileKeepMode(mode);
-  if (!utPlatFileReopen(stream, name, keepMode)) {
+  const KeepMode keep(mode);
+  if (!utPlatFileReopen(stream, name, keep.text)) {
     utFailC();
     utReport<Msg::viewReopen>(Z_TRACE_LEVEL_WARNING, name);
-  } else if (position >= 0 && keepMode[0] == 'r') {
+  } else if (position >= 0 && mode[0] == 'r') {
     std::fseek(stream, position, SEEK_SET);
   }
 }

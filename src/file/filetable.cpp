@@ -51,10 +51,14 @@ void freeNode(ZutFileNode *node) {
   Z_FREE(node, "file_node");
 }
 
+// Other modes that truncate are what a caller takes who wants no backup.
+bool wantsBackup(const char *mode) { return utSame(mode, "w") || utSame(mode, "w+b"); }
+
 FILE *openStream(const char *name, const char *mode) {
-  if (utFileKeepMode(mode) != mode && !ZutBackupFile(name)) {
+  const KeepMode keep(mode);
+  if (wantsBackup(mode) && !ZutBackupFile(name)) {
     utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, name);
-    mode = utFileKeepMode(mode);
+    mode = keep.text;
   }
   return openHook ? openHook(name, mode) : ZutFOpen(name, mode);
 }
@@ -72,8 +76,12 @@ ZutFileNode *utFileNodeOf(const FILE *stream) {
   return node;
 }
 
-const char *utFileKeepMode(const char *mode) {
-  return utSame(mode, "w") ? "a" : utSame(mode, "w+b") ? "a+b" : mode;
+KeepMode::KeepMode(const char *mode) : text{} {
+  char *end = text;
+  *end++ = mode[0] == 'w' ? 'a' : mode[0];
+  for (const char letter : {'+', 'b', 't', 'n'}) {
+    if (std::strchr(mode, letter)) *end++ = letter;
+  }
 }
 
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode) {

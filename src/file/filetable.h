@@ -19,6 +19,9 @@ enum class FileRotation {
 // again now and then, not at each line.
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode);
 
-// The mode that opens the same file with the same rights, but writes at its end: "w" gives "a",
-// "w+b" gives "a+b"; any other mode is given back.
-const char *utFileKeepMode(const char *mode);
+// The mode that opens the same file with the same rights and neither truncates it nor insists on
+// making it: "w" gives "a", "w+bx" gives "a+b".
+struct KeepMode {
+  explicit KeepMode(const char *mode);
+  char text[8];
+};
