@@ -2501,8 +2501,9 @@ Z_EXPORT int32_t Z_CALL ZutBuildFileNameSized(char *out, int32_t size, const cha
  * number in the environment variable VN_MAX_BASE_NAME) and of printable ASCII characters without
  * separators; else its hash, eight hexadecimal digits. A file in `directory` named by the hash with
  * the extension ".nam" holds the lower-cased name; with `create` 1 it is made when it is missing.
+ * Threads and processes that ask for one name at once get one base.
  * Result   the caller frees *base_out with ZutFree; null when the result is 0.
- * Errors   1 for a name file that cannot be opened or made, 24 for one without a line. */
+ * Errors   1 for a name file that cannot be opened or made, 24 for an empty one. */
 Z_EXPORT int32_t Z_CALL ZutBuildBaseName(const char *directory, const char *name, char **base_out,
                                          int32_t create);
 

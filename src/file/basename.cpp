@@ -1,15 +1,18 @@
 // Short base names for names that are too long or hold characters that file names do not take:
-// the hash of the name, and beside it a name file whose first line tells which name the hash
-// stands for.
+// the hash of the name, and beside it a name file that tells which name the hash stands for: the
+// lower-cased name and a line's end, nothing else. Processes and threads may ask at once, so a name
+// file appears with its whole text or not at all, and the first one stays.
 #include "core/env.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/text.h"
-#include "core/util.h"
 #include "file/file.h"
+#include "platform/platform.h"
 #include "platform/platform_file.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -35,52 +38,105 @@ uint32_t continueHash(uint32_t hash, const char *name) {
   return hash;
 }
 
-enum class Owner { nobody, us, other, unreadable };
+// Bounds the search for a free name and the race with others who make and remove a name file.
+constexpr int attempts = 100;
 
-// Whose name the name file holds. Its first line is read one character further than our own name
-// and the line's end, so that a longer one which begins like ours is seen to be another's.
+enum class Owner { none, us, other, unreadable };
+
+// Whose name the open name file holds. It is read one byte further than our own name and the line's
+// end, so that a longer text which begins like ours is seen to be another's.
+Owner ownerInside(FILE *stream, std::string_view name) {
+  const size_t size = name.size() + 2;
+  char *text = utNewArray<char>(static_cast<int64_t>(size), "name line");
+  const size_t got = std::fread(text, 1, size, stream);
+  const bool ours =
+      got == size - 1 && text[got - 1] == '\n' && name == std::string_view(text, got - 1);
+  Z_FREE(text, "name line");
+  if (std::ferror(stream)) {
+    utFailC();
+    return Owner::unreadable;
+  }
+  if (got > 0) return ours ? Owner::us : Owner::other;
+  utErrSet(Err::corrupt);
+  return Owner::unreadable;
+}
+
 Owner ownerOf(const char *nameFile, const char *name) {
-  if (utPlatFileKind(nameFile) == PlatFileKind::none) return Owner::nobody;
+  if (utPlatFileKind(nameFile) == PlatFileKind::none) return Owner::none;
   FILE *stream = ZutFOpen(nameFile, "r+b");
   if (!stream) return Owner::unreadable;
-  const size_t size = std::strlen(name) + 3;
-  char *line = utNewArray<char>(static_cast<int64_t>(size), "name line");
-  Owner owner = Owner::unreadable;
-  if (std::fgets(line, static_cast<int>(size), stream)) {
-    const size_t length = std::strlen(line);
-    if (length > 0) line[length - 1] = 0;
-    owner = utSame(line, name) ? Owner::us : Owner::other;
-  } else {
-    utErrSet(Err::corrupt);
-  }
+  const Owner owner = ownerInside(stream, name);
   std::fclose(stream);
-  Z_FREE(line, "name line");
   return owner;
 }
 
-bool writeNameFile(const char *nameFile, const char *name) {
-  FILE *stream = utPlatFileOpen(nameFile, "w+bx");
-  if (!stream) return utFailC();
-  const bool written = std::fprintf(stream, "%s\n", name) > 0;
-  if (std::fclose(stream) == 0 && written) return true;
-  utFailC();
-  return false;
+// A new file beside the name file. Its name, to free with Z_FREE, comes with it; both null when no
+// file can be made.
+FILE *openAside(const char *directory, const char *base, char **aside) {
+  static std::atomic<uint32_t> count{0};
+  for (int i = 0; i < attempts; ++i) {
+    char extension[32];
+    std::snprintf(extension, sizeof extension, "-%lx-%lx.new",
+                  static_cast<unsigned long>(utPlatProcessId()),
+                  static_cast<unsigned long>(++count));
+    *aside = utFileNameDup(directory, base, extension);
+    if (FILE *stream = utPlatFileOpen(*aside, "wbx")) return stream;
+    const int error = errno;
+    Z_FREE(*aside, "name file");
+    errno = error;
+    if (error != EEXIST) break; // else one that an ended process has left
+  }
+  *aside = nullptr;
+  return nullptr;
 }
 
-// Hashes the lower-cased name into `base`. Under the process mutex: a second thread that asks for
-// the same name finds the name file made, not in the making.
+// False: errno tells.
+bool writeAndClose(FILE *stream, const char *name) {
+  const bool written = std::fprintf(stream, "%s\n", name) > 0 && std::fflush(stream) == 0;
+  const int error = errno;
+  if (std::fclose(stream) != 0) return false;
+  errno = error;
+  return written;
+}
+
+// False: errno tells; EEXIST when there is a name file by now.
+bool makeNameFile(const char *directory, const char *base, const char *nameFile, const char *name) {
+  char *aside = nullptr;
+  FILE *stream = openAside(directory, base, &aside);
+  if (!stream) return false;
+  const bool made = writeAndClose(stream, name) && utPlatFilePlace(aside, nameFile);
+  const int error = errno;
+  if (!made) utPlatFileRemove(aside);
+  Z_FREE(aside, "name file");
+  errno = error;
+  return made;
+}
+
+// Whose the base is; with `create` a free one is made ours. It stays free where a name is taken by
+// something that cannot be seen, such as a link to nowhere.
+Owner settle(const char *directory, const char *base, const char *name, bool create) {
+  char *nameFile = utFileNameDup(directory, base, ".nam");
+  Owner owner = ownerOf(nameFile, name);
+  for (int i = 0; i < attempts && create && owner == Owner::none; ++i) {
+    if (makeNameFile(directory, base, nameFile, name)) {
+      owner = Owner::us;
+    } else {
+      utFailC();
+      owner = errno == EEXIST ? ownerOf(nameFile, name) : Owner::unreadable;
+    }
+  }
+  Z_FREE(nameFile, "name file");
+  return owner;
+}
+
+// Hashes the lower-cased name into `base`.
 bool hashedBase(const char *directory, const char *name, char *base, bool create) {
-  const ProcessGuard guard;
   uint32_t hash = 0;
   for (int i = 0; i < hashTries; ++i) {
     hash = continueHash(hash, name);
     std::snprintf(base, hashSize, "%08lx", static_cast<unsigned long>(hash));
-    char *nameFile = utFileNameDup(directory, base, ".nam");
-    const Owner owner = ownerOf(nameFile, name);
-    const bool usable = owner == Owner::us ||
-                        (owner == Owner::nobody && (!create || writeNameFile(nameFile, name)));
-    Z_FREE(nameFile, "name file");
-    if (owner != Owner::other) return usable;
+    const Owner owner = settle(directory, base, name, create);
+    if (owner != Owner::other) return owner == Owner::us || (owner == Owner::none && !create);
   }
   utErrSet(Err::corrupt);
   return false;

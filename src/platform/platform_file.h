@@ -42,6 +42,8 @@ bool utPlatFileRemove(const char *name);
 // Renames, replacing a file of the new name in one step; the same name in another spelling changes
 // nothing. Waits a moment for others who keep the file from being renamed.
 bool utPlatFileReplace(const char *from, const char *to);
+// Renames in one step where there is no file of the new name; else fails with EEXIST.
+bool utPlatFilePlace(const char *from, const char *to);
 
 struct PlatFileInfo {
   int64_t size;

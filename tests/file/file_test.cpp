@@ -1,8 +1,10 @@
 #include "support/child.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <thread>
 #ifdef _WIN32
 #  include <share.h>
@@ -359,14 +361,28 @@ TEST_F(FileTest, ViewingReopensTheSameStreamAndTruncatesNothing) {
   std::fclose(unknown);
 }
 
-TEST_F(FileTest, ThreadsShareTheTable) { EXPECT_EQ(runChild("threads").out, "0 open\n"); }
+// Every base name is asked for by four processes of two threads.
+TEST_F(FileTest, ThreadsShareTheTableAndProcessesTheNameFiles) {
+  std::vector<std::thread> users;
+  for (int i = 0; i < 4; ++i) {
+    users.emplace_back([&] {
+      EXPECT_EQ(runChild("threads", {}, directory.path().string()).out, "0 failed, 0 open\n");
+    });
+  }
+  for (std::thread &user : users) user.join();
+  EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 150);
+}
 CHILD(threads) {
-  const TempDir directory;
+  std::string shared;
+  std::getline(std::cin, shared);
+  const TempDir own;
   ZutInitThreads();
-  const auto work = [] {
+  std::atomic<int> failed = 0;
+  const auto work = [&] {
     for (int i = 0; i < 300; ++i) {
       char *base = nullptr;
-      EXPECT_EQ(ZutBuildBaseName(".", ("a/" + std::to_string(i)).c_str(), &base, 1), 1) << i;
+      const std::string name = "a\n" + std::to_string(i / 2);
+      failed += !ZutBuildBaseName(shared.c_str(), name.c_str(), &base, 1);
       ZutFree(base);
       FILE *stream = ZutOpenFile(i % 2 ? "one" : "two", "a+b");
       ZutLookupFile("one");
@@ -377,5 +393,7 @@ CHILD(threads) {
   std::thread other(work);
   work();
   other.join();
-  if (readFile("one").size() + readFile("two").size() == 600) std::printf("%d open\n", openCount());
+  if (readFile("one").size() + readFile("two").size() == 600) {
+    std::printf("%d failed, %d open\n", failed.load(), openCount());
+  }
 }

@@ -208,6 +208,10 @@ bool utPlatFileReplace(const char *from, const char *to) {
   return patiently(true, [=] { return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0; });
 }
 
+bool utPlatFilePlace(const char *from, const char *to) {
+  return patiently(true, [=] { return MoveFileExA(from, to, 0) != 0; });
+}
+
 bool utPlatFileInfo(const char *name, PlatFileInfo &info) {
   WIN32_FILE_ATTRIBUTE_DATA found;
   if (!GetFileAttributesExA(name, GetFileExInfoStandard, &found)) {
