@@ -33,8 +33,9 @@ if(WIN32)
 else()
   # Calls within the library do not go through the symbol table: they start and run faster.
   target_compile_options(zut PRIVATE -fno-semantic-interposition)
+  # Once loaded the library stays: the ends of threads and of the process run code of it.
   target_link_options(zut PRIVATE LINKER:--version-script=${exports}
-    LINKER:-Bsymbolic-functions LINKER:--as-needed)
+    LINKER:-Bsymbolic-functions LINKER:--as-needed LINKER:-z,nodelete)
   if(NOT ZUT_SANITIZE) # their runtime comes from the program
     # What is used of the C++ runtime is linked in, unseen from outside: nothing of C++ crosses the
     # edge, and to load the whole of it would take as long as the rest of a start.
