@@ -8,6 +8,7 @@
 #include <thread>
 
 #ifndef _WIN32
+#  include <dlfcn.h>
 #  include <sys/stat.h>
 #  include <unistd.h>
 #endif
@@ -480,6 +481,31 @@ TEST(Library, IsFoundByTheSystemOrAbsolutelyButNotInTheWorkingDirectory) {
   library = ZutLibraryLoad((bin / self).string().c_str(), 0);
   EXPECT_NE(ZutLibrarySymbolLookup(library, "ZutInit"), nullptr);
 }
+
+#ifndef _WIN32 // the system keeps whole names there, and the library stays
+CHILD(foreign) {
+  for (const char *name : {"lib/drivers", "trap/lib/drivers"}) fs::create_directories(name);
+  for (const char *name : {"lib/own", "trap/lib/own", "lib/drivers/good", "trap/lib/drivers/bad"}) {
+    fs::copy_file(bin / self, std::string(name) + ".so");
+  }
+  void *own = dlopen("lib/own.so", RTLD_NOW | RTLD_LOCAL);
+  reinterpret_cast<decltype(&ZutInitThreads)>(dlsym(own, "ZutInitThreads"))();
+  const auto load = reinterpret_cast<decltype(&ZutLibraryLoad)>(dlsym(own, "ZutLibraryLoad"));
+  fs::current_path("trap");
+  std::thread user([&] {
+    EXPECT_NE(load("good", 1), nullptr);
+    EXPECT_EQ(load("bad", 1), nullptr); // sets the thread's error number
+    dlclose(own);
+  });
+  user.join();
+  endChild();
+}
+
+TEST(Library, KnowsItsDirectoryAndStaysWhateverTheProgramDoes) {
+  const TempDir directory;
+  expectEnds("foreign", 0);
+}
+#endif
 
 CHILD(socket_dir) {
   const std::string name = ZutGetSocketDir();

@@ -2,6 +2,7 @@
 #include "platform/platform_socket.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -21,6 +22,18 @@ bool copyText(char *dest, int32_t size, const char *text) {
   std::memcpy(dest, text, length);
   dest[length] = '\0';
   return text[length] == '\0';
+}
+
+char libraryFile[PATH_MAX]; // empty: it cannot be told
+
+// Runs while the library is being loaded: what the loader was given may be a relative name, which
+// leads elsewhere when the program has changed its directory.
+[[gnu::constructor]] void findLibraryFile() {
+  Dl_info library;
+  if (!dladdr(reinterpret_cast<void *>(&findLibraryFile), &library) ||
+      !realpath(library.dli_fname, libraryFile)) {
+    libraryFile[0] = '\0';
+  }
 }
 
 double milliseconds(const timeval &time) {
@@ -57,13 +70,7 @@ bool utPlatHostName(char *name, int32_t size) {
 bool utPlatPrivileged() { return getauxval(AT_SECURE) != 0; }
 
 bool utPlatLibraryFile(char *name, int32_t size) {
-  Dl_info library;
-  if (!dladdr(reinterpret_cast<void *>(&utPlatLibraryFile), &library)) return false;
-  char *whole = realpath(library.dli_fname, nullptr);
-  if (!whole) return false;
-  const bool fits = copyText(name, size, whole);
-  std::free(whole);
-  return fits;
+  return libraryFile[0] != '\0' && copyText(name, size, libraryFile);
 }
 
 void utPlatVersion(int32_t *family, int32_t *major, int32_t *minor) {
