@@ -482,7 +482,27 @@ TEST(Library, IsFoundByTheSystemOrAbsolutelyButNotInTheWorkingDirectory) {
   EXPECT_NE(ZutLibrarySymbolLookup(library, "ZutInit"), nullptr);
 }
 
-#ifndef _WIN32 // the system keeps whole names there, and the library stays
+#ifdef _WIN32
+CHILD(ownFiles) {
+  Capture capture;
+  ZutPutenv("=x");
+  EXPECT_NE(capture.text().find("<=x>"), std::string::npos) << "no catalog";
+  EXPECT_NE(ZutLibraryLoad("mine", 1), nullptr);
+  endChild();
+}
+
+TEST(Library, FindsItsOwnFilesBelowAPathOutsideTheCodePage) {
+  const TempDir directory;
+  const fs::path home = L"\u017c\u00f3\u0142\u0107 \U0001f600";
+  for (const char *name : {"bin/drivers", "share/zut"}) fs::create_directories(home / name);
+  fs::copy(bin / "../share/zut/standard", home / "share/zut/standard", fs::copy_options::recursive);
+  fs::copy_file(_pgmptr, home / "bin/own.exe");
+  fs::copy_file(bin / self, home / "bin/zut.dll");
+  fs::copy_file(bin / self, home / "bin/drivers/mine.dll");
+  const fs::path program = home / "bin/own.exe";
+  EXPECT_EQ(_wspawnl(_P_WAIT, program.c_str(), L"own", L"--child", L"ownFiles", nullptr), 0);
+}
+#else // the system keeps whole names there, and the library stays
 CHILD(foreign) {
   for (const char *name : {"lib/drivers", "trap/lib/drivers"}) fs::create_directories(name);
   for (const char *name : {"lib/own", "trap/lib/own", "lib/drivers/good", "trap/lib/drivers/bad"}) {

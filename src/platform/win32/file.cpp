@@ -2,6 +2,7 @@
 // child processes and keeps it from being renamed while it is open.
 #include "error_code.h"
 #include "platform/platform_file.h"
+#include "wide_name.h"
 
 #include <windows.h>
 
@@ -66,10 +67,12 @@ int openDescriptor(const char *name, const char *mode) {
     return -1;
   }
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const WideName wide(name);
+  if (!wide) return -1;
   HANDLE file = nullptr;
   const auto attempt = [&] {
-    file =
-        CreateFileA(name, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+    file = CreateFileW(wide.text, how.access, share, nullptr, how.creation, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
     return file != INVALID_HANDLE_VALUE;
   };
   // The runtime's descriptors may be used up, and for that no file may be made or emptied.
@@ -174,7 +177,9 @@ int32_t utPlatDescriptorWrite(int32_t descriptor, const void *buffer, int32_t co
 }
 
 PlatFileKind utPlatFileKind(const char *name) {
-  const DWORD attributes = GetFileAttributesA(name);
+  const WideName wide(name);
+  if (!wide) return PlatFileKind::none;
+  const DWORD attributes = GetFileAttributesW(wide.text);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     errno = utWinErrno(GetLastError());
     return PlatFileKind::none;

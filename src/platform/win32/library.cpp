@@ -1,9 +1,11 @@
 #include "platform/platform.h"
 
-#include <windows.h>
+#include "wide_name.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <cwchar>
 
 const char utPlatLibrarySuffix[] = ".dll";
 
@@ -22,7 +24,11 @@ void *utPlatLibraryLoad(const char *name) {
   // An absolute library may bring others along in its own directory.
   const DWORD where =
       LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | (absolute ? LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR : 0);
-  return reinterpret_cast<void *>(LoadLibraryExA(name, nullptr, where));
+  WideName wide(name);
+  if (!wide) return nullptr;
+  // What is searched takes only the system's own separator for absolute.
+  std::replace(wide.text, wide.text + std::wcslen(wide.text), L'/', L'\\');
+  return reinterpret_cast<void *>(LoadLibraryExW(wide.text, nullptr, where));
 }
 
 void *utPlatLibrarySymbol(void *library, const char *symbol) {

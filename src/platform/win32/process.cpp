@@ -6,10 +6,13 @@
 
 #include <windows.h>
 
+#include "wide_name.h"
+
 #include <ntsecapi.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -51,8 +54,10 @@ bool utPlatLibraryFile(char *name, int32_t size) {
   if (!GetModuleHandleExA(how, reinterpret_cast<LPCSTR>(&utPlatLibraryFile), &library)) {
     return false;
   }
-  const DWORD length = GetModuleFileNameA(library, name, static_cast<DWORD>(size));
-  return length != 0 && length < static_cast<DWORD>(size);
+  wchar_t whole[1024];
+  const DWORD length = GetModuleFileNameW(library, whole, std::size(whole));
+  return length != 0 && length < std::size(whole) &&
+         utWinNarrowName(whole, name, static_cast<size_t>(size));
 }
 
 // GetVersionEx tells programs without a manifest an old version; this function tells the truth.
