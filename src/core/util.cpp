@@ -9,6 +9,7 @@
 #include "config/option.h"
 #include "core/env.h"
 #include "core/errnum.h"
+#include "core/filename.h"
 #include "core/memory.h"
 #include "core/report.h"
 #include "core/text.h"
@@ -100,9 +101,11 @@ char *utJoinNames(std::initializer_list<const char *> parts) {
   for (const char *part : parts) size += std::strlen(part) + 1;
   auto *joined = utNewArray<char>(static_cast<int64_t>(size), "file name");
   char *end = joined;
+  const char *before = "";
   for (const char *part : parts) {
-    if (end != joined && end[-1] != '/' && end[-1] != '\\') *end++ = utPlatSeparator;
+    if (*before && !utEndsInSeparator(before)) *end++ = utPlatSeparator;
     end = std::copy_n(part, std::strlen(part), end);
+    before = part;
   }
   return joined;
 }
@@ -110,9 +113,9 @@ char *utJoinNames(std::initializer_list<const char *> parts) {
 char *utLibraryDir() {
   char name[4096];
   if (!utPlatLibraryFile(name, sizeof name)) return nullptr;
-  const std::string_view whole = name;
-  const size_t end = whole.find_last_of("/\\");
-  return end == whole.npos ? nullptr : utDupPart(name, end, "file name");
+  const char *base = utFileBase(name);
+  return base == name ? nullptr
+                      : utDupPart(name, static_cast<size_t>(base - name) - 1, "file name");
 }
 
 // An installed library stands in lib or bin beside share, or one directory deeper (lib/PLATFORM);

@@ -30,7 +30,7 @@ std::string_view viewOf(const char *text) { return text ? text : ""; }
 // No directory and an empty one both mean the current directory and get no separator.
 NameParts partsOf(const char *directory, const char *base, const char *extension) {
   NameParts parts = {viewOf(directory), "", viewOf(base), viewOf(extension)};
-  if (!parts.directory.empty() && !utIsSeparator(parts.directory.back())) {
+  if (!parts.directory.empty() && !utEndsInSeparator(directory)) {
     parts.separator = {&utPlatSeparator, 1};
   }
   return parts;
@@ -52,14 +52,6 @@ char *join(char *out, const NameParts &parts) {
 bool needsBackup(const char *name) { return utPlatFileKind(name) == PlatFileKind::regular; }
 
 } // namespace
-
-const char *utFileBase(const char *name) {
-  const char *base = name;
-  for (; *name; ++name) {
-    if (utIsSeparator(*name)) base = name + 1;
-  }
-  return base;
-}
 
 char *utFileNameDup(const char *directory, const char *base, const char *extension) {
   const NameParts parts = partsOf(directory, base, extension);

@@ -1,12 +1,8 @@
 // Names of any length, and single files.
 #pragma once
 
+#include "core/filename.h"
 #include "zut.h"
-
-// Both count wherever a name is examined.
-constexpr bool utIsSeparator(char c) { return c == '/' || c == '\\'; }
-// The part after the last separator; the whole name if there is none.
-const char *utFileBase(const char *name);
 
 // directory + separator + base + extension as ZutBuildFileName joins them, at any length. A text
 // to free with Z_FREE.

@@ -29,7 +29,7 @@ ZutFileNode *nodeNamed(const char *name) {
   ZutFileNode *alike = nullptr;
   for (ZutFileNode *node = firstNode(); node; node = nextNode(node)) {
     if (utSame(node->fname, name)) return node;
-    if (!alike && utSameWord(node->fname, name) && !utPlatFilesDiffer(node->fname, name)) {
+    if (!alike && utSameName(node->fname, name) && !utPlatFilesDiffer(node->fname, name)) {
       alike = node;
     }
   }

@@ -81,7 +81,7 @@ char *utTmpFilePathDup() {
 
 // Names are looked for in lower case; where files are told apart by case, then as they are given.
 char *utPathFindDup(const ZutPath *path, const char *name) {
-  char *lower = utLowerText(utDup(name, "lower-cased name"));
+  char *lower = utLowerName(utDup(name, "lower-cased name"));
   char *found = find(path, lower);
   if (!found && !utSame(lower, name)) found = find(path, name);
   if (!found) utErrSet(Err::notFound);
@@ -104,7 +104,7 @@ int32_t Z_CALL ZutPathAddDir(ZutPath *path, const char *directory) {
 int32_t Z_CALL ZutPathDeleteDir(ZutPath *path, const char *directory) {
   if (!path || !directory) return utFail(Err::nullPointer);
   for (const ZutPqNode *node = path->directories.head; node; node = node->next) {
-    if (!utSameWord(directoryOf(node), directory)) continue;
+    if (!utSameName(directoryOf(node), directory)) continue;
     auto *dname = reinterpret_cast<char *>(ZutPqDelete(&path->directories, node->item));
     Z_FREE(dname, "dname");
     return 1;
@@ -159,9 +159,7 @@ int32_t Z_CALL ZutFileExplodeName(const char *full_name, char **directory_out, c
   if (!isBaseName({base, extension})) return utFail(Err::invalid);
   const size_t directory = base == full_name ? 0 : static_cast<size_t>(base - full_name) - 1;
   *directory_out = utDupPart(full_name, directory, "*dir_ptr");
-  for (char *c = *directory_out; *c; ++c) {
-    if (utIsSeparator(*c)) *c = utPlatSeparator;
-  }
+  utSetSeparators(*directory_out, utPlatSeparator);
   *base_out = utDupPart(base, static_cast<size_t>(extension - base), "(*base_ptr)");
   *extension_out = utDup(extension, "(*ext_ptr)");
   return 1;

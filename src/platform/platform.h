@@ -57,6 +57,9 @@ void *utPlatLibraryLoad(const char *name);
 void *utPlatLibrarySymbol(void *library, const char *symbol);
 
 // --- Names ---
+// Bytes of the character that begins at `at`, in the character set of file names; 1 at the end of
+// the text. The first of several bytes is never an ASCII character.
+int32_t utPlatCharSize(const char *at);
 extern const char utPlatSeparator;           // in names that the library builds
 extern const char *const utPlatTempFallback; // when neither HOME nor TEMP is set
 extern const char *const utPlatDefaultEditor;

@@ -8,6 +8,7 @@
 
 #include "containers/hash.h"
 #include "core/errnum.h"
+#include "core/filename.h"
 #include "core/memory.h"
 #include "core/text.h"
 #include "core/util.h"
@@ -44,7 +45,7 @@ ZutDqNode *files = nullptr;
 
 // Two names of one file: equal but for case, unless the system knows them as two.
 bool isSameFile(const char *a, const char *b) {
-  return utSame(a, b) || (utSameWord(a, b) && !utPlatFilesDiffer(a, b));
+  return utSame(a, b) || (utSameName(a, b) && !utPlatFilesDiffer(a, b));
 }
 
 // The first file in the list that is taken, or null.

@@ -98,6 +98,15 @@ TEST(Path, NamesAreTakenApart) {
   char name[20] = "a\\b/c.d";
   EXPECT_STREQ(ZutGetFileName(name, nullptr), "c.d");
   EXPECT_STREQ(ZutGetFileName(name, name), "c.d");
+  // In code page 932 the second byte of a character may look like a separator or a letter.
+  const bool twoBytes = ZutGetCharFormatSystemDefault() == 932;
+  EXPECT_STREQ(ZutGetFileName("a/\x95\\c", nullptr), twoBytes ? "\x95\\c" : "c");
+  char out[20];
+  EXPECT_STREQ(ZutBuildFileName(out, "\x95\\", "c", ""), twoBytes ? "\x95\\\\c" : "\x95\\c");
+  ZutPath *path = ZutPathCreate();
+  ZutPathAddDir(path, "\x83\x41");
+  EXPECT_EQ(ZutPathDeleteDir(path, "\x83\x61"), !twoBytes);
+  ZutPathDestroy(path);
 }
 
 TEST_F(PathTest, DirectoriesAreRead) {

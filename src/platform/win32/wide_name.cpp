@@ -12,14 +12,13 @@ namespace {
 constexpr wchar_t mark = L'?';
 constexpr size_t markedLength = 5;
 
-unsigned codePage() { return AreFileApisANSI() ? CP_ACP : CP_OEMCP; }
-
 // The narrow form of a unit and its length; a form that means another character is none.
 size_t plainForm(wchar_t unit, char (&out)[8]) {
   wchar_t back[2];
   const int length =
-      WideCharToMultiByte(codePage(), 0, &unit, 1, out, sizeof out, nullptr, nullptr);
-  if (length <= 0 || MultiByteToWideChar(codePage(), 0, out, length, back, 2) != 1) return 0;
+      WideCharToMultiByte(utWinFileCodePage(), 0, &unit, 1, out, sizeof out, nullptr, nullptr);
+  if (length <= 0 || MultiByteToWideChar(utWinFileCodePage(), 0, out, length, back, 2) != 1)
+    return 0;
   return back[0] == unit ? static_cast<size_t>(length) : 0;
 }
 
@@ -35,6 +34,8 @@ wchar_t markedUnit(const wchar_t *text) {
 }
 
 } // namespace
+
+unsigned utWinFileCodePage() { return AreFileApisANSI() ? CP_ACP : CP_OEMCP; }
 
 bool utWinNarrowName(const wchar_t *wide, char *out, size_t size) {
   for (; *wide; ++wide) {
@@ -55,7 +56,7 @@ bool utWinNarrowName(const wchar_t *wide, char *out, size_t size) {
 }
 
 WideName::WideName(const char *name) {
-  const int length = MultiByteToWideChar(codePage(), 0, name, -1, text, std::size(text));
+  const int length = MultiByteToWideChar(utWinFileCodePage(), 0, name, -1, text, std::size(text));
   if (length <= 0) {
     text[0] = 0;
     errno = ENOENT;

@@ -8,6 +8,9 @@
 
 #include <cstddef>
 
+// The code page of narrow file names.
+unsigned utWinFileCodePage();
+
 // The narrow form. False when it does not fit into `size` bytes.
 bool utWinNarrowName(const wchar_t *wide, char *out, size_t size);
 
