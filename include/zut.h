@@ -221,8 +221,9 @@ Z_EXPORT void Z_CALL ZutExit(int32_t code);
  * names, keys or secrets. */
 Z_EXPORT int32_t Z_CALL ZutRandom(void);
 Z_EXPORT void Z_CALL ZutRandomSeed(int32_t seed);
-/* Reads a variable of the environment into this operation's buffer; `*out` is null when it is not
- * set. In a process with more rights than its user, variables that begin with VN are not set. */
+/* Reads a variable of the environment; `*out` is null when it is not set. The text stays until the
+ * thread reads the same variable again or ends. In a process with more rights than its user,
+ * variables that begin with VN are not set. */
 Z_EXPORT int32_t Z_CALL ZutGetenv(const char *name, const char **out);
 /* Sets a variable from "NAME=value"; "NAME=" removes it.
  * Errors   7 without "="; 0, with message 5076, when the system refuses. */

@@ -64,7 +64,7 @@ int32_t Z_CALL ZutGetenv(const char *name, const char **out) {
   *out = nullptr;
   if (value) {
     const size_t size = std::strlen(value.get()) + 1;
-    char *text = utThreadText(TextSlot::userEnv, static_cast<int32_t>(size));
+    char *text = utThreadNamedText(name, static_cast<int32_t>(size));
     std::memcpy(text, value.get(), size);
     *out = text;
   }

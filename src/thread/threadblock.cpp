@@ -3,22 +3,56 @@
 #include "thread/threadblock.h"
 
 #include "core/memory.h"
+#include "core/text.h"
 #include "platform/platform_thread.h"
 #include "thread/utthread.h"
 
+namespace {
+
+struct Buffer {
+  char *text;
+  int32_t size;
+};
+
+struct NamedBuffer {
+  NamedBuffer *next;
+  char *name;
+  Buffer buffer;
+};
+
+} // namespace
+
 struct ThreadTexts {
-  struct Buffer {
-    char *text;
-    int32_t size;
-  } buffers[static_cast<int>(TextSlot::count)];
+  Buffer buffers[static_cast<int>(TextSlot::count)];
+  NamedBuffer *named;
 };
 
 namespace {
 
 void freeTexts(ThreadTexts *texts) {
   if (!texts) return;
-  for (ThreadTexts::Buffer &buffer : texts->buffers) Z_FREE(buffer.text, "thread text");
+  for (Buffer &buffer : texts->buffers) Z_FREE(buffer.text, "thread text");
+  while (NamedBuffer *named = texts->named) {
+    texts->named = named->next;
+    Z_FREE(named->buffer.text, "thread text");
+    Z_FREE(named->name, "thread text name");
+    Z_FREE(named, "thread text");
+  }
   Z_FREE(texts, "thread texts");
+}
+
+ThreadTexts &threadTexts() {
+  ThreadBlock &block = utThreadBlock();
+  if (!block.texts) block.texts = utNew<ThreadTexts>("thread texts");
+  return *block.texts;
+}
+
+char *withRoom(Buffer &buffer, int32_t size) {
+  if (buffer.size < size) {
+    buffer.text = static_cast<char *>(Z_REALLOC(buffer.text, size, "thread text"));
+    buffer.size = size;
+  }
+  return buffer.text;
 }
 
 } // namespace
@@ -42,12 +76,18 @@ void utThreadBlockEnd(void *argument) {
 }
 
 char *utThreadText(TextSlot slot, int32_t size) {
-  ThreadBlock &block = utThreadBlock();
-  if (!block.texts) block.texts = utNew<ThreadTexts>("thread texts");
-  ThreadTexts::Buffer &buffer = block.texts->buffers[static_cast<int>(slot)];
-  if (buffer.size < size) {
-    buffer.text = static_cast<char *>(Z_REALLOC(buffer.text, size, "thread text"));
-    buffer.size = size;
+  return withRoom(threadTexts().buffers[static_cast<int>(slot)], size);
+}
+
+char *utThreadNamedText(const char *name, int32_t size) {
+  ThreadTexts &texts = threadTexts();
+  NamedBuffer *named = texts.named;
+  while (named && !utSame(named->name, name)) named = named->next;
+  if (!named) {
+    named = utNew<NamedBuffer>("thread text");
+    named->name = utDup(name, "thread text name");
+    named->next = texts.named;
+    texts.named = named;
   }
-  return buffer.text;
+  return withRoom(named->buffer, size);
 }

@@ -77,9 +77,12 @@ enum class TextSlot {
   wallTime,
   pathFindFile,
   fileName,
-  userEnv,
   count
 };
 
 // The slot's buffer with room for at least `size` bytes; keeps its contents when it grows.
 char *utThreadText(TextSlot slot, int32_t size);
+
+// The same for a text that is known by a name: each name has a buffer, which stays until the thread
+// ends.
+char *utThreadNamedText(const char *name, int32_t size);

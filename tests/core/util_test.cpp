@@ -302,6 +302,10 @@ TEST(Environment, IsSetReadAndRemoved) {
   EXPECT_EQ(ZutGetenv("UTIL_TEST", &value), 1);
   EXPECT_STREQ(value, "a=b");
   EXPECT_STREQ(std::getenv("UTIL_TEST"), "a=b");
+  const char *path = nullptr;
+  EXPECT_EQ(ZutGetenv("PATH", &path), 1);
+  EXPECT_STREQ(path, std::getenv("PATH"));
+  EXPECT_STREQ(value, "a=b");
   const std::string large(100000 / 4, 'x');
   EXPECT_EQ(ZutPutenv(("UTIL_TEST=" + large).c_str()), 1);
   ZutGetenv("UTIL_TEST", &value);
