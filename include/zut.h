@@ -247,6 +247,7 @@ Z_EXPORT void Z_CALL ZutFlushStdout(void);
 
 /* ---- Process operations, libraries, system ---- */
 /* Runs a line in the system's command processor, null the processor itself, and waits for its end.
+ * On Linux the process ignores SIGINT and SIGQUIT in that time, the command does not.
  * Result   its exit code, or -1 when it could not be run. */
 Z_EXPORT int32_t Z_CALL ZutSystem(const char *command);
 /* Loads a library by an absolute name or a file name; a file name without a "." gets the platform's

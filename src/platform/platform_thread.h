@@ -81,9 +81,11 @@ void *utPlatKeyGet(uint32_t key);
 bool utPlatKeySet(uint32_t key, void *value);
 
 // --- Interrupts ---
-// Has `handler` called on the next SIGINT; it installs itself again. May be called by a handler.
-// False: errno tells.
+// Has `handler` called on SIGINT. False: errno tells.
 bool utPlatInterruptHandle(void (*handler)(int));
+// For the handler itself: has it called the next time too, where the system forgets it at each
+// call. What was set for SIGINT since the call stays.
+void utPlatInterruptAgain(void (*handler)(int));
 // Has the process ignore SIGINT. False: errno tells.
 bool utPlatInterruptIgnore();
 // Holds SIGINT back from the calling thread, where the system can: one that comes meanwhile is

@@ -49,7 +49,7 @@ void ZutSigintHandler(int) {
     ZutWinEndWinsock(); // waits for nobody
     std::abort();
   }
-  utPlatInterruptHandle(ZutSigintHandler);
+  utPlatInterruptAgain(ZutSigintHandler);
   errno = error;
 }
 

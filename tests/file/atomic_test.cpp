@@ -97,6 +97,28 @@ TEST(Atomic, IgnoresInterruptsUntilTheLastThreadIsOut) {
   EXPECT_EQ(installed(), ZutSigintHandler);
 }
 
+#ifndef _WIN32 // where commands share the console's interrupts
+TEST(Atomic, ACommandBesideItNeitherInheritsNorKeepsTheIgnoring) {
+  const Pipe pipe, started, end;
+  char byte = 0;
+  std::thread reader([&] { EXPECT_EQ(ZutReadAtomic(pipe.in, &byte, 1), 1); });
+  struct sigaction now;
+  do sigaction(SIGINT, nullptr, &now);
+  while (now.sa_handler != SIG_IGN); // until the reader is inside
+  std::thread command([&] {
+    const std::string line = "echo >/dev/fd/" + std::to_string(started.out) + "; read x </dev/fd/" +
+                             std::to_string(end.in) + "; kill -INT $$";
+    EXPECT_EQ(ZutSystem(line.c_str()), 128 + SIGINT);
+  });
+  EXPECT_EQ(ZutReadAtomic(started.in, &byte, 1), 1);
+  EXPECT_EQ(ZutWriteAtomic(pipe.out, "x", 1), 1);
+  reader.join();
+  EXPECT_EQ(ZutWriteAtomic(end.out, "\n", 1), 1);
+  command.join();
+  EXPECT_EQ(installed(), ZutSigintHandler);
+}
+#endif
+
 CHILD(storm) {
   ZutInitThreads();
   ZutInterruptInit();

@@ -1,12 +1,15 @@
 #include "platform/platform.h"
 #include "platform/platform_socket.h"
+#include "posix_signal.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <pthread.h>
 #include <pwd.h>
+#include <spawn.h>
 #include <sys/auxv.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -38,6 +41,37 @@ char libraryFile[PATH_MAX]; // empty: it cannot be told
 
 double milliseconds(const timeval &time) {
   return static_cast<double>(time.tv_sec) * 1000.0 + static_cast<double>(time.tv_usec) / 1000.0;
+}
+
+int startShell(const char *line, const sigset_t &mask, pid_t *process) {
+  const char *const arguments[] = {"sh", "-c", "--", line, nullptr};
+  const sigset_t defaults = utPosixCommandSignals();
+  posix_spawnattr_t how;
+  posix_spawnattr_init(&how);
+  posix_spawnattr_setsigmask(&how, &mask);
+  posix_spawnattr_setsigdefault(&how, &defaults);
+  posix_spawnattr_setflags(&how, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  const int error =
+      posix_spawn(process, "/bin/sh", nullptr, &how, const_cast<char *const *>(arguments), environ);
+  posix_spawnattr_destroy(&how);
+  return error;
+}
+
+// Runs the line and waits for its end. Result: 0 or an errno value. A handler of the program for
+// children that end must not take this one's end away.
+int runShell(const char *line, int *status) {
+  sigset_t childEnds;
+  sigset_t before;
+  sigemptyset(&childEnds);
+  sigaddset(&childEnds, SIGCHLD);
+  pthread_sigmask(SIG_BLOCK, &childEnds, &before);
+  pid_t process = 0;
+  int error = startShell(line, before, &process);
+  while (error == 0 && waitpid(process, status, 0) != process) {
+    if (errno != EINTR) error = errno;
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return error;
 }
 
 } // namespace
@@ -83,10 +117,18 @@ void utPlatVersion(int32_t *family, int32_t *major, int32_t *minor) {
   if (*end == '.') *minor = static_cast<int32_t>(std::strtol(end + 1, nullptr, 10));
 }
 
+// Not the runtime's own: what that puts back at its end is the handling of SIGINT at its beginning,
+// whatever other threads have set, and its command inherits what the library ignores.
 int32_t utPlatSystem(const char *command) {
-  const int status = std::system(command ? command : "exec \"${SHELL:-/bin/sh}\"");
-  if (status == -1) {
-    utPlatErrorSet(errno);
+  int cancel = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel);
+  utPosixCommandBegins();
+  int status = 0;
+  const int error = runShell(command ? command : "exec \"${SHELL:-/bin/sh}\"", &status);
+  utPosixCommandEnds();
+  pthread_setcancelstate(cancel, nullptr);
+  if (error != 0) {
+    utPlatErrorSet(error);
     return -1;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

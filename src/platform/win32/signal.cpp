@@ -5,6 +5,9 @@
 
 bool utPlatInterruptHandle(void (*handler)(int)) { return std::signal(SIGINT, handler) != SIG_ERR; }
 
+void utPlatInterruptAgain(void (*handler)(int)) {
+  if (std::signal(SIGINT, handler) == SIG_IGN) std::signal(SIGINT, SIG_IGN);
+}
 bool utPlatInterruptIgnore() { return std::signal(SIGINT, SIG_IGN) != SIG_ERR; }
 bool utPlatInterruptHold() { return false; }
 void utPlatInterruptRelease() {}
