@@ -2562,7 +2562,8 @@ Z_EXPORT int32_t Z_CALL ZutCatFile(const char *name);
 /* Shows a file in the editor and returns when that has ended, whatever `wait` (0 or 1) says. The
  * editor is the option "editor", else the environment variable EDITOR, else the platform's; "_cat"
  * copies the file to the output instead. A name with other than plain characters is quoted for the
- * command processor. Errors  7 for a name that cannot be; result 0 when no editor could be run. */
+ * command processor.
+ * Errors   7 for a name that cannot be, 8 when there is no such editor. */
 Z_EXPORT int32_t Z_CALL ZutEditFile(const char *name, int32_t wait);
 
 /* Shows an open file of the table and opens it again, in case the editor has put a new file in its

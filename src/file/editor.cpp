@@ -56,7 +56,7 @@ int32_t runEditor(const char *editor, const char *name, long offset) {
   const int32_t result = ZutSystem(command);
   Z_FREE(command, "editor command");
   Z_FREE(word, "file name");
-  return result != -1;
+  return result == -1 || utPlatCommandMissing(editor, result) ? utFail(Err::notFound) : 1;
 }
 
 int32_t show(const char *name, long offset) {

@@ -36,6 +36,8 @@ void utPlatVersion(int32_t *family, int32_t *major, int32_t *minor);
 // --- Process ---
 // Runs a line in the system's command processor (null: the processor itself); its exit code or -1.
 int32_t utPlatSystem(const char *command);
+// Did the line give that code because there is no program of its first word?
+bool utPlatCommandMissing(const char *command, int32_t code);
 // Ends the process at once, without handlers.
 [[noreturn]] void utPlatExitNow(int32_t code);
 // Sets a variable of the environment, which copies both; an empty value removes it. False: refused,

@@ -312,6 +312,12 @@ TEST_F(FileTest, CatAndExamineGoToTheOutput) {
   writeFile("text", "100%\n%s\n");
   EXPECT_EQ(ZutEditFile("text", 1), 1);
   EXPECT_EQ(output.take(), "100%\n%s\n");
+  setEditor("no-such-editor");
+  EXPECT_EQ(ZutEditFile("text", 1), 0);
+  EXPECT_EQ(ZutErrNumGet(), 8);
+  setEditor(separator == "/" ? "false" : "cmd /c exit 1");
+  EXPECT_EQ(ZutEditFile("text", 1), 1);
+  setEditor("_cat");
   FILE *shared = ZutOpenFile("text", "r+b");
   EXPECT_EQ(ZutCatFile("text"), 1);
   EXPECT_EQ(std::getc(shared), '1'); // goes on where it was

@@ -134,6 +134,8 @@ int32_t utPlatSystem(const char *command) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+bool utPlatCommandMissing(const char *, int32_t code) { return code == 126 || code == 127; }
+
 void utPlatExitNow(int32_t code) { _exit(code); }
 
 bool utPlatSetVariable(const char *name, const char *value) {

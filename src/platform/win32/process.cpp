@@ -89,6 +89,26 @@ int32_t utPlatSystem(const char *command) {
   return code;
 }
 
+// The command processor gives the same code for what it cannot find as many programs for a failure,
+// so the name is looked for as it does. Its own commands have no programs: one of them that fails
+// counts as missing.
+bool utPlatCommandMissing(const char *command, int32_t code) {
+  constexpr int32_t failed = 1, notFound = 9009;
+  if (code != failed) return code == notFound;
+  command += std::strspn(command, " \t");
+  const bool quoted = *command == '"';
+  command += quoted;
+  char word[MAX_PATH];
+  const size_t length = std::strcspn(command, quoted ? "\"" : " \t");
+  if (length >= sizeof word) return false;
+  std::memcpy(word, command, length);
+  word[length] = '\0';
+  for (const char *ending : {".com", ".exe", ".bat", ".cmd"}) {
+    if (SearchPathA(nullptr, word, ending, 0, nullptr, nullptr) != 0) return false;
+  }
+  return true;
+}
+
 void utPlatExitNow(int32_t code) { _exit(code); }
 
 bool utPlatSetVariable(const char *name, const char *value) {
