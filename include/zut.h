@@ -123,7 +123,9 @@ typedef int32_t(Z_CALL *ZutVPrintFunc)(const char *format, va_list args);
  * library; a resource lock is a mutex known by a number alone. */
 
 /* Names the kind of program, opens its debug file (see ZutDebugOpen) and arms the jump buffer of
- * ZutErrGetJumpBufferPtr. `process_type` is kept, not copied, and not checked.
+ * ZutErrGetJumpBufferPtr. On Linux a write to a file that has reached the limit of its size fails
+ * from here on, or from the first file that the library opens to write, where the program has left
+ * SIGXFSZ as it was. `process_type` is kept, not copied, and not checked.
  * Result   0. A report that ends the program prints message 5242 and exits with code 2. */
 Z_EXPORT int32_t Z_CALL ZutInit(const char *process_type);
 /* Makes locks lock and gives each thread its own error number, for the rest of the process.

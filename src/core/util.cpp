@@ -137,6 +137,7 @@ int32_t Z_CALL ZutInit(const char *process_type) {
   ZutProcessMutexLock();
   processType = process_type;
   ZutProcessMutexUnlock();
+  utPlatFullFilesFail(); // its standard output too
   ZutDebugOpen(process_type);
   if (setjmp(utJumpPoint.buffer) != 0) { // NOLINT(cert-err52-cpp)
     utEndAfterReport();

@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <cstdio>
 
+// Has a write to a file that may not grow any more fail, where it would end the process; unless the
+// program handles that itself. Opening a file to write does so too.
+void utPlatFullFilesFail();
+
 // --- Streams ---
 
 // Opens a stream like fopen, with these differences: a directory is refused; a pipe without a

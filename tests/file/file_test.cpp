@@ -8,6 +8,8 @@
 #include <thread>
 #ifdef _WIN32
 #  include <share.h>
+#else
+#  include <sys/resource.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -306,6 +308,24 @@ TEST_F(FileTest, LongAndAwkwardNamesGetAHashedBase) {
   EXPECT_EQ(base("four", 0).size(), 8u);
   ZutPutenv("VN_MAX_BASE_NAME=255");
 }
+
+#ifndef _WIN32 // where nobody limits the size of files
+TEST_F(FileTest, AFileThatMayNotGrowSpoilsNothing) {
+  EXPECT_EQ(runChild("full").out, "0 then 1\n");
+  EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 1);
+}
+CHILD(full) {
+  rlimit limit;
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit none = {0, limit.rlim_max};
+  char *base = nullptr;
+  setrlimit(RLIMIT_FSIZE, &none);
+  const int32_t full = ZutBuildBaseName(".", "a/b", &base, 1);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::printf("%d then %d\n", full, ZutBuildBaseName(".", "a/b", &base, 1));
+  ZutFree(base);
+}
+#endif
 
 TEST_F(FileTest, CatAndExamineGoToTheOutput) {
   setEditor("_cat");

@@ -1,5 +1,7 @@
 #include "platform/platform_file.h"
+#include "posix_signal.h"
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -48,6 +50,7 @@ int openDescriptor(const char *name, const char *mode) {
     errno = EINVAL;
     return -1;
   }
+  if ((flags & O_ACCMODE) != O_RDONLY) utPlatFullFilesFail();
   const int fd = open(name, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
   if (fd >= 0 && !makeUsable(fd)) {
     closeQuietly(fd);
@@ -116,6 +119,12 @@ size_t putDirectly(FILE *stream, const char *text, size_t size) {
 }
 
 } // namespace
+
+// Once: a program that wants the signal back afterwards gets it.
+void utPlatFullFilesFail() {
+  static std::atomic_flag done;
+  if (!done.test(std::memory_order_relaxed) && !done.test_and_set()) utPosixCatch(SIGXFSZ);
+}
 
 FILE *utPlatFileOpen(const char *name, const char *mode) {
   const int fd = openDescriptor(name, mode);

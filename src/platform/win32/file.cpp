@@ -132,6 +132,8 @@ int utWinErrno(unsigned long code) {
   }
 }
 
+void utPlatFullFilesFail() {}
+
 FILE *utPlatFileOpen(const char *name, const char *mode) {
   const int fd = openDescriptor(name, mode);
   if (fd < 0) return nullptr;
