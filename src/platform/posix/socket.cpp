@@ -1,10 +1,10 @@
 #include "platform/platform_socket.h"
 
 #include "platform/platform.h"
+#include "posix_signal.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/tcp.h>
@@ -43,8 +43,6 @@ int32_t received(ssize_t count) {
   return static_cast<int32_t>(count);
 }
 
-void ignoreSignal(int) {}
-
 // The flag with which another socket gets the blocking mode of this one.
 int blockingOf(int32_t socket) {
   const int flags = fcntl(socket, F_GETFL);
@@ -54,15 +52,9 @@ int blockingOf(int32_t socket) {
 } // namespace
 
 // Sockets need no start here. But a write to a socket that its peer has closed must fail, not end
-// the process: the signal is caught, unless the program has a mind of its own about it. Caught, not
-// ignored, because child processes inherit what is ignored.
+// the process.
 PlatSocketStart utPlatSocketStart() {
-  struct sigaction action {};
-  if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
-    action.sa_handler = ignoreSignal;
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGPIPE, &action, nullptr);
-  }
+  utPosixCatch(SIGPIPE);
   return PlatSocketStart::started;
 }
 
