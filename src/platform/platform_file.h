@@ -11,6 +11,16 @@ void utPlatFullFilesFail();
 
 // --- Streams ---
 
+// A mode without the letters that only the function below knows, for the runtime.
+struct PlatStdioMode {
+  explicit PlatStdioMode(const char *mode) : text{} {
+    for (size_t length = 0; *mode && length < sizeof text - 1; ++mode) {
+      if (*mode != 'x' && *mode != 'n') text[length++] = *mode;
+    }
+  }
+  char text[16];
+};
+
 // Opens a stream like fopen, with these differences: a directory is refused; a pipe without a
 // partner never blocks the open; 'x' in the mode creates a file that did not exist, following no
 // link; 'n' refuses a name that is a link, where every user can make links; the file may be renamed

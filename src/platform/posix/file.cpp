@@ -129,7 +129,7 @@ void utPlatFullFilesFail() {
 FILE *utPlatFileOpen(const char *name, const char *mode) {
   const int fd = openDescriptor(name, mode);
   if (fd < 0) return nullptr;
-  FILE *stream = fdopen(fd, mode);
+  FILE *stream = fdopen(fd, PlatStdioMode(mode).text);
   if (!stream) closeQuietly(fd);
   return stream;
 }

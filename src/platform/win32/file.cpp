@@ -137,7 +137,7 @@ void utPlatFullFilesFail() {}
 FILE *utPlatFileOpen(const char *name, const char *mode) {
   const int fd = openDescriptor(name, mode);
   if (fd < 0) return nullptr;
-  FILE *stream = _fdopen(fd, mode);
+  FILE *stream = _fdopen(fd, PlatStdioMode(mode).text);
   if (!stream) _close(fd);
   return stream;
 }
