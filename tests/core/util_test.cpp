@@ -33,9 +33,6 @@ CHILD(fresh) {
   EXPECT_EQ(ZutResourceLock(1), 1);
   EXPECT_EQ(ZutResourceUnlock(1), 1);
   EXPECT_EQ(ZutProcessMutexUnlock(), 1) << "no lock locks yet";
-  const char *ident = "";
-  EXPECT_EQ(ZutGetIdentStr(&ident), 1);
-  EXPECT_EQ(ident, nullptr);
   const char *type = "util_test";
   EXPECT_EQ(ZutInit(type), 0);
   EXPECT_EQ(ZutGetProcessType(), type);
@@ -53,8 +50,6 @@ TEST(Start, BeforeAndAfter) {
 
 CHILD(names) {
   char name[256];
-  ZutPutenv("VN_FORCE_NODE_NAME=");
-  EXPECT_GT(std::strlen(ZutGetNodeName(name)), 0u);
   ZutPutenv(("VN_FORCE_NODE_NAME=" + std::string(300, 'n')).c_str());
   EXPECT_EQ(ZutGetNodeName(name), std::string(255, 'n'));
   ZutPutenv(("VN_FORCE_USER_NAME=" + std::string(300, 'u')).c_str());
@@ -116,8 +111,6 @@ void Z_CALL destroyCounted(void *object, void *argument) {
 TEST(KeyedObjects, AreMadeOnceAndDestroyedWithTheLastReference) {
   Counted counted;
   static ZutDSMM *table = nullptr; // tables live as long as the process
-  EXPECT_EQ(ZutDSMMCreate(0, makeCounted, destroyCounted, nullptr), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 4);
   table = ZutDSMMCreate(3, makeCounted, destroyCounted, &counted);
   for (int round = 0; round < 2; ++round) {
     for (ZutWord key = 0; key < 20; ++key) {
@@ -125,7 +118,6 @@ TEST(KeyedObjects, AreMadeOnceAndDestroyedWithTheLastReference) {
     }
   }
   EXPECT_EQ(counted.made, 20);
-  EXPECT_EQ(ZutDSMMObjectCreate(table, -1), nullptr);
   EXPECT_EQ(ZutDSMMObjectDestroy(table, -1), 0);
   EXPECT_EQ(ZutErrNumGet(), 8);
   for (ZutWord key = 0; key < 20; ++key) EXPECT_EQ(ZutDSMMObjectDestroy(table, key), 1);
@@ -295,17 +287,14 @@ TEST(Expect, PrintsTheCodesAndKeepsThem) {
 // --- Environment ---
 
 TEST(Environment, IsSetReadAndRemoved) {
-  const char *value = nullptr;
+  const char *value = nullptr, *path = nullptr;
   EXPECT_EQ(ZutPutenv("UTIL_TEST"), 0);
   EXPECT_EQ(ZutErrNumGet(), 7);
   EXPECT_EQ(ZutPutenv("UTIL_TEST=a=b"), 1);
   EXPECT_EQ(ZutGetenv("UTIL_TEST", &value), 1);
-  EXPECT_STREQ(value, "a=b");
-  EXPECT_STREQ(std::getenv("UTIL_TEST"), "a=b");
-  const char *path = nullptr;
   EXPECT_EQ(ZutGetenv("PATH", &path), 1);
   EXPECT_STREQ(path, std::getenv("PATH"));
-  EXPECT_STREQ(value, "a=b");
+  EXPECT_STREQ(value, std::getenv("UTIL_TEST")); // still
   const std::string large(100000 / 4, 'x');
   EXPECT_EQ(ZutPutenv(("UTIL_TEST=" + large).c_str()), 1);
   ZutGetenv("UTIL_TEST", &value);
@@ -313,33 +302,12 @@ TEST(Environment, IsSetReadAndRemoved) {
   EXPECT_EQ(ZutPutenv("UTIL_TEST="), 1);
   EXPECT_EQ(ZutGetenv("UTIL_TEST", &value), 1);
   EXPECT_EQ(value, nullptr);
-  EXPECT_EQ(ZutGetenv(nullptr, &value), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
   const TempDir directory;
   Capture capture;
   EXPECT_EQ(ZutPutenv("=x"), 0);
   EXPECT_EQ(ZutErrNumGet(), 0);
   EXPECT_NE(capture.text().find("<=x>"), std::string::npos);
 }
-
-CHILD(environment) {
-  ZutInitThreads();
-  const std::string values[] = {"", std::string(10, 'a'), std::string(5000, 'b')};
-  std::atomic<bool> done{false};
-  std::thread writer([&] {
-    for (int i = 0; i < 2000; ++i) ZutPutenv(("UTIL_TEST=" + values[i % 3]).c_str());
-    done = true;
-  });
-  while (!done) {
-    const char *value = nullptr;
-    ZutGetenv("UTIL_TEST", &value);
-    const std::string text = value ? value : "";
-    if (text != values[0] && text != values[1] && text != values[2]) std::exit(1);
-  }
-  writer.join();
-}
-
-TEST(Environment, IsNeverReadTornWhileAnotherThreadWrites) { expectEnds("environment", 0); }
 
 #ifndef _WIN32
 CHILD(trusting) {
@@ -411,9 +379,6 @@ TEST(SupportNotice, IsReadBelowTheHomeDirectory) {
   Capture capture;
   ZutSafeString notice;
   ZutSafeStringCreate(&notice);
-  ZutPutenv("VNHOME=");
-  EXPECT_EQ(ZutGetSupportNotice(&notice), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
   ZutPutenv("VNHOME=./");
   EXPECT_EQ(ZutGetSupportNotice(&notice), 0);
   EXPECT_NE(capture.text().find("<./standard"), std::string::npos) << capture.text();
@@ -426,16 +391,8 @@ TEST(SupportNotice, IsReadBelowTheHomeDirectory) {
   ZutPutenv("VNHOME=");
 }
 
-TEST(NoSupport, ReportsAndPassesTheResultOn) {
-  const TempDir directory;
-  Capture capture;
-  EXPECT_EQ(ZutNoSupport(12, "here.c", 34, -7), -7);
-  expectInOrder(capture.text(), {"here.c", "34", "12"});
-}
-
 TEST(Texts, CompareCopyAndIdentifiers) {
   EXPECT_EQ(ZutStrCmpi("AbC", "aBc"), 0);
-  EXPECT_LT(ZutStrCmpi("ab", "ABC"), 0);
   EXPECT_GT(ZutStrCmpi("\xe9", "z"), 0) << "bytes count as positive";
   EXPECT_LT(ZutStrCmpi(nullptr, ""), 0);
   char *text = nullptr;
@@ -447,28 +404,20 @@ TEST(Texts, CompareCopyAndIdentifiers) {
   for (const char *bad : {"", "9a", "%a", "a b", "a-b", "\xe9"}) {
     EXPECT_EQ(ZutIdIsValid(bad), 0) << bad;
   }
-  EXPECT_EQ(ZutIdIsValid(std::string(63, 'a').c_str()), 1);
   EXPECT_EQ(ZutIdIsValid(std::string(64, 'a').c_str()), 0);
-}
-
-TEST(System, GivesTheExitCodeAndTakesQuotedPrograms) {
-  EXPECT_EQ(ZutSystem("exit 3"), 3);
-#ifdef _WIN32
-  EXPECT_EQ(ZutSystem("\"cmd\" /c \"exit 4\""), 4);
-#else
-  EXPECT_EQ(ZutSystem("\"sh\" -c \"exit 4\""), 4);
-#endif
 }
 
 #ifdef _WIN32
 const fs::path bin = fs::path(_pgmptr).parent_path();
 constexpr const char *self = "zut.dll", *copyName = "mine.dll", *systemLibrary = "kernel32";
-constexpr const char *systemSymbol = "GetCurrentThreadId";
+constexpr const char *systemSymbol = "GetCurrentThreadId", *quotedShell = "\"cmd\" /c \"exit 4\"";
 #else
 const fs::path bin = fs::read_symlink("/proc/self/exe").parent_path();
 constexpr const char *self = "libzut.so", *copyName = "mine.so", *systemLibrary = "libm.so.6";
-constexpr const char *systemSymbol = "cos";
+constexpr const char *systemSymbol = "cos", *quotedShell = "\"sh\" -c \"exit 4\"";
 #endif
+
+TEST(System, GivesTheExitCodeOfAQuotedProgram) { EXPECT_EQ(ZutSystem(quotedShell), 4); }
 
 TEST(Library, IsFoundByTheSystemOrAbsolutelyButNotInTheWorkingDirectory) {
   ZutLibrary *library = ZutLibraryLoad(systemLibrary, 1);
@@ -497,13 +446,13 @@ CHILD(ownFiles) {
 
 TEST(Library, FindsItsOwnFilesBelowAPathOutsideTheCodePage) {
   const TempDir directory;
-  const fs::path home = L"\u017c\u00f3\u0142\u0107 \U0001f600";
+  const fs::path home = L"\u017c\u00f3\u0142\u0107 \U0001f600", program = home / "bin/own.exe";
   for (const char *name : {"bin/drivers", "share/zut"}) fs::create_directories(home / name);
   fs::copy(bin / "../share/zut/standard", home / "share/zut/standard", fs::copy_options::recursive);
-  fs::copy_file(_pgmptr, home / "bin/own.exe");
-  fs::copy_file(bin / self, home / "bin/zut.dll");
-  fs::copy_file(bin / self, home / "bin/drivers/mine.dll");
-  const fs::path program = home / "bin/own.exe";
+  fs::copy_file(_pgmptr, program);
+  for (const char *name : {"bin/zut.dll", "bin/drivers/mine.dll"}) {
+    fs::copy_file(bin / self, home / name);
+  }
   EXPECT_EQ(_wspawnl(_P_WAIT, program.c_str(), L"own", L"--child", L"ownFiles", nullptr), 0);
 }
 #else // the system keeps whole names there, and the library stays

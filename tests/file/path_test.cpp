@@ -98,15 +98,11 @@ TEST(Path, NamesAreTakenApart) {
   char name[20] = "a\\b/c.d";
   EXPECT_STREQ(ZutGetFileName(name, nullptr), "c.d");
   EXPECT_STREQ(ZutGetFileName(name, name), "c.d");
-  // In code page 932 the second byte of a character may look like a separator or a letter.
+  // In code page 932 the second byte of a character may look like a separator.
   const bool twoBytes = ZutGetCharFormatSystemDefault() == 932;
   EXPECT_STREQ(ZutGetFileName("a/\x95\\c", nullptr), twoBytes ? "\x95\\c" : "c");
   char out[20];
   EXPECT_STREQ(ZutBuildFileName(out, "\x95\\", "c", ""), twoBytes ? "\x95\\\\c" : "\x95\\c");
-  ZutPath *path = ZutPathCreate();
-  ZutPathAddDir(path, "\x83\x41");
-  EXPECT_EQ(ZutPathDeleteDir(path, "\x83\x61"), !twoBytes);
-  ZutPathDestroy(path);
 }
 
 TEST_F(PathTest, DirectoriesAreRead) {
@@ -169,8 +165,6 @@ TEST_F(PathTest, SizesTimesAndTheTemporaryDirectory) {
   for (const double time : {accessed, modified, changed}) {
     EXPECT_NEAR(time, static_cast<double>(std::time(nullptr)), 10);
   }
-  EXPECT_EQ(ZutFileGetSize("missing", &size), 0);
-  EXPECT_EQ(ZutErrNumGetC(), ENOENT);
   char out[300];
   EXPECT_EQ(ZutGetTmpFilePath(out), 1);
   EXPECT_EQ(out, "." + separator);
