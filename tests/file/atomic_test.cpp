@@ -97,7 +97,7 @@ TEST(Atomic, IgnoresInterruptsUntilTheLastThreadIsOut) {
 #ifndef _WIN32 // where commands share the console's interrupts
 TEST(Atomic, ACommandBesideItNeitherInheritsNorKeepsTheIgnoring) {
   const Pipe pipe, started, end;
-  char byte = 0;
+  char byte = 0, mark = 0;
   std::thread reader([&] { EXPECT_EQ(ZutReadAtomic(pipe.in, &byte, 1), 1); });
   struct sigaction now;
   do sigaction(SIGINT, nullptr, &now);
@@ -107,7 +107,7 @@ TEST(Atomic, ACommandBesideItNeitherInheritsNorKeepsTheIgnoring) {
                              std::to_string(end.in) + "; kill -INT $$";
     EXPECT_EQ(ZutSystem(line.c_str()), 128 + SIGINT);
   });
-  EXPECT_EQ(ZutReadAtomic(started.in, &byte, 1), 1);
+  EXPECT_EQ(ZutReadAtomic(started.in, &mark, 1), 1);
   EXPECT_EQ(ZutWriteAtomic(pipe.out, "x", 1), 1);
   reader.join();
   EXPECT_EQ(ZutWriteAtomic(end.out, "\n", 1), 1);
