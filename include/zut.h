@@ -858,8 +858,10 @@ Z_EXPORT int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc funct
  *          may change, clear or call the list that is calling it: the change waits until no other
  *          thread is inside a call of that list. A thread that has to wait lets others change the
  *          lists that it is calling itself, so calls and changes never wait for each other in a
- *          ring. A callback must return or end the process: left by a jump, it leaves its list
- *          locked. */
+ *          ring. A callback that waits so may still run when a change of its list is done; only
+ *          ZutCbDestroy waits until it has returned. Hold no lock that a callback takes while you
+ *          change its list. A callback must return or end the process: left by a jump, it leaves
+ *          its list locked. */
 /* The event's record begins with this field: the list sets it before each call. */
 typedef struct ZutCbCallData {
   ZutCb *cb;
@@ -960,9 +962,9 @@ Z_EXPORT int32_t Z_CALL ZutCbPrintType(ZutCbType *type, ZutPrintFunc out);
 Z_EXPORT ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner);
 
 /* Destroys a list and its callbacks, each change function called.
- * Errors   32 when this thread is calling the list: the call stops after the callback that it is
- *          in, and the last call to end destroys an owner's list. A global list then stays as it
- *          is and calls one callback an event.
+ * Errors   32 when this thread is calling the list, or another one is and waits there for a list:
+ *          the call stops after the callback that it is in, and the last call to end destroys an
+ *          owner's list. A global list then stays as it is and calls one callback an event.
  * Threads  waits for other threads' calls. */
 Z_EXPORT int32_t Z_CALL ZutCbListDestroy(ZutCbList *list);
 
@@ -1007,7 +1009,15 @@ Z_EXPORT int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_
 Z_EXPORT int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out);
 
 /* Takes a callback out of its list, calls its change function and frees it. A callback may
- * destroy itself or any other while it is called. */
+ * destroy itself or any other while it is called; its record stays until the calls of its list
+ * that are going on have ended, so that several threads may do so at once.
+ * Errors   8 when the callback is destroyed already. 32 when waiting would have no end: a thread
+ *          inside the callback waits itself, perhaps by way of others, until this one has left the
+ *          callback that it destroys; or this thread is in a change function. The callback is then
+ *          out of its list; its change function is called and it is freed when those that are
+ *          inside have returned and, at the latest, with the next call of its list.
+ * Threads  waits until no other thread is inside the callback, so that what its argument leads to
+ *          may be freed on return. A callback that destroys itself does not wait for itself. */
 Z_EXPORT int32_t Z_CALL ZutCbDestroy(ZutCb *cb);
 
 /* Change a callback. Result  0 without an error number when the list has a callback with the new
@@ -1026,8 +1036,10 @@ Z_EXPORT int32_t Z_CALL ZutCbGetOwner(ZutCb *cb, void **out);
 Z_EXPORT int32_t Z_CALL ZutCbGetCbType(ZutCb *cb, ZutCbType **out);
 
 /* `function` is told, after the fact, that the callback's function, argument or priority
- * changed, with the list locked for writing, so it must not change other lists; and, before the
- * record is freed, that it is destroyed. */
+ * changed, with the list locked for writing; and, before the record is freed, that it is destroyed,
+ * with the list locked when all of it goes. It may use its own list. It must not use another one in
+ * any way, raising an event included: where two change functions use each other's lists, their
+ * threads wait for each other for ever. */
 Z_EXPORT int32_t Z_CALL ZutCbSetChangeFunction(ZutCb *cb, ZutCbChangeFunc function,
                                                ZutWord argument);
 

@@ -6,17 +6,23 @@
 //
 // While a callback runs, it or (while this thread waits, see listlock.h) another thread may remove
 // any callback of the list. A walk therefore keeps no pointer without its place: once something
-// was removed, it looks up the first callback at or after the noted place. Records are freed at
-// once.
+// was removed, it looks up the first callback at or after the noted place.
+//
+// A callback may be destroyed by several threads that are inside it, each with the pointer in its
+// call data; the first one does it. So the record of a removed callback stays until the list has
+// no users besides the one that leaves, and while any thread is inside (inside.h).
 //
 // A doomed list is destroyed by its last user. Nobody touches a list after utListUnread.
 #include "callback/callback.h"
 
 #include "callback/cbtype.h"
+#include "callback/inside.h"
 #include "containers/deque.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 #include "core/report.h"
+
+#include <utility>
 
 namespace {
 
@@ -88,18 +94,30 @@ ZutCb *take(Walk &walk) {
   return {next, next->place};
 }
 
+// The hold of the walk that this thread is in: the latest, since holds of inner ones are gone.
+CbHold &walkHold(ThreadBlock &self) { return self.lists.end[-1]; }
+
+// The callback of this walk has returned.
+void returned(ThreadBlock &self) {
+  CbHold &hold = walkHold(self);
+  ZutCb *cb = std::exchange(hold.inside, nullptr);
+  if (std::exchange(hold.noted, 0)) utCbRelease(*cb, Z_CB_USER);
+}
+
 // After each call into the caller's code. True: the list may have changed meanwhile.
 inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &turn) {
   if (self.lists.turn == turn) [[likely]]
     return false;
+  returned(self);
   utListResume(self, list.lock);
   walk = findAgain(list, walk);
   turn = self.lists.turn;
   return true;
 }
 
-void call(ZutCb *cb, void *owner, ZutCbCallData &data) {
+void call(ThreadBlock &self, ZutCb *cb, void *owner, ZutCbCallData &data) {
   data.cb = cb;
+  walkHold(self).inside = cb;
   cb->function(owner, &data, cb->argument);
 }
 
@@ -112,20 +130,48 @@ void notify(ZutCb *cb, int32_t kind) {
 
 void remove(ZutCbList &list, ZutCb *cb) {
   unlink(list, cb);
-  cb->linked = 0;
+  cb->linked.store(false, std::memory_order_relaxed);
 }
 
-void dispose(ZutCb *cb) {
-  notify(cb, Z_CB_CHANGE_DESTROY);
-  Z_FREE(cb, "cb");
+// For a callback that is out of the list.
+void keepRemoved(ZutCbList &list, ZutCb *cb) {
+  if (!(list.lock.word.load() & Z_LIST_USERS)) return;
+  cb->users.fetch_add(Z_CB_KEPT);
+  cb->links.right = list.removed ? &list.removed->links : nullptr;
+  list.removed = cb;
+  list.leftover.store(1, std::memory_order_relaxed);
 }
+
+// By the list's only user.
+void freeRemoved(ZutCbList &list) {
+  ZutCb *cb = std::exchange(list.removed, nullptr);
+  list.leftover.store(list.doomed, std::memory_order_relaxed);
+  while (cb) utCbRelease(*std::exchange(cb, after(cb)), Z_CB_KEPT);
+}
+
+ZutCbList *listOf(const ZutCb *cb) { return cb->list.load(std::memory_order_relaxed); }
 
 // The list that a callback stands in. One that was removed has none; one that is being destroyed
 // stands in none either, but its change function may still ask for its list.
-ZutCbList *homeOf(const ZutCb *cb) { return cb->linked ? cb->list : nullptr; }
+ZutCbList *homeOf(const ZutCb *cb) {
+  return cb->linked.load(std::memory_order_relaxed) ? listOf(cb) : nullptr;
+}
 
-void writeBegin(ThreadBlock &self, ZutCbList *list) {
-  if (list) utListWrite(self, list->lock);
+void writeEnd(ThreadBlock &self, ZutCbList *list);
+
+// The list that the callback stands in, written by this thread; null when it stands in none.
+ZutCbList *writeHome(ThreadBlock &self, const ZutCb *cb) {
+  while (ZutCbList *list = homeOf(cb)) {
+    utListWrite(self, list->lock);
+    if (homeOf(cb) == list) return list;
+    writeEnd(self, list); // it was removed while this thread waited
+  }
+  return nullptr;
+}
+
+// For a callback whose list, if it stands in one, this thread writes: a destroyed one has none.
+bool isDestroyed(const ZutCb *cb) {
+  return cb->destroyed.load(std::memory_order_relaxed) && !utFail(Err::notFound);
 }
 
 // A change function may have doomed the list.
@@ -154,8 +200,8 @@ int32_t get(const ZutCb *cb, T ZutCb::*field, T *out) {
 // Sets the function or the argument; null leaves one as it is. The list may have no such pair.
 int32_t setPair(ZutCb *cb, const ZutCbFunc *function, const ZutWord *argument, int32_t kind) {
   ThreadBlock &self = utThreadBlock();
-  ZutCbList *list = homeOf(cb);
-  writeBegin(self, list);
+  ZutCbList *list = writeHome(self, cb);
+  if (isDestroyed(cb)) return 0;
   const ZutCbFunc newFunction = function ? *function : cb->function;
   const ZutWord newArgument = argument ? *argument : cb->argument;
   const bool taken = list && find(*list, newFunction, newArgument);
@@ -173,10 +219,14 @@ int32_t setPair(ZutCb *cb, const ZutCbFunc *function, const ZutWord *argument, i
 // The thread writes, and its one read lock is the last: change functions find the list active.
 void destroy(ThreadBlock &self, ZutCbList &list) {
   for (ZutCb *cb; (cb = first(list)) != &list.end;) {
+    cb->destroyed.store(true, std::memory_order_relaxed);
     remove(list, cb);
-    dispose(cb);
+    if (!utCbOthersInside(self, *cb)) utCbTellDestroyed(*cb); // from another list, if any
+    utCbRelease(*cb, Z_CB_USER);
   }
+  freeRemoved(list);
   utCbTypeForgetList(list);
+  --self.lists.writing;
   utListUnread(self, list.lock);
   Z_FREE(&list, "list");
   utListWake();
@@ -203,24 +253,29 @@ unsigned long address(const void *pointer) {
 
 long typeNumber(const ZutCbList *list) { return list ? static_cast<long>(list->type->number) : 0L; }
 
-// From a copy: the output function may destroy the callback.
+// What is printed is read first: the output function may destroy the callback.
 void print(const ZutCb *cb, ZutPrintFunc out) {
-  const ZutCb copy = *cb;
-  const ZutCbList *list = copy.list;
+  const ZutCbFunc function = cb->function;
+  const ZutWord argument = cb->argument;
+  const int priority = cb->priority;
+  const ZutCbList *list = listOf(cb);
   const unsigned long owner = address(list ? list->owner : nullptr);
   const long number = typeNumber(list);
   out("Cb dump of %lx ", address(cb));
-  out("Func: %lx, arg: %lx\n",
-      static_cast<unsigned long>(reinterpret_cast<uintptr_t>(copy.function)),
-      static_cast<unsigned long>(copy.argument));
-  out("\tList: %lx, pri: %d ", address(list), static_cast<int>(copy.priority));
+  out("Func: %lx, arg: %lx\n", static_cast<unsigned long>(reinterpret_cast<uintptr_t>(function)),
+      static_cast<unsigned long>(argument));
+  out("\tList: %lx, pri: %d ", address(list), priority);
   out("Owner: %lx, Type Num: %ld\n", owner, number);
 }
 
 } // namespace
 
-void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list) {
-  if (utListDepth(self, list.lock) > 1) {
+// While this thread is the only user, and reads, no thread writes the list or comes to know a
+// removed callback. Two that leave at once may both see the other: the next one frees then.
+void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list) {
+  walkHold(self).inside = nullptr;
+  if (list.lock.word.load() == Z_LIST_READER) freeRemoved(list);
+  if (!list.doomed || !list.owner || utListDepth(self, list.lock) > 1) {
     utListUnread(self, list.lock);
     return;
   }
@@ -231,6 +286,7 @@ void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list) {
 int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
   utListWrite(self, list.lock);
   list.doomed = 1;
+  list.leftover.store(1, std::memory_order_relaxed);
   return finish(self, list) ? 1 : utFail(Err::objectInUse);
 }
 
@@ -241,7 +297,7 @@ int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
   Walk walk = walkOf(list);
   uint32_t turn = list.doomed ? self.lists.turn - 1 : self.lists.turn;
   while (!isAtEnd(walk)) {
-    call(take(walk), owner, data);
+    call(self, take(walk), owner, data);
     if (settle(self, list, walk, turn) && list.doomed) break;
   }
   utCbListLeave(self, list);
@@ -256,9 +312,10 @@ void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void 
   Walk locals = walkOf(local);
   Walk globals = walkOf(global);
   const auto run = [&](ZutCb *cb) {
-    call(cb, owner, data);
+    call(self, cb, owner, data);
     if (self.lists.turn == turn) [[likely]]
       return;
+    returned(self);
     utListResume(self, local.lock, &global.lock);
     locals = findAgain(local, locals);
     globals = findAgain(global, globals);
@@ -318,7 +375,8 @@ int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function
   Walk walk = walkOf(*list);
   uint32_t turn = self.lists.turn;
   while (!result && !isAtEnd(walk)) {
-    result = function(list, take(walk), argument);
+    ZutCb *cb = walkHold(self).inside = take(walk);
+    result = function(list, cb, argument);
     settle(self, *list, walk, turn);
   }
   utCbListLeave(self, *list);
@@ -330,6 +388,7 @@ ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, ZutWord arg
   auto *cb = utNew<ZutCb>("new_cb");
   cb->function = function;
   cb->argument = argument;
+  cb->users.store(Z_CB_USER, std::memory_order_relaxed);
   if (ZutCbListInsertCb(list, cb)) return cb;
   Z_FREE(cb, "new_cb");
   return nullptr;
@@ -337,14 +396,15 @@ ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, ZutWord arg
 
 int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb) {
   if (!list || !cb) return utFail(Err::nullPointer);
-  if (cb->linked) return utFail(Err::objectInUse);
+  if (isDestroyed(cb)) return 0;
+  if (homeOf(cb)) return utFail(Err::objectInUse);
   ThreadBlock &self = utThreadBlock();
   utListWrite(self, list->lock);
   const bool taken = find(*list, cb->function, cb->argument);
   if (!taken) {
     link(*list, cb);
-    cb->list = list;
-    cb->linked = 1;
+    cb->list.store(list, std::memory_order_relaxed);
+    cb->linked.store(true, std::memory_order_relaxed);
   }
   writeEnd(self, list);
   return taken ? utFail(Err::exists) : 1;
@@ -366,7 +426,7 @@ int32_t Z_CALL ZutCbListRemoveCb(ZutCbList *list, ZutCb *cb) {
   const bool here = homeOf(cb) == list;
   if (here) {
     remove(*list, cb);
-    cb->list = nullptr;
+    cb->list.store(nullptr, std::memory_order_relaxed);
   }
   writeEnd(self, list);
   return here ? 1 : utFail(Err::notFound);
@@ -452,14 +512,19 @@ int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out) {
 
 int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
   if (!cb) return utFail(Err::nullPointer);
-  if (ZutCbList *list = homeOf(cb)) {
-    ThreadBlock &self = utThreadBlock();
-    utListWrite(self, list->lock);
+  ThreadBlock &self = utThreadBlock();
+  ZutCbList *list = writeHome(self, cb);
+  if (cb->destroyed.exchange(true)) return utFail(Err::notFound);
+  if (list) {
     remove(*list, cb);
+    keepRemoved(*list, cb);
     writeEnd(self, list);
   }
-  dispose(cb);
-  return 1;
+  utListNote(self); // an inner call of this thread may be inside, too
+  const bool left = utCbAwaitOthers(self, *cb);
+  if (left) utCbTellDestroyed(*cb);
+  utCbRelease(*cb, Z_CB_USER);
+  return left ? 1 : utFail(Err::objectInUse);
 }
 
 int32_t Z_CALL ZutCbSetFunction(ZutCb *cb, ZutCbFunc function) {
@@ -475,8 +540,8 @@ int32_t Z_CALL ZutCbSetArgument(ZutCb *cb, ZutWord argument) {
 int32_t Z_CALL ZutCbSetPriority(ZutCb *cb, int16_t priority) {
   if (!cb) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  ZutCbList *list = homeOf(cb);
-  writeBegin(self, list);
+  ZutCbList *list = writeHome(self, cb);
+  if (isDestroyed(cb)) return 0;
   if (cb->priority != priority) {
     if (list) unlink(*list, cb);
     cb->priority = priority;
@@ -497,27 +562,29 @@ int32_t Z_CALL ZutCbGetPriority(ZutCb *cb, int16_t *out) { return get(cb, &ZutCb
 
 int32_t Z_CALL ZutCbGetList(ZutCb *cb, ZutCbList **out) {
   if (!cb || !out) return utFail(Err::nullPointer);
-  *out = cb->list;
+  *out = listOf(cb);
   return 1;
 }
 
 int32_t Z_CALL ZutCbGetOwner(ZutCb *cb, void **out) {
   if (!cb || !out) return utFail(Err::nullPointer);
-  *out = cb->list ? cb->list->owner : nullptr;
+  const ZutCbList *list = listOf(cb);
+  *out = list ? list->owner : nullptr;
   return 1;
 }
 
 int32_t Z_CALL ZutCbGetCbType(ZutCb *cb, ZutCbType **out) {
   if (!cb || !out) return utFail(Err::nullPointer);
-  *out = cb->list ? cb->list->type : nullptr;
+  const ZutCbList *list = listOf(cb);
+  *out = list ? list->type : nullptr;
   return 1;
 }
 
 int32_t Z_CALL ZutCbSetChangeFunction(ZutCb *cb, ZutCbChangeFunc function, ZutWord argument) {
   if (!cb) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  ZutCbList *list = homeOf(cb);
-  writeBegin(self, list);
+  ZutCbList *list = writeHome(self, cb);
+  if (isDestroyed(cb)) return 0;
   cb->change = function;
   cb->changeArgument = argument;
   writeEnd(self, list);

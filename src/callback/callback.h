@@ -11,22 +11,28 @@ struct ZutCb {
   ZutDqNode links;
   ZutCbFunc function;
   ZutWord argument;
-  ZutCbList *list;
+  std::atomic<ZutCbList *> list;
   int16_t priority;
-  int16_t linked; // stands in the list; not changed by a new priority, so readable without lock
+  std::atomic<bool> linked;    // stands in the list; not changed by a new priority
+  std::atomic<bool> destroyed; // by the first ZutCbDestroy; stands in no list
+  bool told;                   // its change function knows of the end
+  std::atomic<int32_t> users;  // of the record: see inside.h
   ZutCbChangeFunc change;
   ZutWord changeArgument;
   uint64_t place; // ascends in calling order: priority, then age
 };
 
-// All but the lock and the last two fields is written under the lock's write side.
+// All but the lock and the last two fields is written under the lock's write side; a reader that
+// is the list's only user also empties `removed`.
 struct ZutCbList {
   void *owner; // null: a global list
   ZutCbType *type;
   ZutCb end; // the ring of callbacks in calling order begins and ends here; its place is the last
   std::atomic<int32_t> count;
-  int32_t doomed; // to be destroyed
-  uint64_t age;   // insertions so far
+  int32_t doomed;                // to be destroyed
+  std::atomic<int32_t> leftover; // who leaves has something to free: it is doomed, or `removed`
+  ZutCb *removed;                // while the list had users, linked through links.right
+  uint64_t age;                  // insertions so far
   ListLock lock;
   std::atomic<uint16_t> startThresh;
   std::atomic<uint16_t> currentThresh;
@@ -38,11 +44,12 @@ void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData
 // The owner's list is read already, the global one is not.
 void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                    ZutCbCallData &data);
-// Ends reading; the last user of an owner's doomed list destroys it.
-void utCbListLeaveDoomed(ThreadBlock &self, ZutCbList &list);
+// Ends reading; the only user frees what was removed, the last user of an owner's doomed list
+// destroys it.
+void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list);
 inline void utCbListLeave(ThreadBlock &self, ZutCbList &list) {
-  if (list.doomed && list.owner) [[unlikely]]
-    utCbListLeaveDoomed(self, list);
+  if (list.leftover.load(std::memory_order_relaxed)) [[unlikely]]
+    utCbListLeaveChanged(self, list);
   else utListUnread(self, list.lock);
 }
 // Destroys the list or, while it has other users or this thread calls it, dooms it: error 32.

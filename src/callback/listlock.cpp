@@ -5,6 +5,7 @@
 // is seen by the test, or the waiter is seen by utListWake after the change.
 #include "callback/listlock.h"
 
+#include "callback/callback.h"
 #include "core/memory.h"
 
 #include <algorithm>
@@ -28,7 +29,7 @@ void addHold(CbReads &reads, ListLock &lock) {
     reads.end = reads.begin + count;
     reads.limit = reads.begin + room;
   }
-  *reads.end++ = {&lock, 0};
+  *reads.end++ = {&lock, nullptr, 0, 0};
 }
 
 int32_t countHolds(const CbReads &reads, const ListLock &lock, int32_t parked) {
@@ -92,7 +93,17 @@ void utListWake() {
   utPlatWordWakeAll(utListChanges);
 }
 
+void utListNote(ThreadBlock &self) {
+  for (CbHold &hold : holdsOf(self.lists)) {
+    if (!hold.inside || hold.noted) continue;
+    hold.noted = 1;
+    ++self.lists.turn;
+    hold.inside->users.fetch_add(1);
+  }
+}
+
 void utListPark(ThreadBlock &self) {
+  utListNote(self);
   for (CbHold &hold : holdsOf(self.lists)) park(self.lists, hold);
 }
 
@@ -124,6 +135,7 @@ void utListWrite(ThreadBlock &self, ListLock &lock) {
     ++lock.writes;
     return;
   }
+  utListNote(self);
   for (CbHold &hold : holdsOf(self.lists)) {
     if (hold.lock == &lock) park(self.lists, hold);
   }
@@ -132,11 +144,13 @@ void utListWrite(ThreadBlock &self, ListLock &lock) {
   if (!noReaders()) utListWait(self, noReaders);
   lock.writer.store(&self, std::memory_order_relaxed);
   lock.writes = 1;
+  ++self.lists.writing;
 }
 
 // This thread's parked read locks of the list are resumed in the same step.
 void utListUnwrite(ThreadBlock &self, ListLock &lock) {
   if (--lock.writes) return;
+  --self.lists.writing;
   lock.writer.store(nullptr, std::memory_order_relaxed);
   utListChange(lock, unpark(self.lists, lock) - Z_LIST_CLOSED);
 }

@@ -10,6 +10,10 @@
 // him, and a writer can trust that nobody looks at the list. The price is that a list may have
 // changed when a call into the caller's code returns: walks through a list expect that.
 //
+// Before a hold is parked, the callback that runs under it is noted: the thread counts as one of
+// its users until that callback returns. So whoever writes a list finds in the callback's count
+// every other thread that runs it, although none of them counts as a reader.
+//
 // What is read here is trivially destructible throughout: callers' functions run in between.
 #pragma once
 
@@ -37,7 +41,8 @@ inline void utListChange(ListLock &lock, int32_t by) {
   if (lock.word.fetch_add(by) & Z_LIST_CLOSED) [[unlikely]]
     utListWake();
 }
-// Parks the thread.
+// Notes the callbacks that the thread is in; parks the thread as well.
+void utListNote(ThreadBlock &self);
 void utListPark(ThreadBlock &self);
 
 // Counts the changes to the locks of all lists for those who wait. One word for all: a thread
@@ -69,7 +74,7 @@ inline void utListRead(ThreadBlock &self, ListLock &lock) {
   CbHold *hold = reads.end;
   if (hold != reads.limit) [[likely]] {
     if (!(lock.word.fetch_add(Z_LIST_READER) & Z_LIST_CLOSED)) [[likely]] {
-      *hold = {&lock, 0};
+      *hold = {&lock, nullptr, 0, 0};
       reads.end = hold + 1;
       return;
     }

@@ -20,15 +20,18 @@ struct RwHold {
 // A read lock of this thread on a callback list, callback/listlock.h.
 struct CbHold {
   ListLock *lock;
+  ZutCb *inside;  // the callback that runs under this lock, or null
   int32_t parked; // 1: counted as parked, not as reading
+  int32_t noted;  // 1: counted as a user of `inside`
 };
 
 // All of them, the latest mostly last.
 struct CbReads {
   CbHold *begin;
   CbHold *end;
-  CbHold *limit; // of the room
-  uint32_t turn; // another one: this thread has parked meanwhile, or begun to write a list
+  CbHold *limit;   // of the room
+  uint32_t turn;   // another one: this thread has parked meanwhile, or begun to write a list
+  int32_t writing; // how many lists it writes
 };
 
 struct ThreadBlock;

@@ -1,5 +1,6 @@
 #include "support/child.h"
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <thread>
@@ -29,6 +30,23 @@ void Z_CALL note(void *, void *data, ZutWord argument) {
 
 void Z_CALL count(void *, void *, ZutWord argument) {
   ++*reinterpret_cast<std::atomic<int> *>(argument);
+}
+
+void tellOf(ZutCb *cb, std::atomic<int> &told) {
+  const auto tell = [](ZutCb *, ZutCbChangeData *data, ZutWord argument) {
+    if (data->kind == Z_CB_CHANGE_DESTROY) count(nullptr, nullptr, argument);
+  };
+  ZutCbSetChangeFunction(cb, tell, reinterpret_cast<ZutWord>(&told));
+}
+
+// Destroys itself; several threads at once may be called by it.
+void Z_CALL once(void *, void *data, ZutWord argument) {
+  static thread_local int rounds;
+  ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
+  ZutCbSetPriority(cb, static_cast<int16_t>(++rounds % 2));
+  if (ZutCbDestroy(cb)) count(nullptr, nullptr, argument);
+  else EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_EQ(ZutCbDestroy(cb) + ZutCbSetPriority(cb, 7) + ZutCbSetFunction(cb, count), 0);
 }
 
 ZutCb *add(ZutCbList *list, char name, int16_t priority = 0) {
@@ -356,7 +374,7 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   ZutCbType *merged = newType();
   int owner = 0;
   std::atomic<int> calls{0};
-  std::atomic<int> ticks[4] = {};
+  std::atomic<int> ticks[4] = {}, shots[4] = {}, told{0};
   ZutCbCreateGlobal(plain, count, reinterpret_cast<ZutWord>(&calls));
   ZutCbCreateGlobal(merged, note, 'g');
   const auto meddle = [](void *object, void *data, ZutWord) { // changes the list that calls it
@@ -368,16 +386,22 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   };
   const auto work = [&](int self) {
     const auto tick = reinterpret_cast<ZutWord>(&ticks[self]);
+    ZutCbList *own = ZutCbListCreate(plain, nullptr), *shared = nullptr;
+    ZutCbTypeGetCbList(plain, nullptr, &shared);
     for (int i = 0; i < 400; ++i) {
       Event event;
       ZutCb *mine = ZutCbCreateGlobal(plain, count, tick);
       ZutCbSetPriority(mine, static_cast<int16_t>(i % 7));
+      ZutCb *shot = ZutCbListCbCreate(own, once, reinterpret_cast<ZutWord>(&shots[self]));
+      tellOf(shot, told);
+      ZutCbListRemoveCb(own, shot), ZutCbListInsertCb(shared, shot);
       ZutCbTypeCall(plain, nullptr, &event);
       ZutCbDestroy(mine);
       if (i % 4 == self) ZutCbTypeCbCreate(merged, &owner, meddle, self);
       ZutCbTypeCall(merged, &owner, &event);
       if (i % 50 == 0) ZutCbObjClear(merged, &owner);
     }
+    ZutCbListDestroy(own);
   };
   std::thread threads[3];
   for (int i = 0; i < 3; ++i) threads[i] = std::thread(work, i);
@@ -385,6 +409,8 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(calls, 4 * 400);
   for (std::atomic<int> &tick : ticks) EXPECT_GE(tick, 400);
+  for (std::atomic<int> &shot : shots) EXPECT_EQ(shot, 400);
+  EXPECT_EQ(told, 4 * 400);
   for (ZutCbType *type : {plain, merged}) {
     ZutCbList *list;
     ZutCbTypeGetCbList(type, nullptr, &list);
@@ -407,7 +433,7 @@ TEST(CallbackThreads, ChangesInsideMergesDoNotWaitInARing) {
     ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
     ZutCbType *of;
     ZutCbGetCbType(cb, &of);
-    ZutCb *added = ZutCbTypeCbCreate(of, self ? object : nullptr, note, 'x');
+    ZutCb *added = ZutCbTypeCbCreate(of, self ? object : nullptr, count, argument);
     EXPECT_EQ(ZutCbDestroy(added), 1);
   };
   for (int round = 0; round < 20; ++round) {
@@ -425,25 +451,60 @@ TEST(CallbackThreads, ChangesInsideMergesDoNotWaitInARing) {
   ZutCbObjClear(type, &owner);
 }
 
-TEST(CallbackThreads, AChangeWaitsForOtherThreadsCalls) {
+// One thread is inside a callback and waits there to change another list, which a third one calls.
+TEST(CallbackThreads, ACallbackIsLeftBeforeItIsDestroyed) {
   ZutInitThreads();
-  ZutCbType *type = newType();
-  std::atomic<int> step{0};
-  const auto linger = [](void *, void *, ZutWord argument) {
-    auto &now = *reinterpret_cast<std::atomic<int> *>(argument);
-    now = 1;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(now.exchange(2), 1); // nothing was destroyed meanwhile
-  };
-  ZutCb *cb = ZutCbCreateGlobal(type, linger, reinterpret_cast<ZutWord>(&step));
-  std::thread caller([&] {
-    Event event;
-    ZutCbTypeCall(type, nullptr, &event);
-  });
-  while (!step) std::this_thread::yield();
-  ZutCbDestroy(cb);
-  EXPECT_EQ(step.exchange(3), 2);
-  caller.join();
+  for (const bool removedBefore : {false, true}) {
+    ZutCbList *first = ZutCbListCreate(newType(), nullptr);
+    ZutCbList *second = ZutCbListCreate(newType(), nullptr);
+    std::atomic<int> step{0}, told{0}, early{0};
+    ZutCb *cb = add(first, 'c');
+    add(second, 'h');
+    tellOf(cb, told);
+    std::thread holding([&] {
+      fire(second, [&](ZutCb *, char name) { // until what must not happen had its time
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+        for (step += name == 'h'; !told && std::chrono::steady_clock::now() < end;)
+          std::this_thread::yield();
+      });
+    });
+    while (step < 1) std::this_thread::yield();
+    std::thread waiting([&] {
+      fire(first, [&](ZutCb *, char) { ++step, add(second, 'z'), early = told.load(); });
+    });
+    while (step < 2) std::this_thread::yield();
+    EXPECT_EQ(removedBefore && ZutCbListRemoveCb(first, cb), removedBefore);
+    EXPECT_EQ(ZutCbDestroy(cb), 1);
+    EXPECT_EQ(told, 1);
+    holding.join(), waiting.join();
+    EXPECT_EQ(early, 0);
+    EXPECT_EQ(ZutCbListDestroy(first) + ZutCbListDestroy(second), 2);
+  }
+}
+
+// Each thread destroys the callback that the next one is inside.
+TEST(CallbackThreads, DestroyersDoNotWaitInARing) {
+  ZutInitThreads();
+  for (const int count : {2, 3}) {
+    ZutCbList *lists[3];
+    ZutCb *cbs[3];
+    std::thread threads[3];
+    std::atomic<int> inside{0}, refused{0}, told{0};
+    for (int i = 0; i < count; ++i) {
+      cbs[i] = add(lists[i] = ZutCbListCreate(newType(), nullptr), 'c');
+      tellOf(cbs[i], told);
+    }
+    const auto meet = [&](ZutCb *cb, char) {
+      for (++inside; inside < count;) std::this_thread::yield();
+      const auto next = (std::find(cbs, cbs + count, cb) - cbs + 1) % count;
+      if (!ZutCbDestroy(cbs[next])) refused += ZutErrNumGet();
+    };
+    for (int i = 0; i < count; ++i) threads[i] = std::thread([&, i] { fire(lists[i], meet); });
+    for (int i = 0; i < count; ++i) threads[i].join();
+    EXPECT_EQ(refused, 32);
+    EXPECT_EQ(told, count);
+    for (int i = 0; i < count; ++i) EXPECT_EQ(ZutCbListDestroy(lists[i]), 1);
+  }
 }
 
 // One thread sets the function while another sets the argument.
