@@ -861,7 +861,9 @@ Z_EXPORT int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc funct
  *          ring. A callback that waits so may still run when a change of its list is done; only
  *          ZutCbDestroy waits until it has returned. Hold no lock that a callback takes while you
  *          change its list. A callback must return or end the process: left by a jump, it leaves
- *          its list locked. */
+ *          its list locked.
+ * Errors   5 when some 8000 calls, traversals and dumps of one list are going on, in all threads
+ *          together, nested ones included: the next one calls nothing and gives 0. */
 /* The event's record begins with this field: the list sets it before each call. */
 typedef struct ZutCbCallData {
   ZutCb *cb;
@@ -939,7 +941,8 @@ Z_EXPORT ZutCb *Z_CALL ZutCbCreateGlobal(ZutCbType *type, ZutCbFunc function, Zu
 /* Raises the event: calls the callbacks of the owner, the global ones or both, as the type's flag
  * says, on this thread. `call_data` is a record that begins with a ZutCbCallData. The owner's list
  * may be cleared by another thread meanwhile.
- * Result   1, also when nothing was called. An unknown flag calls nothing: message 5008. */
+ * Result   1, also when nothing was called, but see "Errors" above. An unknown flag calls nothing:
+ *          message 5008. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeCall(ZutCbType *type, void *owner, void *call_data);
 
 /* The same by the type's number. An unknown number gives 0, the call 1. ZutCbTypeNumCbDestroy
@@ -969,7 +972,8 @@ Z_EXPORT ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner);
 Z_EXPORT int32_t Z_CALL ZutCbListDestroy(ZutCbList *list);
 
 /* Calls the list's callbacks, ZutCbMergeCall those of two lists by priority, the owner's first
- * among equals. Both stop when the owner's list is being destroyed. Result  1. */
+ * among equals. Both stop when the owner's list is being destroyed. Result  1, but see "Errors"
+ * above. */
 Z_EXPORT int32_t Z_CALL ZutCbListCall(ZutCbList *list, void *owner, void *call_data);
 
 /* Calls `function` for each callback in calling order. Result  the first one that is not 0; 0,

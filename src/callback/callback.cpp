@@ -104,6 +104,12 @@ void returned(ThreadBlock &self) {
   if (std::exchange(hold.noted, 0)) utCbRelease(*cb, Z_CB_USER);
 }
 
+// For a thread that reads the list, which has too many walks: it reads it no longer.
+int32_t refuse(ThreadBlock &self, ZutCbList &list) {
+  utCbListLeave(self, list);
+  return utFail(Err::tooLarge);
+}
+
 // After each call into the caller's code. True: the list may have changed meanwhile.
 inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &turn) {
   if (self.lists.turn == turn) [[likely]]
@@ -303,10 +309,13 @@ int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
   utCbListLeave(self, list);
 }
 
-void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
-                   ZutCbCallData &data) {
+int32_t utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
+                      ZutCbCallData &data) {
   uint32_t turn = self.lists.turn;
-  utListRead(self, global.lock);
+  if (!utListRead(self, global.lock) || utListIsFull(local.lock)) {
+    utCbListLeave(self, global);
+    return refuse(self, local);
+  }
   if (self.lists.turn != turn) utListResume(self, local.lock, &global.lock); // it has waited
   turn = self.lists.turn;
   Walk locals = walkOf(local);
@@ -333,10 +342,13 @@ void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void 
   while (!stopped && !isAtEnd(globals)) run(take(globals));
   utCbListLeave(self, global);
   utCbListLeave(self, local);
+  return 1;
 }
 
-void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
+int32_t utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data) {
+  if (utListIsFull(list.lock)) return refuse(self, list);
   callAll(self, list, owner, data);
+  return 1;
 }
 
 extern "C" {
@@ -361,7 +373,7 @@ int32_t Z_CALL ZutCbListDestroy(ZutCbList *list) {
 int32_t Z_CALL ZutCbListCall(ZutCbList *list, void *owner, void *call_data) {
   if (!list || !call_data) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, list->lock);
+  if (!utListRead(self, list->lock)) return refuse(self, *list);
   callAll(self, *list, owner, *static_cast<ZutCbCallData *>(call_data));
   return 1;
 }
@@ -370,7 +382,7 @@ int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function
                                  ZutWord argument) {
   if (!list || !function) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, list->lock);
+  if (!utListRead(self, list->lock)) return refuse(self, *list);
   int32_t result = 0;
   Walk walk = walkOf(*list);
   uint32_t turn = self.lists.turn;
@@ -484,14 +496,14 @@ int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_list, voi
   if (!owner_list || !global_list || !call_data) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
   utListRead(self, owner_list->lock);
-  utCbMergeCall(self, *owner_list, *global_list, owner, *static_cast<ZutCbCallData *>(call_data));
-  return 1;
+  return utCbMergeCall(self, *owner_list, *global_list, owner,
+                       *static_cast<ZutCbCallData *>(call_data));
 }
 
 int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out) {
   if (!list || !out) return utFail(Err::nullPointer);
   ThreadBlock &self = utThreadBlock();
-  utListRead(self, list->lock);
+  if (!utListRead(self, list->lock)) return refuse(self, *list);
   out("Cb List Dump of %lx ", address(list));
   out("Owner: %lx, Type: %ld\n", address(list->owner), typeNumber(list));
   out("Current List has %ld entries:\n", static_cast<long>(list->count.load()));

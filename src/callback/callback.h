@@ -39,11 +39,11 @@ struct ZutCbList {
 };
 
 // The core of the calls below include/zut.h's. `list` is read by this thread once more than
-// before, and no longer on return.
-void utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data);
+// before, and no longer on return. Result 0, with error 5: too many walks through a list.
+int32_t utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallData &data);
 // The owner's list is read already, the global one is not.
-void utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
-                   ZutCbCallData &data);
+int32_t utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
+                      ZutCbCallData &data);
 // Ends reading; the only user frees what was removed, the last user of an owner's doomed list
 // destroys it.
 void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list);

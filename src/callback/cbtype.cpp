@@ -76,30 +76,28 @@ bool isEmpty(const ZutCbList &list) { return list.count.load(std::memory_order_r
 
 // --- Firing ---
 
-void fireGlobal(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
+int32_t fireGlobal(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
   ZutCbList *global = globalOf(type);
-  if (!global || isEmpty(*global)) return;
+  if (!global || isEmpty(*global)) return 1;
   utListRead(self, global->lock);
-  utCbListCall(self, *global, owner, data);
+  return utCbListCall(self, *global, owner, data);
 }
 
-void fireOwner(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
-  if (ZutCbList *local = enter(self, type, owner)) utCbListCall(self, *local, owner, data);
+int32_t fireOwner(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
+  ZutCbList *local = enter(self, type, owner);
+  return local ? utCbListCall(self, *local, owner, data) : 1;
 }
 
-void fireBoth(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
+int32_t fireBoth(ThreadBlock &self, const ZutCbType &type, void *owner, ZutCbCallData &data) {
   ZutCbList *local = enter(self, type, owner);
   if (local && isEmpty(*local)) {
     utCbListLeave(self, *local);
     local = nullptr;
   }
-  if (!local) {
-    fireGlobal(self, type, owner, data);
-    return;
-  }
+  if (!local) return fireGlobal(self, type, owner, data);
   ZutCbList *global = globalOf(type);
-  if (global && !isEmpty(*global)) utCbMergeCall(self, *local, *global, owner, data);
-  else utCbListCall(self, *local, owner, data);
+  return global && !isEmpty(*global) ? utCbMergeCall(self, *local, *global, owner, data)
+                                     : utCbListCall(self, *local, owner, data);
 }
 
 // --- The table ---
@@ -303,9 +301,9 @@ int32_t Z_CALL ZutCbTypeCall(ZutCbType *type, void *owner, void *call_data) {
   auto &data = *static_cast<ZutCbCallData *>(call_data);
   const int32_t flag = type->globalFlag.load(std::memory_order_relaxed);
   switch (flag) {
-  case Z_CB_GLOBAL_ONLY: fireGlobal(utThreadBlock(), *type, owner, data); break;
-  case Z_CB_NO_GLOBALS: fireOwner(utThreadBlock(), *type, owner, data); break;
-  case Z_CB_GLOBALS_OK: fireBoth(utThreadBlock(), *type, owner, data); break;
+  case Z_CB_GLOBAL_ONLY: return fireGlobal(utThreadBlock(), *type, owner, data);
+  case Z_CB_NO_GLOBALS: return fireOwner(utThreadBlock(), *type, owner, data);
+  case Z_CB_GLOBALS_OK: return fireBoth(utThreadBlock(), *type, owner, data);
   default: utReport<Msg::cbUnknownGlobalFlag>(Z_TRACE_LEVEL_WARNING, flag);
   }
   return 1;

@@ -113,8 +113,10 @@ bool utListTryRead(ThreadBlock &self, ListLock &lock) {
   return true;
 }
 
-void utListReadSlowly(ThreadBlock &self, ListLock &lock) {
+bool utListReadSlowly(ThreadBlock &self, ListLock &lock) {
+  const bool full = utListIsFull(lock);
   if (!utListTryRead(self, lock)) utListWait(self, [&] { return utListTryRead(self, lock); });
+  return !full;
 }
 
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock) {

@@ -33,6 +33,9 @@ inline constexpr int32_t Z_LIST_READERS = 0x7fff;
 inline constexpr int32_t Z_LIST_PARKED = 1 << 15;
 inline constexpr int32_t Z_LIST_USERS = 0x3fffffff; // readers and parked
 inline constexpr int32_t Z_LIST_CLOSED = 1 << 30;   // a thread writes or waits to
+// One of these is set from 8192 readers or parked ones on: then walks are refused. The rest of each
+// count is room for look-ups and changes, of which a thread has one at a time.
+inline constexpr int32_t Z_LIST_FULL = 3 << 13 | 3 << 28;
 
 // --- Waiting ---
 // Tells whoever waits that a list's state has changed.
@@ -67,20 +70,22 @@ void utListWait(ThreadBlock &self, Attempt attempt) {
 
 // Reading. TryRead gives false where Read would wait. May be mixed with writing in any order. One
 // addition, taken back if the list was closed, is cheaper than a look and a change that may fail.
+// Read gives false when there are as many walks through the list as there may be: it is read all
+// the same, but a walk must not begin.
 bool utListTryRead(ThreadBlock &self, ListLock &lock);
-void utListReadSlowly(ThreadBlock &self, ListLock &lock);
-inline void utListRead(ThreadBlock &self, ListLock &lock) {
+bool utListReadSlowly(ThreadBlock &self, ListLock &lock);
+inline bool utListRead(ThreadBlock &self, ListLock &lock) {
   CbReads &reads = self.lists;
   CbHold *hold = reads.end;
   if (hold != reads.limit) [[likely]] {
-    if (!(lock.word.fetch_add(Z_LIST_READER) & Z_LIST_CLOSED)) [[likely]] {
+    if (!(lock.word.fetch_add(Z_LIST_READER) & (Z_LIST_CLOSED | Z_LIST_FULL))) [[likely]] {
       *hold = {&lock, nullptr, 0, 0};
       reads.end = hold + 1;
-      return;
+      return true;
     }
     utListChange(lock, -Z_LIST_READER);
   }
-  utListReadSlowly(self, lock);
+  return utListReadSlowly(self, lock);
 }
 
 // After the last call the list may be gone at any moment.
@@ -93,6 +98,11 @@ inline void utListUnread(ThreadBlock &self, ListLock &lock) {
   } else {
     utListUnreadSlowly(self, lock);
   }
+}
+
+// As many walks as there may be? For after TryRead.
+inline bool utListIsFull(const ListLock &lock) {
+  return lock.word.load(std::memory_order_relaxed) & Z_LIST_FULL;
 }
 
 // How many read locks the thread has.
