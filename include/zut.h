@@ -1102,8 +1102,9 @@ typedef int32_t(Z_CALL *ZutPtrAryCompareFunc)(ZutWord a, ZutWord b);
 Z_EXPORT ZutPtrAry *Z_CALL ZutPtrAryCreate(int32_t size);
 
 /* Clears and frees the array and its callbacks.
- * Result   0 when a callback of the array is running: the array is freed all the same, its
- *          callbacks when the last one returns (error 32). */
+ * Result   0 with error 32 when a callback of the array is running: the array is freed all the
+ *          same, its callbacks when the last one returns. In the notices of the destruction itself
+ *          destroying the array again does nothing: the first one goes on. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryDestroy(ZutPtrAry *array, ZutPtrAryFunc function,
                                          ZutWord argument);
 

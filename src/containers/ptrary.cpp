@@ -3,12 +3,15 @@
 // A callback may change the array or destroy it, so a notice is the last thing that an operation
 // does with it. Where one operation sends several, it reads the array's callback list meanwhile,
 // which keeps the list until the end and shows whether it, and the array with it, was destroyed.
+// Destroying sends a notice before its last step; a callback that destroys the array in that one is
+// refused.
 #include "callback/callback.h"
 #include "core/errnum.h"
 #include "core/memory.h"
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 
 namespace {
 
@@ -140,8 +143,11 @@ ZutPtrAry *Z_CALL ZutPtrAryCreate(int32_t size) {
 }
 
 int32_t Z_CALL ZutPtrAryDestroy(ZutPtrAry *array, ZutPtrAryFunc function, ZutWord argument) {
-  if (!ZutPtrAryClear(array, function, argument)) return 0;
-  const int32_t result = array->change_cbs ? ZutCbListDestroy(array->change_cbs) : 1;
+  if (!isUsable(array)) return 0;
+  ZutCbList *list = array->change_cbs;
+  if (list && std::exchange(list->ownerEnds, 1)) return utFail(Err::objectInUse);
+  ZutPtrAryClear(array, function, argument);
+  const int32_t result = list ? ZutCbListDestroy(list) : 1;
   Z_FREE(array->items, "ptr_ary->ptr_ary");
   Z_FREE(array, "ptr_ary");
   return result;

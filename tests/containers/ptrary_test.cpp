@@ -252,5 +252,10 @@ TEST(PtrAry, NoticesWhileCallbacksChangeTheArray) {
   EXPECT_EQ(appendAll(array), 1);
   EXPECT_EQ(textOf(array), "789");
   EXPECT_EQ(notices, "1 1 0, 0 7 1, 0 9 2");
-  ZutPtrAryDestroy(array, nullptr, 0);
+  Reaction destroyAgain = [](ZutPtrAry *a, Data *) {
+    EXPECT_EQ(ZutPtrAryDestroy(a, nullptr, 0), 0);
+    EXPECT_EQ(ZutErrNumGet(), 32);
+  };
+  ZutPtrAryChangeCbCreate(array, react, word(destroyAgain));
+  EXPECT_EQ(ZutPtrAryDestroy(array, nullptr, 0), 1);
 }
