@@ -845,7 +845,8 @@ Z_EXPORT int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe);
 Z_EXPORT void Z_CALL ZutLobeClear(const void *object);
 
 /* Calls `function` with each object and its value, under the lobe's mutex; results as
- * ZutHashTraverse, 0 when no lobe was ever declared. */
+ * ZutHashTraverse, 0 when no lobe was ever declared. The function may print; therefore do not use
+ * the lobe while you hold the process mutex. */
 Z_EXPORT int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc function,
                                         ZutWord argument);
 

@@ -53,8 +53,7 @@ ZutCbList *makeOwned(ZutCbType &type, void *owner) {
 ZutCbList *enterOrMake(ThreadBlock &self, ZutCbType &type, void *owner) {
   for (;;) {
     if (ZutCbList *list = enter(self, type, owner)) return list;
-    const ProcessGuard guard;
-    const FastGuard lobeGuard(type.lobe->mutex);
+    const FastGuard guard(type.lobe->mutex);
     if (!listOf(*type.lobe, owner)) makeOwned(type, owner);
   }
 }

@@ -1,8 +1,8 @@
 // Lobes: side tables from objects' addresses to private copies of a value.
 //
 // The registry, number to lobe, is guarded by the process mutex and lives until the process ends.
-// Each lobe's table is guarded by the lobe's own mutex, which may be taken while the process mutex
-// is held, not the other way round.
+// Each lobe's table is guarded by the lobe's own mutex. It is not taken while the process mutex is
+// held: the function of a traversal runs under it and may print, which takes the process mutex.
 #include "containers/lobe.h"
 
 #include "containers/hash.h"
@@ -13,6 +13,7 @@
 namespace {
 
 ZutHashTable *registry = nullptr; // under the process mutex; null before the first declaration
+std::atomic<ZutLobe *> newest; // the same lobes in a list that only grows, to go through unlocked
 
 ZutWord keyOf(const void *object) { return reinterpret_cast<ZutWord>(object); }
 
@@ -21,6 +22,8 @@ ZutLobe *create(int32_t number, int32_t size) {
   lobe->number = number;
   lobe->values = ZutHashCreatePtr(10);
   lobe->size = size;
+  lobe->older = newest.load(std::memory_order_relaxed);
+  newest.store(lobe, std::memory_order_release);
   ZutHashInsert(registry, number, reinterpret_cast<ZutWord>(lobe));
   return lobe;
 }
@@ -52,13 +55,6 @@ void set(ZutLobe &lobe, const void *object, const void *value) {
 void drop(ZutLobe &lobe, const void *object, const char *what) {
   Z_FREE(reinterpret_cast<void *>(ZutHashDelete(lobe.values, keyOf(object))), what);
   lobe.count.store(ZutHashGetSize(lobe.values), std::memory_order_relaxed);
-}
-
-int32_t Z_CALL clearOne(ZutWord, ZutWord lobeWord, ZutWord object) {
-  auto &lobe = *reinterpret_cast<ZutLobe *>(lobeWord);
-  const FastGuard guard(lobe.mutex);
-  drop(lobe, reinterpret_cast<const void *>(object), "datap");
-  return 0;
 }
 
 struct Visit {
@@ -152,9 +148,11 @@ int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe) {
 
 void Z_CALL ZutLobeClear(const void *object) {
   if (!object) return;
-  const ProcessGuard guard;
-  const Err before = utErrGet(); // having no value somewhere is no failure, nor is the end
-  if (registry) ZutHashTraverse(registry, clearOne, keyOf(object));
+  const Err before = utErrGet(); // having no value somewhere is no failure
+  for (ZutLobe *lobe = newest.load(std::memory_order_acquire); lobe; lobe = lobe->older) {
+    const FastGuard guard(lobe->mutex);
+    drop(*lobe, object, "datap");
+  }
   utErrSet(before);
 }
 

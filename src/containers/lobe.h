@@ -13,6 +13,7 @@ struct ZutLobe {
   ZutHashTable *values; // object to value block; under mutex
   FastLock mutex;
   int32_t size;
+  ZutLobe *older;             // the one declared before
   std::atomic<int32_t> count; // of values; changed under mutex
 };
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <thread>
 
 namespace {
@@ -101,4 +102,35 @@ TEST(Lobe, TwoThreadsShareLobes) {
   std::thread other(work, 1000);
   work(1);
   other.join();
+}
+
+// What runs meanwhile takes the lobe's mutex, but not after the process mutex, which output takes.
+TEST(Lobe, TraversalsMayPrint) {
+  ZutInitThreads();
+  ZutCbType *type = ZutCbTypeCreate(1401, nullptr);
+  int other = 0;
+  const std::function<void()> meanwhile[] = {[&] { ZutLobeClear(&other); },
+                                             [&] {
+                                               ZutCbTypeCbCreate(
+                                                   type, &other, [](void *, void *, ZutWord) {}, 0);
+                                             }};
+  ZutCbTypeCbCreate(
+      type, &type, [](void *, void *, ZutWord) {}, 0);
+  for (const auto &work : meanwhile) {
+    std::thread thread;
+    std::atomic<bool> begun{false};
+    std::function<void()> visit = [&] {
+      thread = std::thread([&] { begun = true, work(); });
+      while (!begun) std::this_thread::yield();
+      std::this_thread::sleep_for(std::chrono::milliseconds(10)); // for what must not happen
+      ZutProcessMutexLock(), ZutProcessMutexUnlock();
+    };
+    const auto call = [](ZutWord, void *, ZutWord function) {
+      (*reinterpret_cast<std::function<void()> *>(function))();
+      return 1;
+    };
+    EXPECT_EQ(ZutLobeTraverse(ZutLobeLookup(1401), call, word(&visit)), 1);
+    thread.join();
+  }
+  EXPECT_EQ(ZutCbObjClear(type, &other) + ZutCbObjClear(type, &type), 2);
 }
