@@ -27,6 +27,15 @@
  *            thread and no lock does anything. The library's functions may call a caller's function
  *            with the process mutex held only where the operation says so.
  * Integers   Counts, sizes, levels and error numbers are 32 bits wide on every platform.
+ * Numbers    What a program numbers itself, and which numbers are taken or will be:
+ *              callback types   below 0 the library's, from 0 up a program's
+ *              lobes            the same numbers: each callback type has the lobe of its number
+ *              error numbers    up to 29999 the library's and the messaging programs', from 30000
+ *                               up a program's (ZutErrStrCreate gives them texts)
+ *              messages         5000 to 5999 the library's in the catalog of the option
+ *                               catalog_file; any number in a catalog of the program's own
+ *              resource locks   all a program's
+ *              reserved words   1 and up a program's, for all lexers of the process together
  */
 #include <setjmp.h>
 #include <stdarg.h>
@@ -776,7 +785,8 @@ Z_EXPORT int32_t Z_CALL ZutListPos(const ZutListNode *first, const ZutListNode *
 Z_EXPORT ZutListNode *Z_CALL ZutListDelete(ZutListNode **head, ZutListNode *node);
 
 /* Calls function(node, argument) for every node; a node for which it is not 0 is unlinked and
- * the function's to keep or free. Result  the last one of the function, 0 for an empty list. */
+ * the function's to keep or free. The function leaves the list and its other nodes alone.
+ * Result   the last one of the function, 0 for an empty list. */
 Z_EXPORT int32_t Z_CALL ZutListTravDel(ZutListNode **head, ZutListFunc function, ZutWord argument);
 
 /* Queues of items. Add appends, Push puts at the front: both give the node. Pop gives the first
@@ -1310,7 +1320,8 @@ Z_EXPORT int32_t Z_CALL ZutFHeapMigrate(ZutFHeap *source, ZutFHeap *destination)
 Z_EXPORT int32_t Z_CALL ZutFHeapSize(ZutFHeap *heap);
 
 /* Calls `function` with the key of every node, each before its children, from the node on top to
- * the right, until a result is not 0. At the end no error number is set. */
+ * the right, until a result is not 0. At the end no error number is set. The function leaves the
+ * heap alone. */
 Z_EXPORT int32_t Z_CALL ZutFHeapTraverse(ZutFHeap *heap, ZutFHeapTraverseFunc function,
                                          ZutWord argument);
 
@@ -1652,7 +1663,8 @@ Z_EXPORT int32_t Z_CALL ZutLexAddReservedWord(const char *name, int32_t value);
 /* One line for each word. Result 0 when there never was one. `out` runs under the process mutex. */
 Z_EXPORT int32_t Z_CALL ZutLexPrintReservedWords(ZutPrintFunc out);
 /* Callbacks told of each token that is accepted, before its value is kept, and of each run of white
- * space and each comment that is skipped. A null lexer: of every lexer. */
+ * space and each comment that is skipped. A null lexer: of every lexer. They must not destroy the
+ * lexer that they are told of. */
 Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbCreate(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
 Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbLookup(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
 /* Raises an error from a parser. The lexer is gone afterwards. */
