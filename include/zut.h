@@ -34,7 +34,7 @@
  *                               up a program's (ZutErrStrCreate gives them texts)
  *              messages         5000 to 5999 the library's in the catalog of the option
  *                               catalog_file; any number in a catalog of the program's own
- *              resource locks   all a program's
+ *              resource locks   any; the library's own are addresses of its objects
  *              reserved words   1 and up a program's, for all lexers of the process together
  */
 #include <setjmp.h>

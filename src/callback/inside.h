@@ -17,7 +17,7 @@ void utCbRelease(ZutCb &cb, int32_t use);
 void utCbTellDestroyed(ZutCb &cb);
 
 // Is another thread inside? Asked for a callback that stands in no list, or under its list's write
-// lock: nobody can enter it then.
+// lock: no thread can enter it then.
 bool utCbOthersInside(const ThreadBlock &self, const ZutCb &cb);
 
 // Waits, parked, until no other thread is inside. False, at once, where that would wait in a ring:

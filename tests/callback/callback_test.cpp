@@ -40,11 +40,11 @@ void tellOf(ZutCb *cb, std::atomic<int> &told) {
 }
 
 // Destroys itself; several threads at once may be called by it.
-void Z_CALL once(void *, void *data, ZutWord argument) {
-  static thread_local int rounds;
+std::atomic<int> destroyed{0};
+void Z_CALL once(void *, void *data, ZutWord number) {
   ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
-  ZutCbSetPriority(cb, static_cast<int16_t>(++rounds % 2));
-  if (ZutCbDestroy(cb)) count(nullptr, nullptr, argument);
+  ZutCbSetPriority(cb, static_cast<int16_t>(number % 2));
+  if (ZutCbDestroy(cb)) ++destroyed;
   else EXPECT_EQ(ZutErrNumGet(), 8);
   EXPECT_EQ(ZutCbDestroy(cb) + ZutCbSetPriority(cb, 7) + ZutCbSetFunction(cb, count), 0);
 }
@@ -104,9 +104,6 @@ TEST(Callback, CallsBearEveryChangeOfTheirList) {
   } cases[] = {
       {"destroy itself", [](ZutCbList *, ZutCb *self) { ZutCbDestroy(self); }, "abcde"},
       {"destroy the next", [](ZutCbList *l, ZutCb *) { ZutCbDestroy(find(l, 'c')); }, "abde"},
-      {"destroy the next two",
-       [](ZutCbList *l, ZutCb *) { ZutCbDestroy(find(l, 'c')), ZutCbDestroy(find(l, 'd')); },
-       "abe"},
       {"destroy everything else",
        [](ZutCbList *l, ZutCb *) {
          for (char name : {'a', 'c', 'd', 'e'}) ZutCbDestroy(find(l, name));
@@ -117,12 +114,6 @@ TEST(Callback, CallsBearEveryChangeOfTheirList) {
       {"the next to the front", [](ZutCbList *l, ZutCb *) { ZutCbSetPriority(find(l, 'c'), 9); },
        "abde"},
       {"itself to the end", [](ZutCbList *, ZutCb *self) { ZutCbSetPriority(self, -1); }, "abcdeb"},
-      {"remove and put back",
-       [](ZutCbList *l, ZutCb *) {
-         ZutCb *d = find(l, 'd');
-         ZutCbListRemoveCb(l, d), ZutCbSetPriority(d, 0), ZutCbListInsertCb(l, d);
-       },
-       "abced"},
       {"call the list", [](ZutCbList *l, ZutCb *) { EXPECT_EQ(fire(l), "abcde"); }, "abcde"},
       {"destroy it in an inner call",
        [](ZutCbList *l, ZutCb *) {
@@ -236,9 +227,7 @@ TEST(Callback, TypesByNumberAndName) {
   EXPECT_EQ(ZutCbTypeNumCbCall(-12345, &owner, &event), 1);
   EXPECT_EQ(event.log, "a");
   EXPECT_EQ(ZutCbTypeNumCbDestroy(number, &owner, note, 'a'), 1);
-  EXPECT_EQ(ZutCbTypeNumCbDestroy(number, &owner, note, 'a'), 0);
   EXPECT_EQ(ZutCbTypeNumObjClear(number, &owner), 1);
-  EXPECT_EQ(ZutCbTypeNumObjClear(-12345, &owner), 0);
   Capture capture;
   ZutLobeDeclare(++nextNumber, 3);
   ZutCbType *lobeless = ZutCbTypeCreate(nextNumber, nullptr);
@@ -293,29 +282,24 @@ TEST(Callback, ChangeFunctionsAreTold) {
 
 TEST(Callback, TraversalStopsAndEndsWithoutErrorNumber) {
   ZutCbList *list = ZutCbListCreate(newType(), nullptr);
-  add(list, 'a'), add(list, 'b');
+  add(list, 'a');
+  ZutCb *b = add(list, 'b');
   const auto stop = [](ZutCbList *, ZutCb *cb, ZutWord at) {
-    ZutWord name;
-    ZutCbGetArgument(cb, &name);
-    return static_cast<int32_t>(name == at ? name : 0);
+    return reinterpret_cast<ZutWord>(cb) == at ? 7 : 0;
   };
-  EXPECT_EQ(ZutCbListTraverse(list, stop, 'b'), 'b');
   ZutErrNumSet(0);
-  EXPECT_EQ(ZutCbListTraverse(list, stop, 'x'), 0);
-  EXPECT_EQ(ZutErrNumGet(), 0);
+  EXPECT_EQ(ZutCbListTraverse(list, stop, reinterpret_cast<ZutWord>(b)), 7);
+  EXPECT_EQ(ZutCbListTraverse(list, stop, 0) + ZutErrNumGet(), 0);
   ZutCbListDestroy(list);
 }
 
 TEST(Callback, ThresholdsAreStoredAndSayZero) {
   Capture capture;
   ZutCbList *list = ZutCbListCreate(newType(), nullptr);
-  uint16_t out = 0;
-  EXPECT_EQ(ZutCbListSetStartThresh(list, 40000), 0);
-  EXPECT_EQ(ZutCbListGetStartThresh(list, &out), 0);
-  EXPECT_EQ(out, 40000);
-  EXPECT_EQ(ZutCbListSetCurrentThresh(list, 7), 0);
-  EXPECT_EQ(ZutCbListGetCurrentThresh(list, &out), 0);
-  EXPECT_EQ(out, 7);
+  uint16_t start = 0, current = 0;
+  EXPECT_EQ(ZutCbListSetStartThresh(list, 40000) + ZutCbListGetStartThresh(list, &start), 0);
+  EXPECT_EQ(ZutCbListSetCurrentThresh(list, 7) + ZutCbListGetCurrentThresh(list, &current), 0);
+  EXPECT_EQ(start + current, 40007);
   for (const char *number : {"5001", "5002", "5003", "5004"})
     EXPECT_NE(capture.text().find(number), std::string::npos);
   ZutCbListDestroy(list);
@@ -374,15 +358,17 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   ZutCbType *merged = newType();
   int owner = 0;
   std::atomic<int> calls{0};
-  std::atomic<int> ticks[4] = {}, shots[4] = {}, told{0};
+  std::atomic<int> ticks[4] = {}, told{0};
+  destroyed = 0;
   ZutCbCreateGlobal(plain, count, reinterpret_cast<ZutWord>(&calls));
   ZutCbCreateGlobal(merged, note, 'g');
   const auto meddle = [](void *object, void *data, ZutWord) { // changes the list that calls it
     static thread_local char mine;
     ZutCbType *of;
     ZutCbGetCbType(static_cast<ZutCbCallData *>(data)->cb, &of);
-    EXPECT_EQ(ZutCbDestroy(ZutCbTypeCbCreate(of, object, note, reinterpret_cast<ZutWord>(&mine))),
-              1);
+    void *whose = ++mine % 2 ? object : nullptr; // of the two that are merged
+    ZutCb *added = ZutCbTypeCbCreate(of, whose, note, reinterpret_cast<ZutWord>(&mine));
+    EXPECT_EQ(ZutCbDestroy(added), 1);
   };
   const auto work = [&](int self) {
     const auto tick = reinterpret_cast<ZutWord>(&ticks[self]);
@@ -392,7 +378,7 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
       Event event;
       ZutCb *mine = ZutCbCreateGlobal(plain, count, tick);
       ZutCbSetPriority(mine, static_cast<int16_t>(i % 7));
-      ZutCb *shot = ZutCbListCbCreate(own, once, reinterpret_cast<ZutWord>(&shots[self]));
+      ZutCb *shot = ZutCbListCbCreate(own, once, 4 * i + self);
       tellOf(shot, told);
       ZutCbListRemoveCb(own, shot), ZutCbListInsertCb(shared, shot);
       ZutCbTypeCall(plain, nullptr, &event);
@@ -409,46 +395,13 @@ TEST(CallbackThreads, FireAddDestroyAndClear) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(calls, 4 * 400);
   for (std::atomic<int> &tick : ticks) EXPECT_GE(tick, 400);
-  for (std::atomic<int> &shot : shots) EXPECT_EQ(shot, 400);
-  EXPECT_EQ(told, 4 * 400);
+  EXPECT_TRUE(destroyed == 4 * 400 && told == 4 * 400) << destroyed << ' ' << told;
   for (ZutCbType *type : {plain, merged}) {
     ZutCbList *list;
     ZutCbTypeGetCbList(type, nullptr, &list);
     EXPECT_EQ(ZutCbListIsActive(list), 0);
   }
   ZutCbObjClear(merged, &owner);
-}
-
-// Two threads inside a merge of the same two lists; each changes the list that it was called by.
-TEST(CallbackThreads, ChangesInsideMergesDoNotWaitInARing) {
-  ZutInitThreads();
-  ZutCbType *type = newType();
-  int owner = 0;
-  std::atomic<int> inside{0};
-  const auto meet = [](void *object, void *data, ZutWord argument) {
-    auto &arrived = *reinterpret_cast<std::atomic<int> *>(argument);
-    const int self = arrived++;
-    if (self > 1) return;
-    while (arrived < 2) std::this_thread::yield();
-    ZutCb *cb = static_cast<ZutCbCallData *>(data)->cb;
-    ZutCbType *of;
-    ZutCbGetCbType(cb, &of);
-    ZutCb *added = ZutCbTypeCbCreate(of, self ? object : nullptr, count, argument);
-    EXPECT_EQ(ZutCbDestroy(added), 1);
-  };
-  for (int round = 0; round < 20; ++round) {
-    ZutCbTypeCbCreate(type, &owner, note, 'l');
-    ZutCbCreateGlobal(type, meet, reinterpret_cast<ZutWord>(&inside));
-    ZutCbCreateGlobal(type, note, 'g');
-    inside = 0;
-    Event events[2];
-    std::thread other([&] { ZutCbTypeCall(type, &owner, &events[1]); });
-    ZutCbTypeCall(type, &owner, &events[0]);
-    other.join();
-    EXPECT_EQ(events[0].log, "lg");
-    EXPECT_EQ(events[1].log, "lg");
-  }
-  ZutCbObjClear(type, &owner);
 }
 
 // One thread is inside a callback and waits there to change another list, which a third one calls.
@@ -482,89 +435,75 @@ TEST(CallbackThreads, ACallbackIsLeftBeforeItIsDestroyed) {
   }
 }
 
-// Each thread destroys the callback that the next one is inside.
+// Each of three threads destroys the callback that the next one is inside.
 TEST(CallbackThreads, DestroyersDoNotWaitInARing) {
   ZutInitThreads();
-  for (const int count : {2, 3}) {
-    ZutCbList *lists[3];
-    ZutCb *cbs[3];
-    std::thread threads[3];
-    std::atomic<int> inside{0}, refused{0}, told{0};
-    for (int i = 0; i < count; ++i) {
-      cbs[i] = add(lists[i] = ZutCbListCreate(newType(), nullptr), 'c');
-      tellOf(cbs[i], told);
-    }
-    const auto meet = [&](ZutCb *cb, char) {
-      for (++inside; inside < count;) std::this_thread::yield();
-      const auto next = (std::find(cbs, cbs + count, cb) - cbs + 1) % count;
-      if (!ZutCbDestroy(cbs[next])) refused += ZutErrNumGet();
-    };
-    for (int i = 0; i < count; ++i) threads[i] = std::thread([&, i] { fire(lists[i], meet); });
-    for (int i = 0; i < count; ++i) threads[i].join();
-    EXPECT_EQ(refused, 32);
-    EXPECT_EQ(told, count);
-    for (int i = 0; i < count; ++i) EXPECT_EQ(ZutCbListDestroy(lists[i]), 1);
+  ZutCbList *lists[3];
+  ZutCb *cbs[3];
+  std::thread threads[3];
+  std::atomic<int> inside{0}, refused{0}, told{0};
+  for (int i = 0; i < 3; ++i) {
+    cbs[i] = add(lists[i] = ZutCbListCreate(newType(), nullptr), 'c');
+    tellOf(cbs[i], told);
   }
+  const auto meet = [&](ZutCb *cb, char) {
+    for (++inside; inside < 3;) std::this_thread::yield();
+    if (!ZutCbDestroy(cbs[(std::find(cbs, cbs + 3, cb) - cbs + 1) % 3])) refused += ZutErrNumGet();
+  };
+  for (int i = 0; i < 3; ++i) threads[i] = std::thread([&, i] { fire(lists[i], meet); });
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(refused, 32);
+  EXPECT_EQ(told, 3);
+  for (ZutCbList *list : lists) EXPECT_EQ(ZutCbListDestroy(list), 1);
 }
 
 // One thread sets the function while another sets the argument.
 TEST(CallbackThreads, ChangesOfOneCallbackDoNotUndoEachOther) {
   ZutInitThreads();
   ZutCb *cb = ZutCbCreateGlobal(newType(), note, 0);
-  int undone = 0;
-  std::atomic<bool> begun{false};
   std::thread other([&] {
-    begun = true;
     for (int i = 1; i <= 3000; ++i) ZutCbSetArgument(cb, i);
   });
-  while (!begun) std::this_thread::yield();
-  for (int i = 0; i < 3000; ++i) {
+  int undone = 0;
+  ZutWord argument = 0;
+  for (int i = 0; i < 3000 || argument < 3000; ++i) {
     ZutCbFunc function = nullptr;
     ZutCbSetFunction(cb, i % 2 ? note : count);
-    ZutCbGetFunction(cb, &function);
-    undone += function != (i % 2 ? note : count);
+    undone += ZutCbGetFunction(cb, &function) != 1 || function != (i % 2 ? note : count);
+    ZutCbGetArgument(cb, &argument);
   }
   other.join();
-  ZutWord argument = 0;
-  ZutCbGetArgument(cb, &argument);
   EXPECT_EQ(undone, 0);
-  EXPECT_EQ(argument, 3000);
   ZutCbDestroy(cb);
 }
 
 // Four threads make 8191 calls of one list, which is as many as there may be.
 TEST(CallbackThreads, TooManyNestedCallsAreRefused) {
   ZutInitThreads();
-  ZutCbType *type = newType();
-  struct Dive {
-    ZutCbCallData data;
-    ZutCbType *type;
-    std::atomic<int> *down; // threads that are
-    int depth;
-  };
-  const auto dive = [](void *, void *data, ZutWord) {
-    auto &self = *static_cast<Dive *>(data);
-    if (--self.depth) {
-      EXPECT_EQ(ZutCbTypeCall(self.type, &self, &self), 1);
+  static thread_local int depth;
+  static std::atomic<int> down; // threads that are
+  down = 0;
+  const auto dive = [](void *, void *data, ZutWord number) {
+    if (--depth) {
+      EXPECT_EQ(ZutCbTypeNumCbCall(static_cast<int32_t>(number), nullptr, data), 1);
       return;
     }
-    for (++*self.down; *self.down < 5;) std::this_thread::yield();
+    for (++down; down < 5;) std::this_thread::yield();
   };
-  ZutCb *cb = ZutCbCreateGlobal(type, dive, 0);
-  std::atomic<int> down{0};
+  ZutCbType *type = newType();
+  ZutCb *cb = ZutCbCreateGlobal(type, dive, nextNumber);
+  const auto begin = [=](int times) {
+    Event event;
+    depth = times;
+    return ZutCbTypeCall(type, nullptr, &event);
+  };
   std::thread threads[4];
-  for (std::thread &thread : threads) {
-    thread = std::thread([&] {
-      Dive self = {{}, type, &down, &thread == threads ? 2047 : 2048};
-      EXPECT_EQ(ZutCbTypeCall(type, &self, &self), 1);
-    });
-  }
+  for (std::thread &thread : threads) thread = std::thread(begin, &thread == threads ? 2047 : 2048);
   while (down < 4) std::this_thread::yield();
-  Dive self = {{}, type, &down, 1};
-  EXPECT_EQ(ZutCbTypeCall(type, &self, &self), 0);
+  EXPECT_EQ(begin(1), 0);
   EXPECT_EQ(ZutErrNumGet(), 5);
   down = 5;
   for (std::thread &thread : threads) thread.join();
-  EXPECT_EQ(ZutCbTypeCall(type, &self, &self), 1);
+  EXPECT_EQ(begin(1), 1);
   EXPECT_EQ(ZutCbDestroy(cb), 1);
 }

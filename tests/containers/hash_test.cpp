@@ -208,17 +208,6 @@ TEST(Hash, TextsThatWereChosenToCollideAreFoundAtOnce) {
   }
 }
 
-TEST(Hash, ReplaceTakesTheNewKey) {
-  ZutHashTable *table = ZutHashCreateStri(4);
-  const char first[] = "key";
-  const char second[] = "KEY";
-  EXPECT_EQ(ZutHashReplace(table, word(first), 1), 0);
-  EXPECT_EQ(ZutHashReplace(table, word(second), 2), 1);
-  EXPECT_EQ(ZutHashGetSize(table), 1);
-  EXPECT_EQ(ZutHashLookupBucket(table, word(first))->key, word(second));
-  ZutHashDestroy(table, nullptr, 0);
-}
-
 namespace {
 
 struct Meddler {

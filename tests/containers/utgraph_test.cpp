@@ -215,18 +215,6 @@ TEST_F(Graph, RefusesWhatItCannotDo) {
   ZutGraphDestroy(other);
 }
 
-TEST_F(Graph, NeverFollowsThePairOfARemovedEdge) {
-  ZutGraphVertex *a = vertex("a"), *b = vertex("b");
-  ZutGraphEdge *ab = pair(a, b), *ba = ab->reverse;
-  EXPECT_TRUE(ba->reverse == ab && ab->data == 1 && ba->data == 2);
-  ZutGraphEdgeRemove(graph, ab);
-  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, ba)), 7);
-  edge(a, b); // perhaps in the place of the removed one
-  EXPECT_EQ(failure(ZutGraphEdgeUndirectedRemove(graph, ba)), 7);
-  EXPECT_EQ(ZutGraphVertexRemove(graph, b), 1);
-  EXPECT_EQ(a->edges, nullptr);
-}
-
 std::string text;  // of the print function, or what the first callback was told
 std::string later; // what the last callback was told
 
@@ -389,18 +377,6 @@ TEST_F(GraphNotices, MayChangeTheGraphWhileSomethingGoes) {
   });
   EXPECT_EQ(ZutGraphVertexRemove(graph, a), 1);
   EXPECT_EQ(told(), " -a");
-}
-
-TEST_F(GraphNotices, MayRemoveEdgesOfAVertexThatGoes) {
-  ZutGraphVertex *d = vertex("d");
-  pair(d, a), edge(c, d), edge(b, d);
-  told();
-  at("-ad", [&](auto &) {
-    ZutGraphEdgeRemove(graph, ZutGraphEdgeLookup(graph, d, a));
-    at("-cd", [&](auto &) { ZutGraphEdgeRemove(graph, ZutGraphEdgeLookup(graph, b, d)); });
-  });
-  EXPECT_EQ(ZutGraphVertexRemove(graph, d), 1);
-  EXPECT_EQ(told(), " -ad -da -cd -bd -d");
 }
 
 TEST_F(GraphNotices, MayNotAddToAGraphThatGoes) {
