@@ -6,6 +6,7 @@
 # whatever one leaves behind (wineserver, files on C:, mounts) goes with it. /tmp, the source tree and
 # the working directory are the machine's own, at their own paths.
 #   tools/wine.sh --check    makes the root if need be; status 0 when programs can be run
+#   tools/wine.sh --shell SCRIPT [NAME ARGUMENTS]    runs a shell's script inside, as sh -c does
 set -euo pipefail
 
 tree=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
@@ -104,8 +105,8 @@ if [ ! -d "$root" ]; then
   exec 9>&-
 fi
 
-if [ "$1" = --check ]; then
-  enter "$root" overlay wine cmd /c exit 0
-else
-  enter "$root" overlay wine "$@"
-fi
+case $1 in
+  --check) enter "$root" overlay wine cmd /c exit 0 ;;
+  --shell) shift; enter "$root" overlay sh -c "$@" ;;
+  *) enter "$root" overlay wine "$@" ;;
+esac

@@ -379,6 +379,7 @@ TEST(SupportNotice, IsReadBelowTheHomeDirectory) {
   Capture capture;
   ZutSafeString notice;
   ZutSafeStringCreate(&notice);
+  ZutOutInit(); // finds the catalog before the home directory changes
   ZutPutenv("VNHOME=./");
   EXPECT_EQ(ZutGetSupportNotice(&notice), 0);
   EXPECT_NE(capture.text().find("<./standard"), std::string::npos) << capture.text();
