@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <mutex>
 #include <sstream>
+#include <thread>
 
 #ifdef _WIN32
 #  include <process.h>
@@ -171,6 +173,30 @@ bool Result::aborted() const {
 #endif
 }
 
+namespace {
+
+// Does another thread get the process mutex within a second? Not if a path forgot to unlock.
+bool processMutexIsFree() {
+  std::promise<void> taken;
+  std::future<void> done = taken.get_future();
+  std::thread([taken = std::move(taken)]() mutable {
+    ZutProcessMutexLock();
+    ZutProcessMutexUnlock();
+    taken.set_value();
+  }).detach();
+  return done.wait_for(std::chrono::seconds(1)) == std::future_status::ready;
+}
+
+class MutexListener : public testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo &) override {
+    if (processMutexIsFree()) return;
+    ADD_FAILURE() << "the case ended with the process mutex held";
+    ZutProcessMutexUnlock();
+  }
+};
+
+} // namespace
+
 ChildEntry::ChildEntry(const char *name, void (*function)()) {
   children().push_back({name, function});
 }
@@ -237,12 +263,15 @@ int main(int argc, char **argv) {
     for (const Registered &child : children()) {
       if (child.name == argv[2]) {
         child.function();
-        return 0;
+        if (processMutexIsFree()) return 0;
+        std::fprintf(stderr, "the child ended with the process mutex held\n");
+        return 98;
       }
     }
     std::fprintf(stderr, "no child %s\n", argv[2]);
     return 99;
   }
   testing::InitGoogleTest(&argc, argv);
+  testing::UnitTest::GetInstance()->listeners().Append(new MutexListener);
   return RUN_ALL_TESTS();
 }
