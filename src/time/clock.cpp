@@ -3,27 +3,43 @@
 // current time's two forms are written together, so that the last setter wins in both.
 #include "time/clock.h"
 
-#include "core/errnum.h"
-#include "core/text.h"
-#include "core/util.h"
+#include "base/errword.h"
+#include "base/processlock.h"
+#include "base/text.h"
+#include "base/threadblock.h"
 #include "platform/platform_time.h"
-#include "thread/threadblock.h"
 #include "time/calendar.h"
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 
 namespace {
 
 constexpr int32_t million = 1000000;
 
+// A pair in one word: an atomic of a record may need a run-time library of the compiler's.
+class AtomicPair {
+public:
+  explicit constexpr AtomicPair(ZutTimePair pair) : word_(std::bit_cast<uint64_t>(pair)) {}
+  ZutTimePair load() const {
+    return std::bit_cast<ZutTimePair>(word_.load(std::memory_order_acquire));
+  }
+  void store(ZutTimePair pair) {
+    word_.store(std::bit_cast<uint64_t>(pair), std::memory_order_release);
+  }
+
+private:
+  std::atomic<uint64_t> word_;
+  static_assert(std::atomic<uint64_t>::is_always_lock_free);
+};
+
 constinit std::atomic<double> currentTime{0.0};
-constinit std::atomic<ZutTimePair> currentPair{ZutTimePair{-1, 0}};
-constinit std::atomic<ZutTimePair> testTime{ZutTimePair{-1, 0}};
+constinit AtomicPair currentPair{ZutTimePair{-1, 0}};
+constinit AtomicPair testTime{ZutTimePair{-1, 0}};
 constinit std::atomic<ZutCbType *> changeType{nullptr};
 static_assert(std::atomic<double>::is_always_lock_free);
-static_assert(std::atomic<ZutTimePair>::is_always_lock_free);
 
 constexpr bool isSet(const ZutTimePair &pair) {
   return pair.seconds >= 0 && pair.microseconds >= 0;
@@ -45,7 +61,7 @@ ZutTimePair pairOf(double time) {
 
 // False while the test time is off.
 bool testPair(ZutTimePair *out) {
-  const ZutTimePair pair = testTime.load(std::memory_order_acquire);
+  const ZutTimePair pair = testTime.load();
   if (pair.seconds == -1 || pair.microseconds == -1) return false;
   *out = pair;
   return true;
@@ -55,7 +71,7 @@ void storeCurrent(double time, const ZutTimePair &pair) {
   {
     const ProcessGuard guard;
     currentTime.store(time, std::memory_order_release);
-    currentPair.store(pair, std::memory_order_release);
+    currentPair.store(pair);
   }
   ZutCbType *type = changeType.load(std::memory_order_acquire);
   if (!type) return;
@@ -98,7 +114,7 @@ int32_t Z_CALL ZutGetWallTimeStruct(ZutTimePair *out) {
 
 int32_t Z_CALL ZutSetTestWallTimeStruct(const ZutTimePair *time) {
   if (!time) return utFail(Err::nullPointer);
-  testTime.store(*time, std::memory_order_release);
+  testTime.store(*time);
   return 1;
 }
 
@@ -112,7 +128,7 @@ double Z_CALL ZutGetCurrentTime(void) { return utCurrentTimeUnlocked(); }
 
 int32_t Z_CALL ZutGetCurrentTimeStruct(ZutTimePair *out) {
   if (!out) return utFail(Err::nullPointer);
-  const ZutTimePair pair = currentPair.load(std::memory_order_acquire);
+  const ZutTimePair pair = currentPair.load();
   if (!isSet(pair)) return utFail(Err::tooSmall);
   *out = pair;
   return 1;
