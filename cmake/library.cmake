@@ -5,8 +5,10 @@ else()
   set(platform posix)
 endif()
 
-file(GLOB sources CONFIGURE_DEPENDS src/*/*.cpp src/platform/${platform}/*.cpp)
-add_library(zut SHARED ${sources})
+file(GLOB_RECURSE sources CONFIGURE_DEPENDS src/*.cpp)
+list(FILTER sources EXCLUDE REGEX "/src/platform/(posix|win32)/")
+file(GLOB answers CONFIGURE_DEPENDS src/platform/${platform}/*.cpp)
+add_library(zut SHARED ${sources} ${answers})
 target_include_directories(zut
   PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
   PRIVATE src src/platform/${platform})

@@ -1,5 +1,5 @@
 # Makes the shipped message catalog from the message table:
-#   awk -f tools/make_catalog.awk src/core/messages.def > share/standard/orl_wl.cat
+#   awk -f tools/make_catalog.awk src/base/messages.def > share/standard/orl_wl.cat
 # A row is one line: Z_MSG(number, 'severity', name, "text"); a comment between rows heads a family.
 
 BEGIN {

@@ -23,8 +23,8 @@ SOURCE = Path(__file__).resolve().parent.parent
 LIMIT = float(os.environ.get("ZUT_TEST_LIMIT", "150"))  # seconds for one case
 SHOWN_LINES = 150  # of a failing case's output
 BATCH = 12  # cases that share one start of the Windows programs' root
-SCRIPTS = {"linux": ["header_test.py", "source_test.py", "install_test.py"],
-           "win32": ["dll_test.py", "courier_test.py"]}
+SCRIPTS = {"linux": ["header_test.py", "source_test.py", "floors_test.py", "install_test.py"],
+           "win32": ["dll_test.py", "floors_test.py", "courier_test.py"]}
 SANITIZERS = {
     "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:check_initialization_order=1",
     "UBSAN_OPTIONS": "print_stacktrace=1:halt_on_error=1",

@@ -15,12 +15,12 @@
 // A doomed list is destroyed by its last user. Nobody touches a list after utListUnread.
 #include "callback/callback.h"
 
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/report.h"
 #include "callback/cbtype.h"
 #include "callback/inside.h"
 #include "containers/deque.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
 
 #include <utility>
 
@@ -65,7 +65,7 @@ ZutCb *find(const ZutCbList &list, ZutCbFunc function, ZutWord argument) {
 
 // --- Walks ---
 
-// Held in registers for as long as the thread's turn stays the same; only in another one can
+// Held in registers for as long as the thread's generation stays the same; only in another one can
 // something have been removed.
 struct Walk {
   ZutCb *next;    // to be called next, or the list's end
@@ -95,7 +95,7 @@ ZutCb *take(Walk &walk) {
 }
 
 // The hold of the walk that this thread is in: the latest, since holds of inner ones are gone.
-CbHold &walkHold(ThreadBlock &self) { return self.lists.end[-1]; }
+CbHold &walkHold(ThreadBlock &self) { return utListReads(self).end[-1]; }
 
 // The callback of this walk has returned.
 void returned(ThreadBlock &self) {
@@ -111,13 +111,13 @@ int32_t refuse(ThreadBlock &self, ZutCbList &list) {
 }
 
 // After each call into the caller's code. True: the list may have changed meanwhile.
-inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &turn) {
-  if (self.lists.turn == turn) [[likely]]
+inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &generation) {
+  if (utListReads(self).generation == generation) [[likely]]
     return false;
   returned(self);
   utListResume(self, list.lock);
   walk = findAgain(list, walk);
-  turn = self.lists.turn;
+  generation = utListReads(self).generation;
   return true;
 }
 
@@ -232,7 +232,7 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
   }
   freeRemoved(list);
   utCbTypeForgetList(list);
-  --self.lists.writing;
+  --utListReads(self).writing;
   utListUnread(self, list.lock);
   Z_FREE(&list, "list");
   utListWake();
@@ -301,34 +301,36 @@ int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
 [[gnu::always_inline]] inline void callAll(ThreadBlock &self, ZutCbList &list, void *owner,
                                            ZutCbCallData &data) {
   Walk walk = walkOf(list);
-  uint32_t turn = list.doomed ? self.lists.turn - 1 : self.lists.turn;
+  uint32_t generation =
+      list.doomed ? utListReads(self).generation - 1 : utListReads(self).generation;
   while (!isAtEnd(walk)) {
     call(self, take(walk), owner, data);
-    if (settle(self, list, walk, turn) && list.doomed) break;
+    if (settle(self, list, walk, generation) && list.doomed) break;
   }
   utCbListLeave(self, list);
 }
 
 int32_t utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                       ZutCbCallData &data) {
-  uint32_t turn = self.lists.turn;
+  uint32_t generation = utListReads(self).generation;
   if (!utListRead(self, global.lock) || utListIsFull(local.lock)) {
     utCbListLeave(self, global);
     return refuse(self, local);
   }
-  if (self.lists.turn != turn) utListResume(self, local.lock, &global.lock); // it has waited
-  turn = self.lists.turn;
+  if (utListReads(self).generation != generation)
+    utListResume(self, local.lock, &global.lock); // it has waited
+  generation = utListReads(self).generation;
   Walk locals = walkOf(local);
   Walk globals = walkOf(global);
   const auto run = [&](ZutCb *cb) {
     call(self, cb, owner, data);
-    if (self.lists.turn == turn) [[likely]]
+    if (utListReads(self).generation == generation) [[likely]]
       return;
     returned(self);
     utListResume(self, local.lock, &global.lock);
     locals = findAgain(local, locals);
     globals = findAgain(global, globals);
-    turn = self.lists.turn;
+    generation = utListReads(self).generation;
   };
   bool stopped = false;
   while (!stopped && !isAtEnd(locals)) {
@@ -385,11 +387,11 @@ int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc function
   if (!utListRead(self, list->lock)) return refuse(self, *list);
   int32_t result = 0;
   Walk walk = walkOf(*list);
-  uint32_t turn = self.lists.turn;
+  uint32_t generation = utListReads(self).generation;
   while (!result && !isAtEnd(walk)) {
     ZutCb *cb = walkHold(self).inside = take(walk);
     result = function(list, cb, argument);
-    settle(self, *list, walk, turn);
+    settle(self, *list, walk, generation);
   }
   utCbListLeave(self, *list);
   return result;
@@ -509,11 +511,11 @@ int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out) {
   out("Current List has %ld entries:\n", static_cast<long>(list->count.load()));
   utListResume(self, list->lock);
   Walk walk = walkOf(*list);
-  uint32_t turn = self.lists.turn;
+  uint32_t generation = utListReads(self).generation;
   while (!isAtEnd(walk)) {
     print(take(walk), out);
     out("\n");
-    settle(self, *list, walk, turn);
+    settle(self, *list, walk, generation);
   }
   out("Start thresh %d, current thresh: %d ", static_cast<int>(list->startThresh.load()),
       static_cast<int>(list->currentThresh.load()));

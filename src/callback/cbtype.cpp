@@ -6,11 +6,12 @@
 // either sees the reader or is not met any more.
 #include "callback/cbtype.h"
 
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/text.h"
 #include "containers/hash.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
-#include "core/text.h"
 
 std::atomic<uint32_t> utCbTypesMade{0};
 

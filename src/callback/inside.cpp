@@ -3,8 +3,8 @@
 // longer move.
 #include "callback/inside.h"
 
-#include "core/memory.h"
-#include "thread/utlock.h"
+#include "base/fastlock.h"
+#include "base/memory.h"
 
 #include <algorithm>
 #include <span>
@@ -12,7 +12,8 @@
 namespace {
 
 std::span<const CbHold> holdsOf(const ThreadBlock &thread) {
-  return {thread.lists.begin, thread.lists.end};
+  const auto &reads = utThreadPart<CbReads>(thread.callback);
+  return {reads.begin, reads.end};
 }
 
 int32_t notedBy(const ThreadBlock &thread, const ZutCb &cb) {
@@ -95,7 +96,7 @@ bool utCbOthersInside(const ThreadBlock &self, const ZutCb &cb) {
 
 bool utCbAwaitOthers(ThreadBlock &self, ZutCb &cb) {
   if (!utCbOthersInside(self, cb)) return true;
-  if (self.lists.writing) return false;
+  if (utListReads(self).writing) return false;
   utListPark(self);
   Waiter mine = {&self, &cb, nullptr, false};
   if (!enter(mine)) return false;

@@ -5,8 +5,8 @@
 // is seen by the test, or the waiter is seen by utListWake after the change.
 #include "callback/listlock.h"
 
+#include "base/memory.h"
 #include "callback/callback.h"
-#include "core/memory.h"
 
 #include <algorithm>
 #include <span>
@@ -20,8 +20,12 @@ namespace {
 
 std::span<CbHold> holdsOf(const CbReads &reads) { return {reads.begin, reads.end}; }
 
-void addHold(CbReads &reads, ListLock &lock) {
+void freeHolds(ThreadBlock &block) { Z_FREE(utListReads(block).begin, "holds"); }
+
+void addHold(ThreadBlock &self, ListLock &lock) {
+  CbReads &reads = utListReads(self);
   if (reads.end == reads.limit) {
+    self.callback.end = freeHolds;
     const auto count = static_cast<int32_t>(reads.end - reads.begin);
     const int32_t room = 2 * count + 4;
     const auto size = room * static_cast<int32_t>(sizeof(CbHold));
@@ -42,7 +46,7 @@ int32_t countHolds(const CbReads &reads, const ListLock &lock, int32_t parked) {
 // Adds to the word unless another thread has closed the list; that one waits for a thread that
 // still reads it.
 bool tryAdd(ThreadBlock &self, ListLock &lock, int32_t change) {
-  const bool reads = countHolds(self.lists, lock, 0) > 0;
+  const bool reads = countHolds(utListReads(self), lock, 0) > 0;
   int32_t word = lock.word.load();
   do {
     if ((word & Z_LIST_CLOSED) && !reads && lock.writer.load(std::memory_order_relaxed) != &self)
@@ -54,7 +58,7 @@ bool tryAdd(ThreadBlock &self, ListLock &lock, int32_t change) {
 void park(CbReads &reads, CbHold &hold) {
   if (hold.parked) return;
   hold.parked = 1;
-  ++reads.turn;
+  ++reads.generation;
   utListChange(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
 }
 
@@ -70,10 +74,10 @@ int32_t unpark(CbReads &reads, const ListLock &lock) {
 }
 
 bool tryResume(ThreadBlock &self, ListLock &lock) {
-  const int32_t parked = countHolds(self.lists, lock, 1);
+  const int32_t parked = countHolds(utListReads(self), lock, 1);
   if (!parked) return true;
   if (!tryAdd(self, lock, parked * (Z_LIST_READER - Z_LIST_PARKED))) return false;
-  unpark(self.lists, lock);
+  unpark(utListReads(self), lock);
   return true;
 }
 
@@ -94,22 +98,22 @@ void utListWake() {
 }
 
 void utListNote(ThreadBlock &self) {
-  for (CbHold &hold : holdsOf(self.lists)) {
+  for (CbHold &hold : holdsOf(utListReads(self))) {
     if (!hold.inside || hold.noted) continue;
     hold.noted = 1;
-    ++self.lists.turn;
+    ++utListReads(self).generation;
     hold.inside->users.fetch_add(1);
   }
 }
 
 void utListPark(ThreadBlock &self) {
   utListNote(self);
-  for (CbHold &hold : holdsOf(self.lists)) park(self.lists, hold);
+  for (CbHold &hold : holdsOf(utListReads(self))) park(utListReads(self), hold);
 }
 
 bool utListTryRead(ThreadBlock &self, ListLock &lock) {
   if (!tryAdd(self, lock, Z_LIST_READER)) return false;
-  addHold(self.lists, lock);
+  addHold(self, lock);
   return true;
 }
 
@@ -120,41 +124,41 @@ bool utListReadSlowly(ThreadBlock &self, ListLock &lock) {
 }
 
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock) {
-  CbHold *hold = self.lists.end - 1;
+  CbHold *hold = utListReads(self).end - 1;
   while (hold->lock != &lock) --hold;
   const int32_t by = hold->parked ? -Z_LIST_PARKED : -Z_LIST_READER;
-  *hold = *--self.lists.end;
+  *hold = *--utListReads(self).end;
   utListChange(lock, by);
 }
 
 int32_t utListDepth(ThreadBlock &self, const ListLock &lock) {
-  return countHolds(self.lists, lock, 0) + countHolds(self.lists, lock, 1);
+  return countHolds(utListReads(self), lock, 0) + countHolds(utListReads(self), lock, 1);
 }
 
 void utListWrite(ThreadBlock &self, ListLock &lock) {
-  ++self.lists.turn;
+  ++utListReads(self).generation;
   if (lock.writer.load(std::memory_order_relaxed) == &self) {
     ++lock.writes;
     return;
   }
   utListNote(self);
-  for (CbHold &hold : holdsOf(self.lists)) {
-    if (hold.lock == &lock) park(self.lists, hold);
+  for (CbHold &hold : holdsOf(utListReads(self))) {
+    if (hold.lock == &lock) park(utListReads(self), hold);
   }
   if (!tryClose(lock)) utListWait(self, [&] { return tryClose(lock); });
   const auto noReaders = [&] { return !(lock.word.load() & Z_LIST_READERS); };
   if (!noReaders()) utListWait(self, noReaders);
   lock.writer.store(&self, std::memory_order_relaxed);
   lock.writes = 1;
-  ++self.lists.writing;
+  ++utListReads(self).writing;
 }
 
 // This thread's parked read locks of the list are resumed in the same step.
 void utListUnwrite(ThreadBlock &self, ListLock &lock) {
   if (--lock.writes) return;
-  --self.lists.writing;
+  --utListReads(self).writing;
   lock.writer.store(nullptr, std::memory_order_relaxed);
-  utListChange(lock, unpark(self.lists, lock) - Z_LIST_CLOSED);
+  utListChange(lock, unpark(utListReads(self), lock) - Z_LIST_CLOSED);
 }
 
 void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second) {

@@ -17,10 +17,31 @@
 // What is read here is trivially destructible throughout: callers' functions run in between.
 #pragma once
 
+#include "base/threadblock.h"
 #include "platform/platform_thread.h"
-#include "thread/threadblock.h"
 
 #include <atomic>
+
+struct ListLock;
+
+// A read lock of this thread on a callback list.
+struct CbHold {
+  ListLock *lock;
+  ZutCb *inside;  // the callback that runs under this lock, or null
+  int32_t parked; // 1: counted as parked, not as reading
+  int32_t noted;  // 1: counted as a user of `inside`
+};
+
+// All of them, the latest mostly last: the part of the thread's block that belongs to the lists.
+struct CbReads {
+  CbHold *begin;
+  CbHold *end;
+  CbHold *limit;       // of the room
+  uint32_t generation; // another one: this thread has parked, or begun to write a list
+  int32_t writing;     // how many lists it writes
+};
+
+inline CbReads &utListReads(ThreadBlock &self) { return utThreadPart<CbReads>(self.callback); }
 
 struct ListLock {
   std::atomic<int32_t> word;         // read locks, parked ones, Z_LIST_CLOSED
@@ -75,7 +96,7 @@ void utListWait(ThreadBlock &self, Attempt attempt) {
 bool utListTryRead(ThreadBlock &self, ListLock &lock);
 bool utListReadSlowly(ThreadBlock &self, ListLock &lock);
 inline bool utListRead(ThreadBlock &self, ListLock &lock) {
-  CbReads &reads = self.lists;
+  CbReads &reads = utListReads(self);
   CbHold *hold = reads.end;
   if (hold != reads.limit) [[likely]] {
     if (!(lock.word.fetch_add(Z_LIST_READER) & (Z_LIST_CLOSED | Z_LIST_FULL))) [[likely]] {
@@ -91,9 +112,9 @@ inline bool utListRead(ThreadBlock &self, ListLock &lock) {
 // After the last call the list may be gone at any moment.
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock);
 inline void utListUnread(ThreadBlock &self, ListLock &lock) {
-  CbHold *last = self.lists.end - 1;
+  CbHold *last = utListReads(self).end - 1;
   if (last->lock == &lock && !last->parked) [[likely]] {
-    self.lists.end = last;
+    utListReads(self).end = last;
     utListChange(lock, -Z_LIST_READER);
   } else {
     utListUnreadSlowly(self, lock);
@@ -113,5 +134,5 @@ void utListWrite(ThreadBlock &self, ListLock &lock);
 void utListUnwrite(ThreadBlock &self, ListLock &lock);
 
 // Reads again, after a call that may have waited, the lists that this thread reads; the second
-// may be null. Needed, as a new look at the lists is, when the thread's turn is another one.
+// may be null. Needed, as a new look at the lists is, when the thread's generation is another one.
 void utListResume(ThreadBlock &self, ListLock &lock, ListLock *second = nullptr);

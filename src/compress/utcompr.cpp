@@ -4,13 +4,14 @@
 // guarded by the process mutex. A compressor has no lock: the pool hands each out to one thread.
 #include "compress/utcompr.h"
 
-#include "config/option.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/process.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/setting.h"
+#include "base/text.h"
 #include "containers/utbuffer.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/process.h"
-#include "core/report.h"
-#include "core/text.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -10,8 +10,8 @@
 //
 // Invariants: a node's degree is the number of its children; a node that is not a root has lost at
 // most one child since it became a child, so that degrees stay below twice the bits of the size.
-#include "core/errnum.h"
-#include "core/memory.h"
+#include "base/errword.h"
+#include "base/memory.h"
 
 #include <bit>
 #include <cstdarg>

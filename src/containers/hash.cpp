@@ -18,12 +18,15 @@
 // No lock: the owner of a table has one.
 #include "containers/hash.h"
 
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/print.h"
+#include "base/report.h"
+#include "base/setting.h"
+#include "base/stop.h"
+#include "base/text.h"
 #include "containers/stronghash.h"
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
-#include "core/text.h"
 
 #include <algorithm>
 #include <bit>

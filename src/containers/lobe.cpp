@@ -5,10 +5,11 @@
 // held: the function of a traversal runs under it and may print, which takes the process mutex.
 #include "containers/lobe.h"
 
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/processlock.h"
+#include "base/report.h"
 #include "containers/hash.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The record of a lobe and what the event types need of it: see include/zut.h, "Lobe tables".
 #pragma once
 
-#include "thread/utlock.h"
+#include "base/fastlock.h"
 #include "zut.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 // Safe strings: a text in a record of the caller's. Invariant: length + 1 <= capacity, and the
 // text ends with a NUL.
-#include "core/memory.h"
+#include "base/memory.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
 // Stacks and lists of the caller's nodes behind one head word.
-#include "core/report.h"
+#include "base/report.h"
 
 extern "C" {
 

@@ -1,7 +1,7 @@
 // The numbers depend on a secret that each process draws for itself, when it first needs one.
 #include "containers/stronghash.h"
 
-#include "core/text.h"
+#include "base/text.h"
 #include "platform/platform.h"
 
 #include <atomic>

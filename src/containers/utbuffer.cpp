@@ -5,9 +5,9 @@
 // nothing is unread.
 #include "containers/utbuffer.h"
 
-#include "config/option.h"
-#include "core/errnum.h"
-#include "core/memory.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/setting.h"
 
 #include <algorithm>
 #include <atomic>

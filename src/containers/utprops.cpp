@@ -1,8 +1,8 @@
 // Property lists: a hash table from names to records that own both texts. The key is the record's
 // own name. No lock.
+#include "base/errword.h"
+#include "base/memory.h"
 #include "containers/hash.h"
-#include "core/errnum.h"
-#include "core/memory.h"
 
 struct ZutProperties {
   ZutHashTable *table;

@@ -3,7 +3,7 @@
 // SIGINT is ignored while at least one thread is inside, and the library's handler is installed
 // when the last one leaves. The lock keeps the count of those inside and the change of the handling
 // together; it is held for that only.
-#include "core/util.h"
+#include "base/processlock.h"
 #include "platform/platform_file.h"
 #include "thread/interrupt.h"
 

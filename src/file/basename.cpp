@@ -2,10 +2,10 @@
 // the hash of the name, and beside it a name file that tells which name the hash stands for: the
 // lower-cased name and a line's end, nothing else. Processes and threads may ask at once, so a name
 // file appears with its whole text or not at all, and the first one stays.
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/text.h"
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/text.h"
 #include "file/file.h"
 #include "platform/platform.h"
 #include "platform/platform_file.h"

@@ -1,7 +1,7 @@
 // Sizes and times of files; making, removing, changing and listing directories.
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/text.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/text.h"
 #include "file/file.h"
 #include "platform/platform_file.h"
 

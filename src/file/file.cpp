@@ -1,10 +1,10 @@
 // Single files: building their names, asking about them, opening and backing them up.
 #include "file/file.h"
 
-#include "config/option.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/text.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/setting.h"
+#include "base/text.h"
 #include "platform/platform.h"
 #include "platform/platform_file.h"
 

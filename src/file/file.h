@@ -1,7 +1,7 @@
 // Names of any length, and single files.
 #pragma once
 
-#include "core/filename.h"
+#include "base/filename.h"
 #include "zut.h"
 
 // directory + separator + base + extension as ZutBuildFileName joins them, at any length. A text

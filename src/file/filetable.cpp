@@ -4,11 +4,11 @@
 // a hook does while it holds every other thread up is the program's own care.
 #include "file/filetable.h"
 
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
-#include "core/text.h"
-#include "core/util.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/text.h"
 #include "file/file.h"
 #include "platform/platform_file.h"
 

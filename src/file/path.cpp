@@ -2,14 +2,14 @@
 // owns, in the order they were added; it belongs to its maker and has no lock.
 #include "file/path.h"
 
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/text.h"
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/text.h"
+#include "base/threadblock.h"
 #include "file/file.h"
 #include "platform/platform.h"
 #include "platform/platform_file.h"
-#include "thread/threadblock.h"
 
 #include <algorithm>
 #include <cstring>

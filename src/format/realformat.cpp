@@ -8,8 +8,8 @@
 //   words    16-bit little-endian words, the most significant first (DEC)
 // Infinities, NaNs and denormals get no special treatment: their bits go through the arithmetic.
 // The conversions of words are pure; what is to be told about one comes back with its word.
-#include "core/errnum.h"
-#include "core/report.h"
+#include "base/errword.h"
+#include "base/report.h"
 
 #include <algorithm>
 #include <bit>

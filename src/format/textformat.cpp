@@ -3,7 +3,7 @@
 
 #include "format/textformat.h"
 
-#include "core/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <charconv>

@@ -4,8 +4,8 @@
 // runs of characters of one length, because that is what texts are made of: where the machine has
 // SSE2, a step takes 16 bytes or 8 units, keeps the characters at its front that are of the length
 // of the first one, and goes on behind them. What a step writes beyond them is written again.
-#include "core/errnum.h"
-#include "core/memory.h"
+#include "base/errword.h"
+#include "base/memory.h"
 
 #include <algorithm>
 #include <bit>

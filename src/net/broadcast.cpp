@@ -1,6 +1,6 @@
 // UDP sockets for broadcasts.
-#include "core/errnum.h"
-#include "core/report.h"
+#include "base/errword.h"
+#include "base/report.h"
 #include "net/socket.h"
 
 #include <bit>

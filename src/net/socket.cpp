@@ -6,11 +6,13 @@
 // `started` does the clean-up.
 #include "net/socket.h"
 
-#include "config/option.h"
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/report.h"
-#include "core/text.h"
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/places.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/setting.h"
+#include "base/text.h"
 #include "platform/platform.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // What the socket modules share.
 #pragma once
 
-#include "core/errnum.h"
+#include "base/errword.h"
 #include "platform/platform_socket.h"
 #include "zut.h"
 

@@ -1,8 +1,8 @@
 // Names of nodes, addresses and sockets. The name service is asked only for texts with a letter,
 // so that an address never waits for it.
-#include "core/errnum.h"
-#include "core/report.h"
-#include "core/text.h"
+#include "base/errword.h"
+#include "base/report.h"
+#include "base/text.h"
 #include "net/socket.h"
 
 #include <algorithm>

@@ -1,12 +1,12 @@
 // TCP servers and clients. A client connects in two phases, begin and complete, so that the wait
 // between them can have a time-out. Everything that the options say of a socket is read when the
 // socket is made.
-#include "config/option.h"
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/report.h"
-#include "core/text.h"
-#include "core/utout.h"
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/report.h"
+#include "base/setting.h"
+#include "base/text.h"
+#include "core/utout/utout.h"
 #include "net/socket.h"
 #include "platform/platform.h"
 

@@ -2,8 +2,10 @@
 // anything (on Windows on a thread of their own): plain lock-free words.
 #include "thread/interrupt.h"
 
-#include "core/env.h"
-#include "core/text.h"
+#include "base/env.h"
+#include "base/print.h"
+#include "base/socketlayer.h"
+#include "base/text.h"
 #include "platform/platform_thread.h"
 
 #include <cerrno>

@@ -1,8 +1,8 @@
 // What the system says when it refuses to change the handling of SIGINT.
 #pragma once
 
-#include "core/errnum.h"
-#include "core/report.h"
+#include "base/errword.h"
+#include "base/report.h"
 
 // Reports it, with the reason `error` of the C runtime. Result: 0.
 template <Msg M>

@@ -9,9 +9,10 @@
 // the waiting needs; while it is held and the word says "closed", nobody else changes the word. An
 // upgrading thread that waits is not counted among the readers: its locks are set aside, and given
 // back when it gives up.
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "thread/threadblock.h"
+#include "base/errword.h"
+#include "base/fastlock.h"
+#include "base/memory.h"
+#include "base/threadblock.h"
 #include "thread/utlock.h"
 
 #include <algorithm>
@@ -72,9 +73,28 @@ bool isOccupied(const ZutRwMutex &mutex) { return isWritten(mutex) || readers(mu
 
 // --- The calling thread's read locks ---
 
+// A mutex that this thread reads (count above 0) or has read.
+struct RwHold {
+  uint64_t mutex; // its number: an address may be used again
+  int32_t count;  // read locks
+};
+
+// The part of the thread's block that belongs to the reader-writer mutexes.
+struct RwHolds {
+  RwHold places[8]; // each mutex has one
+  RwHold *more;     // those whose place is taken
+  int32_t moreCount;
+  int32_t moreCapacity;
+};
+
+RwHolds &holdsOf(ThreadBlock &block) { return utThreadPart<RwHolds>(block.rwmutex); }
+
+void freeMoreHolds(ThreadBlock &block) { Z_FREE(holdsOf(block).more, "holds"); }
+
 // The place of a mutex among the thread's holds. One that nothing is held by may be taken over.
 RwHold &placeOf(ThreadBlock &block, const ZutRwMutex &mutex) {
-  return block.holds[mutex.number % std::size(block.holds)];
+  RwHolds &holds = holdsOf(block);
+  return holds.places[mutex.number % std::size(holds.places)];
 }
 
 // The thread's hold when it is in its place, maybe with a count of 0; otherwise null.
@@ -93,22 +113,24 @@ RwHold *findHold(const ZutRwMutex &mutex) {
   };
   RwHold &place = placeOf(block, mutex);
   if (isIt(place)) return &place;
-  RwHold *end = block.moreHolds + block.moreCount;
-  RwHold *more = std::find_if(block.moreHolds, end, isIt);
+  const RwHolds &holds = holdsOf(block);
+  RwHold *end = holds.more + holds.moreCount;
+  RwHold *more = std::find_if(holds.more, end, isIt);
   return more == end ? nullptr : more;
 }
 
 RwHold &freeMore(ThreadBlock &block) {
-  for (int32_t i = 0; i < block.moreCount; ++i) {
-    if (block.moreHolds[i].count == 0) return block.moreHolds[i];
+  RwHolds &holds = holdsOf(block);
+  for (int32_t i = 0; i < holds.moreCount; ++i) {
+    if (holds.more[i].count == 0) return holds.more[i];
   }
-  if (block.moreCount == block.moreCapacity) {
-    block.moreCapacity = 2 * block.moreCapacity + 8;
-    const auto size = block.moreCapacity * static_cast<int32_t>(sizeof(RwHold));
-    block.moreHolds =
-        static_cast<RwHold *>(Z_REALLOC(block.moreHolds, size, "rw_mutex->read_lock_counts"));
+  if (holds.moreCount == holds.moreCapacity) {
+    block.rwmutex.end = freeMoreHolds;
+    holds.moreCapacity = 2 * holds.moreCapacity + 8;
+    const auto size = holds.moreCapacity * static_cast<int32_t>(sizeof(RwHold));
+    holds.more = static_cast<RwHold *>(Z_REALLOC(holds.more, size, "rw_mutex->read_lock_counts"));
   }
-  return block.moreHolds[block.moreCount++];
+  return holds.more[holds.moreCount++];
 }
 
 // For a mutex that the thread has no hold of.

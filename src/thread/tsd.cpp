@@ -2,8 +2,9 @@
 // pair for each key that has one, oldest first, guarded by the process mutex.
 #include "thread/tsd.h"
 
-#include "core/errnum.h"
-#include "core/memory.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/processlock.h"
 #include "platform/platform_thread.h"
 
 namespace {

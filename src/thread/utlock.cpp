@@ -5,8 +5,9 @@
 // may wake. None of them is guarded by anything but itself.
 #include "thread/utlock.h"
 
-#include "core/errnum.h"
-#include "core/memory.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "platform/platform_time.h"
 
 // A woken thread looks at the condition once more, though it may have been destroyed by then: its
 // last user frees it.
@@ -22,22 +23,11 @@ struct ZutSpinlock {
 
 namespace {
 
-constexpr int Z_SPINS = 4096;  // pauses before a held fast mutex blocks the thread
 constexpr double Z_POLL = 0.1; // seconds between two tries of a timed fast lock
 
 bool isFlag(int32_t value) { return value == 0 || value == 1; }
 
 int32_t failOs() { return utFail(Err::os); }
-
-// The holder may be about to leave. Each look takes the word out of its cache and slows it down,
-// so every one waits twice as long as the one before.
-bool spin(FastLock &lock) {
-  for (int pauses = 1; pauses < Z_SPINS; pauses *= 2) {
-    for (int i = 0; i < pauses; ++i) utPlatPause();
-    if (lock.word.load(std::memory_order_relaxed) == 0 && utFastTry(lock)) return true;
-  }
-  return false;
-}
 
 int32_t lockKernel(PlatMutex *mutex, double timeout) {
   switch (utPlatMutexLock(mutex, utPlatDeadline(utMilliseconds(timeout)))) {
@@ -50,10 +40,10 @@ int32_t lockKernel(PlatMutex *mutex, double timeout) {
 
 // The program's settled way to wait with a limit: by tries, and without an error number.
 int32_t pollFast(FastLock &lock, double timeout) {
-  const double start = ZutGetWallTime();
+  const int64_t start = utPlatWallMilliseconds();
   while (!utFastTry(lock)) {
     ZutSleep(Z_POLL);
-    if (ZutGetWallTime() - start >= timeout) return 0;
+    if (static_cast<double>(utPlatWallMilliseconds() - start) >= timeout * 1000.0) return 0;
   }
   return 1;
 }
@@ -71,18 +61,10 @@ int32_t pollFast(FastLock &lock, double timeout) {
   return utPlatMutexUnlock(mutex->kernel) ? 1 : failOs();
 }
 
-// Until the generation is another one. False: the deadline has passed.
-bool waitPast(FastCond &cond, int32_t generation, PlatDeadline deadline) {
-  while (cond.generation.load(std::memory_order_acquire) == generation) {
-    if (!utPlatWordWait(cond.generation, generation, deadline)) return false;
-  }
-  return true;
-}
-
 PlatWait waitWoken(ZutCond &cond, int32_t ticket, double timeout) {
   const PlatDeadline deadline = utPlatDeadline(utMilliseconds(timeout));
   if (cond.named) return utPlatEventWait(cond.named, ticket, deadline);
-  return waitPast(cond.local, ticket, deadline) ? PlatWait::done : PlatWait::timedOut;
+  return utFastCondWaitPast(cond.local, ticket, deadline) ? PlatWait::done : PlatWait::timedOut;
 }
 
 // The wait begins before the mutex is left, so that no wake in between is missed.
@@ -123,28 +105,6 @@ bool leaveCond(ZutCond *cond) {
 }
 
 } // namespace
-
-void utFastBlock(FastLock &lock) {
-  if (spin(lock)) return;
-  // From here on the word says 2: whoever leaves wakes one, and that one, which cannot know
-  // whether it was the last, says 2 again.
-  while (lock.word.exchange(2, std::memory_order_acquire) != 0)
-    utPlatWordWait(lock.word, 2, Z_NO_DEADLINE);
-  lock.owner.store(utPlatHolderToken(), std::memory_order_relaxed);
-}
-
-bool utFastCondWait(FastCond &cond, FastLock &lock, PlatDeadline deadline) {
-  const int32_t generation = cond.generation.load(std::memory_order_relaxed);
-  utFastLeave(lock);
-  const bool woken = waitPast(cond, generation, deadline);
-  utFastEnter(lock);
-  return woken;
-}
-
-void utFastCondWake(FastCond &cond) {
-  cond.generation.fetch_add(1, std::memory_order_release);
-  utPlatWordWakeAll(cond.generation);
-}
 
 extern "C" {
 

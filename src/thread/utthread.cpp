@@ -4,21 +4,28 @@
 // stays, with the thread's value, until the thread has ended and somebody looks: the checker, or
 // the one who waits for it. Whoever takes it out of the table of adopted threads closes it. Table
 // and checker are guarded by the registry lock, which is taken last of all.
-#include "thread/utthread.h"
-
-#include "config/option.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
-#include "core/text.h"
+#include "base/errword.h"
+#include "base/fastlock.h"
+#include "base/memory.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/setting.h"
+#include "base/text.h"
+#include "base/threadblock.h"
 #include "platform/platform_thread.h"
-#include "thread/threadblock.h"
 #include "thread/tsd.h"
-#include "thread/utlock.h"
 
 #include <cstdarg>
 
 namespace {
+
+// What the library knows of a thread.
+struct ThreadClosure {
+  ZutThreadFunc function;
+  ZutWord argument;
+  ZutThreadId handle;
+  int32_t adopted; // 1: met, not created; freed by the checker or by who waits for the thread
+};
 
 constexpr int64_t Z_CHECK_CYCLE = 60000; // milliseconds; at most one thread is closed in each
 constexpr double Z_CHECKER_END = 0.5;    // seconds given to the checker to end
@@ -30,6 +37,20 @@ bool checkerRuns;
 FastCond checkerWake;
 
 void freeClosure(ThreadClosure *closure) { Z_FREE(closure, "(thread_closure)"); }
+
+ThreadClosure *&closureOf(ThreadBlock &block) {
+  return utThreadPart<ThreadClosure *>(block.thread);
+}
+
+// An adopted thread's closure outlives the thread.
+void endClosure(ThreadBlock &block) {
+  if (!closureOf(block)->adopted) freeClosure(closureOf(block));
+}
+
+void setClosure(ThreadBlock &block, ThreadClosure *closure) {
+  closureOf(block) = closure;
+  block.thread.end = endClosure;
+}
 
 // Under the registry lock. A miss is no error of the caller's.
 ThreadClosure *findAdopted(ZutThreadId thread) {
@@ -104,7 +125,7 @@ ZutThreadId adopt(ThreadBlock &block) {
   auto *closure = utNew<ThreadClosure>("thread_closure");
   closure->handle = thread;
   closure->adopted = 1;
-  block.closure = closure;
+  setClosure(block, closure);
   offerAdopted(closure);
   return thread;
 }
@@ -130,17 +151,13 @@ bool acceptAttributes(va_list attributes) {
 // Runs in the new thread.
 ZutWord threadMain(void *argument) {
   auto *closure = static_cast<ThreadClosure *>(argument);
-  utThreadBlock().closure = closure;
+  setClosure(utThreadBlock(), closure);
   const ZutWord code = closure->function(closure->argument);
   utTsdRunDestructors();
   return code;
 }
 
 } // namespace
-
-void utThreadClosureEnd(ThreadClosure *closure) {
-  if (closure && !closure->adopted) freeClosure(closure);
-}
 
 extern "C" {
 
@@ -167,7 +184,7 @@ ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument, v
 
 ZutThreadId Z_CALL ZutThreadSelf(void) {
   ThreadBlock &block = utThreadBlock();
-  if (block.closure) return block.closure->handle;
+  if (const ThreadClosure *closure = closureOf(block)) return closure->handle;
   return utThreadsOn() ? adopt(block) : 0;
 }
 

@@ -2,14 +2,15 @@
 // current converter are made by the first call, live until the process ends and are guarded by the
 // process mutex, which is held while the current converter runs. Each thread has result buffers of
 // its own, so the built-in converters have nothing to free when they are destroyed.
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/processlock.h"
+#include "base/setting.h"
+#include "base/text.h"
+#include "base/threadblock.h"
 #include "containers/hash.h"
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/text.h"
-#include "core/util.h"
 #include "format/textformat.h"
-#include "thread/threadblock.h"
 #include "time/calendar.h"
 #include "time/timeparse.h"
 

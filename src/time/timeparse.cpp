@@ -4,9 +4,10 @@
 // times faster without a lexer's record and its reserved words.
 #include "time/timeparse.h"
 
-#include "core/errnum.h"
-#include "core/report.h"
-#include "core/text.h"
+#include "base/errword.h"
+#include "base/print.h"
+#include "base/report.h"
+#include "base/text.h"
 #include "platform/platform_time.h"
 #include "time/calendar.h"
 #include "time/clock.h"

@@ -3,8 +3,9 @@
 
 #include "trace/binding.h"
 
+#include "base/print.h"
+#include "base/processlock.h"
 #include "containers/hash.h"
-#include "core/util.h"
 
 namespace {
 

@@ -6,12 +6,13 @@
 
 #include "trace/catfile.h"
 
+#include "base/errword.h"
+#include "base/filename.h"
+#include "base/memory.h"
+#include "base/print.h"
+#include "base/processlock.h"
+#include "base/text.h"
 #include "containers/hash.h"
-#include "core/errnum.h"
-#include "core/filename.h"
-#include "core/memory.h"
-#include "core/text.h"
-#include "core/util.h"
 #include "platform/platform_file.h"
 #include "trace/utcat.h"
 

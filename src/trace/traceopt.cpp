@@ -1,9 +1,9 @@
 // The options that trace objects follow: their making, binding and unbinding, and the options that
 // an object has for itself.
 
-#include "core/env.h"
-#include "core/errnum.h"
-#include "core/text.h"
+#include "base/env.h"
+#include "base/errword.h"
+#include "base/text.h"
 #include "trace/binding.h"
 #include "trace/uttrace.h"
 

@@ -7,12 +7,13 @@
 
 #include "trace/utcat.h"
 
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/messages.h"
+#include "base/print.h"
+#include "base/processlock.h"
+#include "base/text.h"
 #include "containers/hash.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/messages.h"
-#include "core/text.h"
-#include "core/util.h"
 #include "format/textformat.h"
 #include "trace/binding.h"
 #include "trace/catfile.h"

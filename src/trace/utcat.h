@@ -1,7 +1,7 @@
 // Catalogs: messages fetched for printing.
 #pragma once
 
-#include "core/text.h"
+#include "base/text.h"
 #include "trace/catfile.h"
 #include "zut.h"
 

@@ -8,12 +8,13 @@
 
 #include "trace/uttrace.h"
 
-#include "config/option.h"
-#include "core/errnum.h"
-#include "core/memory.h"
-#include "core/report.h"
-#include "core/text.h"
-#include "core/util.h"
+#include "base/errword.h"
+#include "base/memory.h"
+#include "base/print.h"
+#include "base/processlock.h"
+#include "base/report.h"
+#include "base/text.h"
+#include "config/option/option.h"
 #include "file/filetable.h"
 #include "format/textformat.h"
 #include "platform/platform_file.h"
@@ -139,7 +140,7 @@ void rotate(ZutFileNode &file) {
 }
 
 void rotateFull(ZutFileNode &file) {
-  static OptionSight size{"trace_file_size", nullptr, 0}; // the mutex is held
+  static SettingCache size{"trace_file_size", nullptr, 0}; // the mutex is held
   const int32_t limit = utToInt32(utOptionNumber(size, 0.0));
   if (limit > 0 && file.bytes_written >= limit) rotate(file);
 }

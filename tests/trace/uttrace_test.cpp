@@ -307,6 +307,7 @@ TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
 
 // Objects without flags of their own follow the option, and so does the default object.
 TEST_F(TraceTest, FollowsTheSharedOptions) {
+  ZutOutInit(); // sets the time stamp of the default object, whatever the option said before
   create("none", 0);
   Trace with = ZutTraceCreate("with", "some", Z_TRACE_FLAG_TIMESTAMP, nullptr);
   ZutCommandParseStr("setopt trace_flags level; setopt trace_file X");

@@ -1,7 +1,7 @@
-#include "core/memory.h"
 #include "platform/platform_file.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,8 +38,9 @@ bool utPlatChangeDir(const char *name) { return chdir(name) == 0; }
 PlatDir *utPlatDirOpen(const char *name) {
   DIR *stream = opendir(name);
   if (!stream) return nullptr;
-  auto *dir = utNew<PlatDir>("directory");
-  dir->stream = stream;
+  auto *dir = static_cast<PlatDir *>(std::malloc(sizeof(PlatDir)));
+  if (dir) dir->stream = stream;
+  else closedir(stream);
   return dir;
 }
 
@@ -53,6 +54,6 @@ PlatDirRead utPlatDirRead(PlatDir *dir, PlatDirEntry &entry) {
 
 bool utPlatDirClose(PlatDir *dir) {
   const bool done = closedir(dir->stream) == 0;
-  Z_FREE(dir, "directory");
+  std::free(dir);
   return done;
 }

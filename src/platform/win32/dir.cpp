@@ -1,10 +1,10 @@
-#include "core/memory.h"
 #include "error_code.h"
 #include "platform/platform_file.h"
 
 #include <windows.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <direct.h>
 
@@ -32,17 +32,22 @@ bool utPlatChangeDir(const char *name) { return _chdir(name) == 0; }
 
 PlatDir *utPlatDirOpen(const char *name) {
   const size_t size = std::strlen(name) + sizeof "\\*";
-  char *pattern = utNewArray<char>(static_cast<int64_t>(size), "pattern");
+  auto *dir = static_cast<PlatDir *>(std::calloc(1, sizeof(PlatDir)));
+  char *pattern = dir ? static_cast<char *>(std::malloc(size)) : nullptr;
+  if (!pattern) {
+    std::free(dir);
+    errno = ENOMEM;
+    return nullptr;
+  }
   std::strcpy(pattern, name);
   std::strcat(pattern, "\\*");
-  auto *dir = utNew<PlatDir>("directory");
   dir->find = FindFirstFileA(pattern, &dir->entry);
   const DWORD error = dir->find == INVALID_HANDLE_VALUE ? GetLastError() : ERROR_SUCCESS;
-  Z_FREE(pattern, "pattern");
+  std::free(pattern);
   dir->ahead = error == ERROR_SUCCESS;
   dir->empty = error == ERROR_FILE_NOT_FOUND; // the root of an empty drive
   if (dir->ahead || dir->empty) return dir;
-  Z_FREE(dir, "directory");
+  std::free(dir);
   errno = utWinErrno(error);
   return nullptr;
 }
@@ -63,6 +68,6 @@ PlatDirRead utPlatDirRead(PlatDir *dir, PlatDirEntry &entry) {
 bool utPlatDirClose(PlatDir *dir) {
   const bool done = dir->empty || FindClose(dir->find);
   if (!done) errno = utWinErrno(GetLastError());
-  Z_FREE(dir, "directory");
+  std::free(dir);
   return done;
 }

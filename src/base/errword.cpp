@@ -1,0 +1,3 @@
+#include "base/errword.h"
+
+std::atomic<int32_t> utErrWord{0};

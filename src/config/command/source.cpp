@@ -1,0 +1,79 @@
+// When is a frame gone? Stacks grow downwards, so the frames of the callers lie above the one that
+// asks, and a frame at its address or below is gone, unless one of the two is on another stack, to
+// which a command has switched. A frame above is gone as well when the one that asks was called
+// from deeper within the program: then its mark has as a rule been overwritten. Where it has not,
+// the record stays until an operation is called from further out, and is safe to read.
+#include "config/command/source.h"
+
+#include "base/threadblock.h"
+#include "config/command/command.h"
+#include "platform/platform_thread.h"
+
+namespace {
+
+// The mark may lie in memory that belongs to other frames by now, which an instrumented read would
+// take for a fault.
+[[gnu::noinline, gnu::no_sanitize_address]] bool isMarked(const CommandSource &source) {
+  return *source.mark == &source;
+}
+
+bool liesBelow(const void *frame, const void *limit) {
+  return reinterpret_cast<uintptr_t>(frame) <= reinterpret_cast<uintptr_t>(limit);
+}
+
+bool isGone(const CommandSource &source, const void *frame) {
+  if (!liesBelow(source.frame, frame)) return !isMarked(source);
+  return utPlatThreadStackHolds(source.frame) && utPlatThreadStackHolds(frame);
+}
+
+void drop(ThreadBlock &block) {
+  CommandThread &thread = utCommandThread(block);
+  CommandSource *source = thread.source;
+  thread.source = source->outer;
+  block.typed = source->typedBefore;
+  source->release(*source);
+}
+
+// A command ended the thread.
+void dropAll(ThreadBlock &block) {
+  while (utCommandThread(block).source) drop(block);
+}
+
+} // namespace
+
+CommandSource *utSourceInnermost(const void *frame) {
+  ThreadBlock &block = utThreadBlock();
+  const CommandThread &thread = utCommandThread(block);
+  while (thread.source && isGone(*thread.source, frame)) drop(block);
+  return thread.source;
+}
+
+bool utSourceFits(const void *frame, const char *text) {
+  const CommandSource *source = utSourceInnermost(frame);
+  if (!source || source->depth < utCommandDepthMax) return true;
+  utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, text);
+  return false;
+}
+
+void utSourceEnter(CommandSource &source, const void *frame, CommandSource *volatile &mark) {
+  ThreadBlock &block = utThreadBlock();
+  CommandThread &thread = utCommandThread(block);
+  source.outer = thread.source;
+  source.depth = (source.outer ? source.outer->depth : 0) + (source.file ? 0 : 1);
+  source.typedBefore = block.typed;
+  source.frame = frame;
+  mark = &source;
+  source.mark = &mark;
+  thread.source = &source;
+  block.command.end = dropAll;
+}
+
+void utSourceSettle(const CommandSource &source) {
+  ThreadBlock &block = utThreadBlock();
+  while (utCommandThread(block).source != &source) drop(block);
+}
+
+void utSourceLeave(CommandSource &source) {
+  utSourceSettle(source);
+  drop(utThreadBlock());
+}

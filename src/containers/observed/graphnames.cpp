@@ -1,0 +1,46 @@
+// The vertices of a graph by name. Invariants: at most three quarters of the places are used; from
+// the place where the search for a name begins to the one where it stands there is no free place.
+#include "containers/observed/graphnames.h"
+
+#include "base/memory.h"
+
+#include <bit>
+
+namespace {
+
+constexpr uint32_t Z_PLACES_MIN = 16;
+
+void grow(GraphNames &names) {
+  const GraphNames old = names;
+  const uint32_t places = old.places ? (old.mask + 1) * 2 : Z_PLACES_MIN;
+  names.places = utNewArray<GraphName>(places, "names");
+  names.mask = places - 1;
+  names.shift = 64 - std::countr_zero(places);
+  for (uint32_t i = 0; old.places && i <= old.mask; ++i) {
+    const GraphName &entry = old.places[i];
+    if (entry.name) names.places[utGraphNamePlace(names, entry.name)] = entry;
+  }
+  Z_FREE(old.places, "names");
+}
+
+} // namespace
+
+void utGraphNameAdd(GraphNames &names, const char *name, GraphVertex *vertex) {
+  if (!names.places || names.count > names.mask / 4 * 3) grow(names);
+  names.places[utGraphNamePlace(names, name)] = {name, vertex};
+  ++names.count;
+}
+
+// What follows moves up into the gap, unless its search begins behind the gap.
+void utGraphNameRemove(GraphNames &names, const char *name) {
+  uint32_t gap = utGraphNamePlace(names, name);
+  for (uint32_t place = (gap + 1) & names.mask; names.places[place].name;
+       place = (place + 1) & names.mask) {
+    const uint32_t home = utGraphNameHome(names, names.places[place].name);
+    if (((place - home) & names.mask) < ((place - gap) & names.mask)) continue;
+    names.places[gap] = names.places[place];
+    gap = place;
+  }
+  names.places[gap] = {};
+  --names.count;
+}

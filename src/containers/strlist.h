@@ -1,0 +1,6 @@
+// Lists of strings.
+#pragma once
+
+#include "zut.h"
+
+void utStrListFree(ZutStrList *list);
