@@ -12,7 +12,8 @@ add_library(zut SHARED ${sources} ${answers})
 target_include_directories(zut
   PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
   PRIVATE src src/platform/${platform})
-target_compile_definitions(zut PRIVATE Z_BUILDING $<$<BOOL:${ZUT_FAIL_ALLOC}>:ZUT_FAIL_ALLOC>)
+target_compile_definitions(zut PRIVATE Z_BUILDING $<$<BOOL:${ZUT_FAIL_ALLOC}>:ZUT_FAIL_ALLOC>
+  $<$<OR:$<BOOL:${ZUT_CHECKS}>,$<CONFIG:Debug>>:ZUT_CHECKS>)
 target_compile_options(zut PRIVATE -fno-exceptions)
 set_target_properties(zut PROPERTIES SOVERSION 1 VERSION ${PROJECT_VERSION})
 
