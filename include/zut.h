@@ -317,7 +317,7 @@ Z_EXPORT int32_t Z_CALL ZutIdIsValid(const char *text);
  *   9 timeout, 10 end of file, 11 same value, 12 value unknown, 13 value required, 14 type invalid,
  *   15 type mismatch, 16 interrupted, 17 verify failed, 18 end of traversal, 19 empty, 20 value
  *   mismatch, 21 type unknown, 24 file corrupt, 25 would block, 28 read only, 29 socket, 30 no
- *   memory, 31 unsupported, 32 object in use; from 500 up the messaging programs' own. */
+ *   memory, 31 unsupported, 32 object in use; 500 to 29999 the messaging programs' own. */
 /* Result   1; before ZutInitThreads the number itself. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSet(int32_t number);
 Z_EXPORT int32_t Z_CALL ZutErrNumGet(void);
@@ -956,7 +956,7 @@ Z_EXPORT ZutCb *Z_CALL ZutCbCreateGlobal(ZutCbType *type, ZutCbFunc function, Zu
  *          message 5008. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeCall(ZutCbType *type, void *owner, void *call_data);
 
-/* The same by the type's number. An unknown number gives 0, the call 1. ZutCbTypeNumCbDestroy
+/* The same by the type's number. For an unknown number look-up and destroying give 0, the call 1. ZutCbTypeNumCbDestroy
  * destroys the callback that the look-up finds. */
 Z_EXPORT ZutCb *Z_CALL ZutCbTypeNumCbLookup(int32_t number, void *owner, ZutCbFunc function,
                                             ZutWord argument);
@@ -996,8 +996,8 @@ Z_EXPORT int32_t Z_CALL ZutCbListTraverse(ZutCbList *list, ZutCbListTraverseFunc
 Z_EXPORT ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, ZutWord argument);
 
 /* Inserts a callback that ZutCbListRemoveCb took out of a list, after those of equal priority.
- * Errors   6 when function and argument are there, 32 when the callback is in a list. Removing
- *          gives error 8 when the callback is not in this list. */
+ * Errors   6 when function and argument are there, 8 when the callback was destroyed, 32 when it is
+ *          in a list. Removing gives error 8 when the callback is not in this list. */
 Z_EXPORT int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb);
 
 /* The first callback with that function and argument. Errors  8 when there is none. */
@@ -1037,7 +1037,8 @@ Z_EXPORT int32_t Z_CALL ZutCbDestroy(ZutCb *cb);
 
 /* Change a callback. Result  0 without an error number when the list has a callback with the new
  * pair of function and argument, be it this one. A new priority puts the callback after those of
- * equal priority; the present one changes nothing. */
+ * equal priority; the present one changes nothing. Error 8 for a callback that was destroyed and
+ * that a thread is still inside. */
 Z_EXPORT int32_t Z_CALL ZutCbSetFunction(ZutCb *cb, ZutCbFunc function);
 Z_EXPORT int32_t Z_CALL ZutCbSetArgument(ZutCb *cb, ZutWord argument);
 Z_EXPORT int32_t Z_CALL ZutCbSetPriority(ZutCb *cb, int16_t priority);
@@ -2283,7 +2284,8 @@ Z_EXPORT int32_t Z_CALL ZutTimeMultInt(ZutTimePair *out, const ZutTimePair *time
  * between the parts of a text. What cannot be read gives 0 with a message that names the bad part,
  * and no error number. Times before 1970 or after 9999 have no text: it is "error", the result 0.
  * The zone is that of the environment variable TZ or of the system. ZutPutenv changes it at once; a
- * program that sets TZ by other means tells the runtime (tzset) as well. */
+ * program that sets TZ by other means tells the runtime (tzset) as well; a change between two zones
+ * of one offset that both or neither have daylight time is noticed after ZutPutenv only. */
 /* Give a text or a time and 1, or 0 when there is none. The current converter's functions are
  * called with the process mutex held. A text stays the converter's own. */
 typedef int32_t(Z_CALL *ZutTimeNumToStrFunc)(double time, const char **text);
@@ -2399,7 +2401,7 @@ Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateFast(int32_t owner);
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
 /* Frees a mutex that nobody uses.
  * Errors   2 for a kernel mutex that the system refuses to close, as Linux does with one that
- *          another thread holds; the record is freed even so. */
+ *          another thread holds: nothing is freed then, and the holder may unlock it. */
 Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
 /* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). A kernel mutex
  * whose holder died is taken like a free one, a fast one is not.
@@ -2595,7 +2597,8 @@ Z_EXPORT int32_t Z_CALL ZutCatFile(const char *name);
  * editor is the option "editor", else the environment variable EDITOR, else the platform's; "_cat"
  * copies the file to the output instead. A name with other than plain characters is quoted for the
  * command processor.
- * Errors   7 for a name that cannot be, 8 when there is no such editor. */
+ * Errors   2 when the command processor could not be run, 7 for a name that cannot be, 8 when there
+ *          is no such editor. */
 Z_EXPORT int32_t Z_CALL ZutEditFile(const char *name, int32_t wait);
 
 /* Shows an open file of the table and opens it again, in case the editor has put a new file in its

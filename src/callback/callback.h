@@ -32,7 +32,6 @@ struct ZutCbList {
   int32_t doomed;                // to be destroyed
   std::atomic<int32_t> leftover; // who leaves has something to free: it is doomed, or `removed`
   ZutCb *removed;                // while the list had users, linked through links.right
-  int32_t ownerEnds;             // its owner, which keeps the list, is being destroyed
   uint64_t age;                  // insertions so far
   ListLock lock;
   std::atomic<uint16_t> startThresh;

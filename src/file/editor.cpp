@@ -57,7 +57,8 @@ int32_t runEditor(const char *editor, const char *name, long offset) {
   const int32_t result = ZutSystem(command);
   Z_FREE(command, "editor command");
   Z_FREE(word, "file name");
-  return result == -1 || utPlatCommandMissing(editor, result) ? utFail(Err::notFound) : 1;
+  if (result == -1) return utFail(Err::os);
+  return utPlatCommandMissing(editor, result) ? utFail(Err::notFound) : 1;
 }
 
 int32_t show(const char *name, long offset) {

@@ -175,7 +175,7 @@ void Z_CALL ZutCbCommandSetFeedback(void *, void *call_data, ZutWord) {
   else utReport<Msg::feedbackUnknown>(Z_TRACE_LEVEL_INFO, word);
 }
 
-int32_t Z_CALL ZutCommandPrintFeedback(const char *format, ...) {
+[[gnu::noinline]] int32_t Z_CALL ZutCommandPrintFeedback(const char *format, ...) {
   if (!format) return utFail(Err::nullPointer);
   utSourceInnermost(__builtin_frame_address(0)); // one that is gone sets the typed flag back
   if (!utCommandFeedbackOn()) return 1;
@@ -193,7 +193,7 @@ int32_t Z_CALL ZutCommandSetFailures(int32_t count) {
   return 1;
 }
 
-void Z_CALL ZutCommandFailed(void) {
+[[gnu::noinline]] void Z_CALL ZutCommandFailed(void) {
   CommandThread &thread = utCommandThread();
   ++thread.failures;
   const ZutCommandFailureFunc function = failureFunc.load(std::memory_order_acquire);
@@ -207,7 +207,7 @@ void Z_CALL ZutCommandFailed(void) {
   ZutErrNumRestore(&errors);
 }
 
-int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line) {
+[[gnu::noinline]] int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line) {
   if (!file || !line) return utFail(Err::nullPointer);
   const CommandSource *source = innermostFile(utSourceInnermost(__builtin_frame_address(0)));
   *file = source ? source->file : nullptr;

@@ -44,8 +44,6 @@ static_assert(std::is_trivially_destructible_v<Parse>);
 
 constinit Spares<Parse> spares;
 
-Parse &innermostParse() { return *static_cast<Parse *>(utCommandThread().source); }
-
 void closeLexer(Parse &parse) {
   if (parse.lexer) ZutLexDestroy(parse.lexer);
   parse.lexer = nullptr;
@@ -272,8 +270,9 @@ void utCommandParseOwn(const char *text) {
   thread.failures = failures;
 }
 
-char *utCommandScratch(size_t size) {
-  Parse &parse = innermostParse();
+// Commands run inside a parse, so the innermost source is one and not a file.
+[[gnu::noinline]] char *utCommandScratch(size_t size) {
+  Parse &parse = *static_cast<Parse *>(utSourceInnermost(__builtin_frame_address(0)));
   const auto bytes = static_cast<int64_t>(sizeof(Scratch) + size);
   char *block = utNewArray<char>(bytes, "scratch");
   Scratch *scratch = reinterpret_cast<Scratch *>(block);

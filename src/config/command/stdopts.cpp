@@ -351,15 +351,15 @@ void setByCommand(const char *name, const char *value) {
 
 // A value, never a command line: what sets the environment may have fewer rights than the process.
 // An empty variable counts as one that is not set.
-void parseFromEnvironment(ZutOption *option, const char *value) {
+void parseFromEnvironment(const char *name, ZutOption *option, const char *value) {
   if (*value && !utOptionParseText(*option, value))
-    utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, ZutOptionGetName(option));
+    utReport<Msg::setoptRefused>(Z_TRACE_LEVEL_INFO, name);
 }
 
 void setFromEnvironment(const Row &row, ZutOption *option) {
   char *value = utEnvDup(row.variable);
   if (!value) return;
-  if (row.kind == Kind::wordList) parseFromEnvironment(option, value);
+  if (row.kind == Kind::wordList) parseFromEnvironment(row.name, option, value);
   else if (row.kind == Kind::number) ZutOptionSetNum(option, utParseReal(value));
   else if (utSame(row.name, "_socket_linger") && utSameWord(value, "unknown"))
     ZutOptionSetUnknown(option);

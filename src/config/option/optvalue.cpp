@@ -166,12 +166,14 @@ struct TextParse {
 };
 static_assert(std::is_trivially_destructible_v<TextParse>);
 
-// May jump, without the lexer then.
+// May jump, without the lexer then. A callback may destroy the option, so its name is copied.
 void parseWhole(TextParse &parse, const char *text) {
+  char name[Z_LEX_ID_SIZE];
+  utCopyCut(name, sizeof name, parse.option->name);
   Lexer &lex = *utLexOpenString(text, ZutLexQuietLongjmpErrorFunc, &parse.recover);
   parse.done = parseValue(*parse.option, lex);
   if (parse.done && lex.token != Z_LEX_END)
-    utReport<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, parse.option->name, lex.text);
+    utReport<Msg::setoptExtra>(Z_TRACE_LEVEL_INFO, static_cast<const char *>(name), lex.text);
   ZutLexDestroy(&lex);
 }
 

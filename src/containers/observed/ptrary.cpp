@@ -16,6 +16,11 @@
 
 namespace {
 
+// What callers do not see of an array.
+struct PtrAry : ZutPtrAry {
+  bool ending; // it is being destroyed
+};
+
 // --- Notices ---
 
 void notify(ZutPtrAry &array, ZutPtrAryChangeData data) {
@@ -137,7 +142,7 @@ extern "C" {
 
 ZutPtrAry *Z_CALL ZutPtrAryCreate(int32_t size) {
   if (size < 1) return utFailNull(Err::tooSmall);
-  auto *array = utNew<ZutPtrAry>("ptr_ary");
+  auto *array = utNew<PtrAry>("ptr_ary");
   array->items = utNewArray<ZutWord>(int64_t{size} + 1, "ptr_ary->ptr_ary");
   array->capacity = array->increment = static_cast<uint32_t>(size);
   return array;
@@ -145,9 +150,9 @@ ZutPtrAry *Z_CALL ZutPtrAryCreate(int32_t size) {
 
 int32_t Z_CALL ZutPtrAryDestroy(ZutPtrAry *array, ZutPtrAryFunc function, ZutWord argument) {
   if (!isUsable(array)) return 0;
-  ZutCbList *list = array->change_cbs;
-  if (list && std::exchange(list->ownerEnds, 1)) return utFail(Err::objectInUse);
+  if (std::exchange(static_cast<PtrAry *>(array)->ending, true)) return utFail(Err::objectInUse);
   ZutPtrAryClear(array, function, argument);
+  ZutCbList *list = array->change_cbs; // `function` may have made the first change callback
   const int32_t result = list ? ZutCbListDestroy(list) : 1;
   Z_FREE(array->items, "ptr_ary->ptr_ary");
   Z_FREE(array, "ptr_ary");

@@ -53,7 +53,7 @@ constexpr Row texts[] = {
     {32, "object in use"},
     {33, "mux mismatch"},
     {34, "session abandoned"},
-    // From 500 up: the messaging programs' own numbers, which only get their texts here.
+    // From 500: the messaging programs' own numbers, which only get their texts here.
     {500, "connection initialization failed"},
     {502, "server not connected"},
     {503, "server already connected"},

@@ -151,9 +151,10 @@ int32_t utPlatFileDescriptor(FILE *stream) { return fileno(stream); }
 // quicker than its way through the buffer. A stream that a program made up has no descriptor.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size) {
   flockfile(stream);
-  fflush_unlocked(stream);
+  const bool flushed = fflush_unlocked(stream) == 0;
   const int fd = fileno_unlocked(stream);
-  const size_t taken = fd < 0 ? putBuffered(stream, text, size) : putDirectly(stream, text, size);
+  const auto put = fd < 0 ? putBuffered : putDirectly;
+  const size_t taken = flushed ? put(stream, text, size) : 0;
   funlockfile(stream);
   return taken;
 }

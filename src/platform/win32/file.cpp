@@ -160,7 +160,7 @@ int32_t utPlatFileDescriptor(FILE *stream) { return _fileno(stream); }
 // The error mark is set by the stream alone, so a byte that the system did not take is tried once
 // more through it.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size) {
-  std::fflush(stream);
+  if (std::fflush(stream) != 0) return 0;
   for (size_t taken = 0;; ++taken) {
     const auto rest = static_cast<int32_t>(size - taken);
     const int32_t put = utPlatDescriptorWrite(_fileno(stream), text + taken, rest);

@@ -57,10 +57,10 @@ bool utWinNarrowName(const wchar_t *wide, char *out, size_t size) {
 
 WideName::WideName(const char *name) {
   const int length = MultiByteToWideChar(utWinFileCodePage(), 0, name, -1, text, std::size(text));
-  if (length <= 0) {
+  if (length <= 1) {
     text[0] = 0;
     errno = ENOENT;
-    SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    SetLastError(length == 1 ? ERROR_PATH_NOT_FOUND : ERROR_FILENAME_EXCED_RANGE);
     return;
   }
   wchar_t *end = text;

@@ -16,7 +16,7 @@ bool utWinNarrowName(const wchar_t *wide, char *out, size_t size);
 
 struct WideName {
   explicit WideName(const char *name);
-  // False, with errno and the last error set, for a name that is too long.
+  // False, with errno and the last error set, for a name that is empty or too long.
   explicit operator bool() const { return text[0] != 0; }
 
   wchar_t text[1024];
