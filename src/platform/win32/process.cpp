@@ -79,13 +79,14 @@ void utPlatVersion(int32_t *family, int32_t *major, int32_t *minor) {
 int32_t utPlatSystem(const char *command) {
   if (!command) return std::system("%COMSPEC%");
   if (command[std::strspn(command, " \t")] != '"') return std::system(command);
-  const auto length = static_cast<int32_t>(std::strlen(command));
-  char *line = static_cast<char *>(Z_MALLOC(length + 3, "command line"));
+  const size_t length = std::strlen(command);
+  char *line = static_cast<char *>(std::malloc(length + 3));
+  if (!line) return -1;
   line[0] = '"';
-  std::memcpy(line + 1, command, static_cast<size_t>(length));
+  std::memcpy(line + 1, command, length);
   std::memcpy(line + 1 + length, "\"", 2);
   const int code = std::system(line);
-  Z_FREE(line, "command line");
+  std::free(line);
   return code;
 }
 
