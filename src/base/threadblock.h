@@ -35,6 +35,7 @@ const T &utThreadPart(const ThreadPart<Size> &part) {
 struct ThreadState {
   int32_t typed;
   int32_t error;
+  uint32_t jumps; // of error reports to the program's jump point
   ThreadTexts *texts;
   ThreadPart<48> errnum;   // core/errnum
   ThreadPart<8> report;    // core/utout

@@ -97,6 +97,14 @@ TEST_F(Commands, AreRegisteredOnceAndOutliveTheirDestruction) {
 jmp_buf outside; // where the command "leave" goes
 int32_t left;
 
+[[gnu::noinline]] std::string parseDeeper(const char *text) {
+  char room[8192];
+  std::snprintf(room, sizeof room, "%s", text);
+  Capture inner;
+  ZutCommandParseStr(room);
+  return inner.take();
+}
+
 // A program that is left by a jump again and again goes on, from the same place and from deeper.
 TEST_F(Commands, MayBeLeftByAJump) {
   TempDir dir;
@@ -114,8 +122,15 @@ TEST_F(Commands, MayBeLeftByAJump) {
   ZutCommandPrintFeedback("typed");
   EXPECT_FALSE(contains(parse("nosuch; note b"), "typed"));
   parse("outer 17");
-  EXPECT_EQ(told, (Calls{"-:0:nosuch", "-:0:outer"}));
-  EXPECT_EQ(calls.size(), 40u);
+  ZutCommandDestroy(leave); // a report jumps from now on, and the next text is parsed from deeper
+  leave = ZutCommandCreate("leave", [](ZutLexer *) {
+    if (left++ == 0) ZutErrReportParamsJmp("leave", 31999, &outside, static_cast<char *>(nullptr));
+  });
+  left = 0;
+  if (setjmp(outside) == 0) ZutCommandParseFile("leave.cm");
+  EXPECT_FALSE(contains(parseDeeper("l; nosuch"), "recursive"));
+  EXPECT_EQ(told, (Calls{"-:0:nosuch", "-:0:outer", "-:0:nosuch"}));
+  EXPECT_EQ(calls.size(), 41u);
   EXPECT_TRUE(std::filesystem::remove("leave.cm")) << "Windows keeps an open file";
   for (ZutCommand *command : {leave, outer}) ZutCommandDestroy(command);
 }

@@ -65,7 +65,7 @@ int32_t Z_CALL collectListed(ZutWord, ZutWord value, ZutWord argument) {
 }
 
 const CommandSource *innermostFile(const CommandSource *source) {
-  while (source && !source->file) source = source->outer;
+  while (source && !source->file) source = utSourceOuter(*source);
   return source;
 }
 
@@ -198,7 +198,7 @@ int32_t Z_CALL ZutCommandSetFailures(int32_t count) {
   ++thread.failures;
   const ZutCommandFailureFunc function = failureFunc.load(std::memory_order_acquire);
   if (!function) return;
-  const CommandSource *source = utSourceInnermost(__builtin_frame_address(0));
+  const CommandSource *source = utSourceKnown(__builtin_frame_address(0));
   const CommandSource *file = innermostFile(source);
   const char *command = source ? source->command : nullptr;
   ZutErrState errors;
@@ -209,7 +209,7 @@ int32_t Z_CALL ZutCommandSetFailures(int32_t count) {
 
 [[gnu::noinline]] int32_t Z_CALL ZutCommandGetPosition(const char **file, int32_t *line) {
   if (!file || !line) return utFail(Err::nullPointer);
-  const CommandSource *source = innermostFile(utSourceInnermost(__builtin_frame_address(0)));
+  const CommandSource *source = innermostFile(utSourceKnown(__builtin_frame_address(0)));
   *file = source ? source->file : nullptr;
   *line = source ? source->line : 0;
   return source ? 1 : utFail(Err::notFound);

@@ -227,8 +227,11 @@ LineRead utReadLine(FILE *stream, char *line, size_t size, bool first) {
   return any ? LineRead::line : LineRead::end;
 }
 
-void utSkipLine(FILE *stream) {
-  for (int c = std::getc(stream); c != EOF && c != '\n';) c = std::getc(stream);
+bool utSkipLine(FILE *stream) {
+  constexpr int32_t longest = 1048576;
+  int c = std::getc(stream);
+  for (int32_t i = 0; i < longest && c != EOF && c != '\n'; ++i) c = std::getc(stream);
+  return c == EOF || c == '\n';
 }
 
 void utCommandParseIfExists(const char *directory, const char *base, const char *extension) {

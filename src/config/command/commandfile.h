@@ -14,8 +14,8 @@ enum class LineRead {
 // Reads a line without its end into the buffer, which is always terminated. The `first` of a stream
 // loses the mark of UTF-8.
 LineRead utReadLine(FILE *stream, char *line, size_t size, bool first);
-// Drops what is left of a line.
-void utSkipLine(FILE *stream);
+// Drops what is left of a line. False: it has no end within a megabyte, and is no line of a text.
+bool utSkipLine(FILE *stream);
 
 // The start-up option files: runs a command file that may not exist, also in a thread that has
 // stopped at a failure.

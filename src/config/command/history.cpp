@@ -133,7 +133,10 @@ int32_t Z_CALL ZutCommandMainLoop(void) {
                                              utCommandLineMax);
       break;
     case LineRead::zeroByte:
-      utSkipLine(stdin);
+      if (!utSkipLine(stdin)) {
+        utCommandFail<Msg::commandFileNotText>(Z_TRACE_LEVEL_ERROR, inputName, number);
+        return 0;
+      }
       if (line[0]) utCommandFail<Msg::inputLineNotText>(Z_TRACE_LEVEL_ERROR, inputName, number);
       break;
     case LineRead::error:
@@ -164,7 +167,7 @@ int32_t Z_CALL ZutCommandGetYesOrNo(const char *prompt) {
     std::fflush(stdout);
     char line[256];
     const LineRead read = utReadLine(stdin, line, sizeof line, false);
-    if (read == LineRead::zeroByte) utSkipLine(stdin);
+    if (read == LineRead::zeroByte && !utSkipLine(stdin)) return 0;
     if (read == LineRead::error) std::clearerr(stdin); // an interrupt is no lasting error
     if (read == LineRead::end || read == LineRead::error) return 0;
     Answer answer;

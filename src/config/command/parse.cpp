@@ -87,7 +87,7 @@ void leaveFinished(Parse &parse) {
 
 // Does the name stand inside its own expansion, in this text or in one that led to it?
 bool isRecursive(const Parse &parse, const char *name) {
-  for (const CommandSource *source = &parse; source; source = source->outer) {
+  for (const CommandSource *source = &parse; source; source = utSourceOuter(*source)) {
     for (const Expansion *alias = source->aliases; alias; alias = alias->outer) {
       if (utSame(alias->name, name)) return true;
     }

@@ -2,7 +2,8 @@
 // asks, and a frame at its address or below is gone, unless one of the two is on another stack, to
 // which a command has switched. A frame above is gone as well when the one that asks was called
 // from deeper within the program: then its mark has as a rule been overwritten. Where it has not,
-// the record stays until an operation is called from further out, and is safe to read.
+// the record, which lies in the heap, stays until an operation is called from further out. After a
+// report has jumped, a source counts again only when its own frame has gone on.
 #include "config/command/source.h"
 
 #include "base/threadblock.h"
@@ -26,6 +27,8 @@ bool isGone(const CommandSource &source, const void *frame) {
   return utPlatThreadStackHolds(source.frame) && utPlatThreadStackHolds(frame);
 }
 
+bool isKnown(const CommandSource &source) { return source.jumps == utThreadBlock().jumps; }
+
 void drop(ThreadBlock &block) {
   CommandThread &thread = utCommandThread(block);
   CommandSource *source = thread.source;
@@ -48,8 +51,17 @@ CommandSource *utSourceInnermost(const void *frame) {
   return thread.source;
 }
 
+CommandSource *utSourceKnown(const void *frame) {
+  CommandSource *source = utSourceInnermost(frame);
+  return source && isKnown(*source) ? source : nullptr;
+}
+
+const CommandSource *utSourceOuter(const CommandSource &source) {
+  return source.outer && isKnown(*source.outer) ? source.outer : nullptr;
+}
+
 bool utSourceFits(const void *frame, const char *text) {
-  const CommandSource *source = utSourceInnermost(frame);
+  const CommandSource *source = utSourceKnown(frame);
   if (!source || source->depth < utCommandDepthMax) return true;
   utCommandFail<Msg::parseTooDeep>(Z_TRACE_LEVEL_ERROR, utCommandDepthMax, text);
   return false;
@@ -59,7 +71,9 @@ void utSourceEnter(CommandSource &source, const void *frame, CommandSource *vola
   ThreadBlock &block = utThreadBlock();
   CommandThread &thread = utCommandThread(block);
   source.outer = thread.source;
-  source.depth = (source.outer ? source.outer->depth : 0) + (source.file ? 0 : 1);
+  const CommandSource *outer = utSourceOuter(source);
+  source.depth = (outer ? outer->depth : 0) + (source.file ? 0 : 1);
+  source.jumps = block.jumps;
   source.typedBefore = block.typed;
   source.frame = frame;
   mark = &source;
@@ -68,9 +82,14 @@ void utSourceEnter(CommandSource &source, const void *frame, CommandSource *vola
   block.command.end = dropAll;
 }
 
-void utSourceSettle(const CommandSource &source) {
+// With its frame those of the sources around it go on that were known when it was last known.
+void utSourceSettle(CommandSource &source) {
   ThreadBlock &block = utThreadBlock();
   while (utCommandThread(block).source != &source) drop(block);
+  const uint32_t before = source.jumps;
+  if (before == block.jumps) return;
+  for (CommandSource *known = &source; known && known->jumps == before; known = known->outer)
+    known->jumps = block.jumps;
 }
 
 void utSourceLeave(CommandSource &source) {

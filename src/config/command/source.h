@@ -23,6 +23,7 @@ struct CommandSource {
   CommandSource *outer;
   int32_t depth;                          // texts up to here; a file adds the text of its line
   int32_t typedBefore;                    // the thread's flag, to be set back
+  uint32_t jumps;                         // the thread's count when the frame was last known to run
   const void *frame;                      // of the function that parses
   CommandSource *volatile *mark;          // a word of that frame, which holds this record's address
   void (*release)(CommandSource &source); // frees the record and what it owns
@@ -49,6 +50,12 @@ inline constexpr int32_t utCommandDepthMax = 32;
 // not inlined; the sources whose frames are gone are dropped.
 CommandSource *utSourceInnermost(const void *frame);
 
+// The same unless a report has jumped since its frame was last known to run: such a source may be
+// gone without a trace, so it counts neither for the position nor for depth and aliases.
+CommandSource *utSourceKnown(const void *frame);
+// The next one out of a known source, under the same condition.
+const CommandSource *utSourceOuter(const CommandSource &source);
+
 // Is there room for one more? A refusal is reported, with `text`, and counted.
 bool utSourceFits(const void *frame, const char *text);
 
@@ -57,7 +64,7 @@ bool utSourceFits(const void *frame, const char *text);
 void utSourceEnter(CommandSource &source, const void *frame, CommandSource *volatile &mark);
 
 // Drops what a jump has left inside the source, which is in the chain.
-void utSourceSettle(const CommandSource &source);
+void utSourceSettle(CommandSource &source);
 
 // Settles and drops the source itself.
 void utSourceLeave(CommandSource &source);

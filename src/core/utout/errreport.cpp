@@ -11,6 +11,7 @@
 #include "base/memory.h"
 #include "base/places.h"
 #include "base/text.h"
+#include "base/threadblock.h"
 #include "core/utout/fatal.h"
 #include "format/textformat.h"
 #include "platform/platform_file.h"
@@ -461,6 +462,7 @@ void Z_CALL ZutErrReportParamsJmp(const char *function_name, int32_t error_numbe
       std::memcmp(utJumpPoint.buffer, utJumpPoint.armed, sizeof utJumpPoint.armed) == 0) {
     utEndAfterReport();
   }
+  ++utThreadBlock().jumps;
   longjmp(*jump_buffer, 1); // NOLINT(cert-err52-cpp)
 }
 

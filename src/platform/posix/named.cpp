@@ -7,6 +7,7 @@
 // only. The last user removes the file when it closes the object or exits. A file that nobody uses
 // is what a killed process left: creating starts it anew, attaching removes it.
 #include "platform/platform.h"
+#include "platform/platform_file.h"
 #include "platform/platform_thread.h"
 #include "posix_sync.h"
 
@@ -117,6 +118,7 @@ bool map(Object &object) {
 // What a killed process left of an earlier object is wiped out. The memory is reserved: where there
 // is none left, the first touch of a file that is only long enough would end the process.
 bool build(Object &object, Kind kind, bool held) {
+  utPlatFullFilesFail();
   if (ftruncate(object.file, 0) != 0) return failErrno();
   int code;
   do code = posix_fallocate(object.file, 0, sizeof(Shared));

@@ -202,12 +202,17 @@ void utPlatThreadAtEnd(void (*function)(void *), void *argument) {
 
 bool utPlatThreadStackHolds(const void *address) {
   const int error = errno;
+  const auto here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
   pthread_attr_t attributes;
   void *low = nullptr;
   size_t size = 0;
   if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
     pthread_attr_getstack(&attributes, &low, &size);
     pthread_attr_destroy(&attributes);
+  } else { // the system reads its account of the first thread from a file, which may not be had
+    constexpr size_t usual = 8388608;
+    low = reinterpret_cast<void *>(here - usual);
+    size = 2 * usual;
   }
   errno = error;
   return reinterpret_cast<uintptr_t>(address) - reinterpret_cast<uintptr_t>(low) < size;
