@@ -139,13 +139,14 @@ void remove(ZutCbList &list, ZutCb *cb) {
   cb->linked.store(false, std::memory_order_relaxed);
 }
 
-// For a callback that is out of the list.
-void keepRemoved(ZutCbList &list, ZutCb *cb) {
-  if (!(list.lock.word.load() & Z_LIST_USERS)) return;
+// For a callback that is out of the list. False: the list has no users, so nothing is kept.
+bool keepRemoved(ZutCbList &list, ZutCb *cb) {
+  if (!(list.lock.word.load() & Z_LIST_USERS)) return false;
   cb->users.fetch_add(Z_CB_KEPT);
   cb->links.right = list.removed ? &list.removed->links : nullptr;
   list.removed = cb;
   list.leftover.store(1, std::memory_order_relaxed);
+  return true;
 }
 
 // By the list's only user.
@@ -228,6 +229,7 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
     cb->destroyed.store(true, std::memory_order_relaxed);
     remove(list, cb);
     if (!utCbOthersInside(self, *cb)) utCbTellDestroyed(*cb); // from another list, if any
+    else cb->list.store(nullptr, std::memory_order_relaxed);
     utCbRelease(*cb, Z_CB_USER);
   }
   freeRemoved(list);
@@ -529,14 +531,18 @@ int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
   ThreadBlock &self = utThreadBlock();
   ZutCbList *list = writeHome(self, cb);
   if (cb->destroyed.exchange(true)) return utFail(Err::notFound);
+  bool keepsList = false;
   if (list) {
     remove(*list, cb);
-    keepRemoved(*list, cb);
+    keepsList = keepRemoved(*list, cb);
+    if (keepsList) utListRead(self, list->lock); // the change function may still use it
     writeEnd(self, list);
   }
-  utListNote(self); // an inner call of this thread may be inside, too
+  utListNote(self); // this thread may run the callback itself; unnoted it would count as another
   const bool left = utCbAwaitOthers(self, *cb);
   if (left) utCbTellDestroyed(*cb);
+  else cb->list.store(nullptr, std::memory_order_relaxed); // gone when the last one inside leaves
+  if (keepsList) utCbListLeave(self, *list);
   utCbRelease(*cb, Z_CB_USER);
   return left ? 1 : utFail(Err::objectInUse);
 }

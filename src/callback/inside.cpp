@@ -88,6 +88,7 @@ void utCbTellDestroyed(ZutCb &cb) {
   cb.told = 1;
   ZutCbChangeData data = {&cb, Z_CB_CHANGE_DESTROY};
   if (cb.change) cb.change(&cb, &data, cb.changeArgument);
+  cb.list.store(nullptr, std::memory_order_relaxed);
 }
 
 bool utCbOthersInside(const ThreadBlock &self, const ZutCb &cb) {

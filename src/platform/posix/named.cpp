@@ -242,8 +242,9 @@ PlatEvent *utPlatEventAttach(const char *name) { return openEvent(name, false); 
 
 bool utPlatEventClose(PlatEvent *event) {
   Object *object = objectOf(event);
+  // A forked child shares the parent's open file, and would leave a lock of it with the parent.
   const bool mine = unlist(object);
-  setLock(object->file, GATE, F_WRLCK, true);
+  if (mine) setLock(object->file, GATE, F_WRLCK, true);
   discard(*object, !mine || isUsed(*object));
   std::free(object);
   return true;
