@@ -18,6 +18,7 @@
 #include "trace/uttrace.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 
@@ -34,6 +35,7 @@ ZutVPrintFunc flushFunc = nullptr;
 int32_t outputDepth = 0;
 struct ZutTrace *outTrace = nullptr;
 ZutCatalog *defaultCatalog = nullptr;
+std::atomic<bool> catalogMissed{false}; // for lack of descriptors: the next message tries again
 
 // The objects are made in `running` and follow their options when `bound` is reached.
 enum class Init : int32_t { none, running, made, binding, bound };
@@ -144,12 +146,24 @@ void makeCatalogOptions() {
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutOptionSetEnumList(flags, &list);
 }
 
+bool descriptorsLack() { return errno == EMFILE || errno == ENFILE; }
+
+void openCatalogAgain() {
+  char *file = utOptionDup("catalog_file");
+  errno = 0;
+  ZutCatFilenameSet(defaultCatalog, file);
+  catalogMissed = descriptorsLack();
+  Z_FREE(file, "catalog_file");
+}
+
 // The mutex is held. Messages may be printed as soon as it is released, before the objects follow
 // their options: so they take over here what the options hold now.
 void makeDefaults() {
   makeCatalogOptions();
   char *file = utOptionDup("catalog_file");
+  errno = 0;
   defaultCatalog = ZutCatCreate(file);
+  catalogMissed = descriptorsLack();
   Z_FREE(file, "catalog_file");
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCatFlagSet(defaultCatalog, Z_CAT_FLAG_ID);
   struct ZutTrace *trace = defaultTrace();
@@ -229,6 +243,7 @@ int32_t utOutCatVa(int32_t level, int32_t number, CatArguments whose, va_list ar
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   ZutOutInit();
+  if (catalogMissed.exchange(false)) openCatalogAgain();
   int32_t result = 0;
   CatText message;
   if (defaultCatalog && utCatTextBegin(*defaultCatalog, number, whose, message)) {
