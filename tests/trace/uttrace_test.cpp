@@ -1,4 +1,5 @@
 #include "support/child.h"
+#include "support/errors.h"
 
 #include <algorithm>
 #include <climits>
@@ -29,7 +30,7 @@ namespace {
 
 using Trace = struct ZutTrace *;
 
-// In a directory of its own, with the clock standing still and times as plain seconds.
+// In a directory of its own, with a frozen wall clock and times as plain seconds.
 class TraceTest : public testing::Test {
 protected:
   TraceTest() {
@@ -39,10 +40,7 @@ protected:
   }
   ~TraceTest() override {
     if (trace) ZutTraceDestroy(&trace);
-    const ZutTimePair none = {-1, 0};
-    ZutSetTestWallTimeStruct(&none);
-    ZutTimeCvtSetCurrent(ZutTimeCvtLookup("hms"));
-    ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 0.0);
+    rotateAt(0.0);
   }
   void create(const char *file, uint32_t flags = Z_TRACE_FLAG_PREFIX,
               const char *prefix = nullptr) {
@@ -71,14 +69,14 @@ TEST_F(TraceTest, LevelsAndTags) {
     }
     EXPECT_EQ(readFile("levels"), expected) << admitted;
   }
-  for (int32_t level : {-3, 10})
-    EXPECT_TRUE(ZutTraceLevelSet(trace, level) == 0 && ZutErrNumGet() == 7);
+  for (int32_t level : {-3, 10}) EXPECT_ERROR(7, ZutTraceLevelSet(trace, level));
   const char *word = nullptr;
   int32_t level = 0;
-  for (int32_t each = 0; each <= 9; ++each)
-    EXPECT_TRUE(ZutTraceLevelValToStr(each, &word) && ZutTraceLevelStrToVal(word, &level) &&
-                level == each);
-  EXPECT_EQ(ZutTraceLevelValToStr(-1, &word), 0);
+  for (int32_t each = 0; each <= 9; ++each) {
+    EXPECT_TRUE(ZutTraceLevelValToStr(each, &word) && ZutTraceLevelStrToVal(word, &level));
+    EXPECT_EQ(level, each);
+  }
+  for (int32_t each : {-1, 10}) EXPECT_ERROR(7, ZutTraceLevelValToStr(each, &word));
   EXPECT_TRUE(ZutTraceLevelStrToVal("NONE", &level) && level == 0);
   EXPECT_EQ(ZutTraceLevelStrToVal("loud", &level), 0);
 }
@@ -89,8 +87,9 @@ TEST_F(TraceTest, LineParts) {
   ZutTrace(trace, 4, "%s %d\n", "text", 1);
   EXPECT_EQ(readFile("line"), "86400: {x} INFO1: text 1\n");
 
-  const std::string prefix(500, 'p'), text(5000, 't');
-  for (const std::string &part : {std::string(96, 'p'), std::string(130, 'p'), prefix}) {
+  const std::string text(5000, 't');
+  for (const size_t length : {96, 130, 500}) {
+    const std::string part(length, 'p');
     ZutTracePrefixSet(trace, part.c_str());
     ZutTraceFileSet(trace, "long");
     ZutTrace(trace, 4, "%s\n", text.c_str());
@@ -116,14 +115,6 @@ TEST_F(TraceTest, FileNames) {
   ZutTrace(trace, 1, "anew\n");
   EXPECT_EQ(readFile("log"), "anew\n");
   EXPECT_EQ(readFile("log~"), "before\nafter\n");
-
-  FILE *stream = ZutLookupFile("log"); // the program may write to it, too
-  std::fputs("before ", stream);
-  ZutTrace(trace, 1, "line ");
-  ZutTrace(trace, 1, "another ");
-  std::fputs("after", stream);
-  std::fflush(stream);
-  EXPECT_EQ(readFile("log"), "anew\nbefore line another after");
 }
 
 CHILD(unopenable) {
@@ -131,15 +122,14 @@ CHILD(unopenable) {
   ZutTraceFileSet(trace, "no/such/either");
   ZutTrace(trace, 1, "text\n");
   ZutTraceRelease(&trace);
-  std::printf("%d\n", trace == nullptr);
   trace = ZutTraceCreateWithCatalog("t", "stderr", Z_TRACE_FLAG_PREFIX, nullptr);
   ZutTraceCat(trace, 1, 5065, "x"); // before any message of the library
 }
 
-TEST_F(TraceTest, UnopenableFileGivesStandardOutput) {
+TEST_F(TraceTest, AFileThatCannotBeOpenedBecomesStandardOutput) {
   const Result result = runChild("unopenable");
   EXPECT_EQ(result.out, "WARNING: Unable to open trace file <no/such/directory> switching to "
-                        "stdout.\ntext\n1\n");
+                        "stdout.\ntext\n");
   EXPECT_EQ(result.err, "ORL-WL-05065-I Unknown command <x>.\n");
 }
 
@@ -191,7 +181,7 @@ TEST_F(TraceTest, PrintsAsPrintfDoes) {
 
 TEST_F(TraceTest, WithoutBackupNothingIsLost) {
   Capture output;
-  ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 6.0);
+  rotateAt(6.0);
   const auto fill = [&] {
     create("log");
     for (int i = 0; i < 6; ++i) ZutTrace(trace, 1, "%d234\n", i);
@@ -253,48 +243,42 @@ TEST_F(TraceTest, TellsWhatAFullDiskCost) {
 }
 #endif
 
-// Every line is stamped before it is written, so that each rotation finds another name for its
-// backup and no backup replaces another.
-int32_t Z_CALL nameNextBackup(double, const char **text) {
-  static int count = 0;
-  ZutOptionSetStr(ZutOptionLookup("backup_name"), ("." + std::to_string(++count)).c_str());
-  *text = "t";
-  return 1;
-}
-
-CHILD(rotating) {
+TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
   ZutInitThreads();
-  ZutOptionSetNum(ZutOptionLookup("trace_file_size"), 5000.0);
-  Trace trace = ZutTraceCreate("t", "log", 7, nullptr);
-  ZutTimeCvtSetCurrent(ZutTimeCvtCreate("naming", nameNextBackup, nullptr, nullptr));
+  rotateAt(5000.0);
+  create("log", 7);
+  // A line is stamped before it is written, so each rotation finds another name for its backup.
+  const auto stamp = [](double, const char **text) -> int32_t {
+    static int count = 0;
+    ZutOptionSetStr(ZutOptionLookup("backup_name"), ("." + std::to_string(++count)).c_str());
+    *text = "t";
+    return 1;
+  };
+  ZutTimeCvtSetCurrent(ZutTimeCvtCreate("naming", stamp, nullptr, nullptr));
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([=] {
+    threads.emplace_back([=, this] {
       for (int k = 0; k < 1000; ++k) ZutTrace(trace, 1, "thread %d line %d.....\n", i, k);
     });
   }
-  for (int i = 0; i < 200; ++i) { // settings may change meanwhile
+  for (int i = 0; i < 200; ++i) { // settings may change at the same time
     ZutTraceLevelSet(trace, 1 + i % 9);
     ZutTraceFlagSet(trace, 8u);
     ZutTracePrefixSet(trace, i % 2 ? "" : "p");
     Trace other = ZutTraceCreate("o", "log", 0, nullptr); // the same file
     ZutTraceDestroy(&other);
   }
-  ZutTracePrefixSet(trace, nullptr);
   for (std::thread &thread : threads) thread.join();
   ZutTraceDestroy(&trace);
-}
+  ZutOptionSetStr(ZutOptionLookup("backup_name"), "~");
 
-TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
-  const Result result = runChild("rotating");
-  EXPECT_EQ(result.code, 0) << result.err;
   const std::regex whole(R"(t: (\{p\} )?ERROR: (thread \d line \d+)\.{5})");
   std::set<std::string> lines;
-  std::string line;
   int files = 0, count = 0;
   for (const fs::directory_entry &file : fs::directory_iterator(".")) {
     ++files;
-    for (std::istringstream stream(readFile(file.path())); std::getline(stream, line); ++count) {
+    std::istringstream stream(readFile(file.path()));
+    for (std::string line; std::getline(stream, line); ++count) {
       std::smatch parts;
       EXPECT_TRUE(std::regex_match(line, parts, whole)) << line;
       lines.insert(parts[2]);
@@ -302,7 +286,7 @@ TEST_F(TraceTest, RotatingFromFourThreadsLosesNoLine) {
   }
   EXPECT_GT(files, 20);
   EXPECT_EQ(count, 4000);
-  EXPECT_EQ(lines.size(), 4000u) << "of another each";
+  EXPECT_EQ(lines.size(), 4000u) << "no line twice";
 }
 
 // Objects without flags of their own follow the option, and so does the default object.
