@@ -3,6 +3,7 @@
 
 #include "trace/binding.h"
 
+#include "base/check.h"
 #include "base/print.h"
 #include "base/processlock.h"
 #include "containers/hash.h"
@@ -23,6 +24,7 @@ ZutOption *utFindOption(const char *name) {
 
 ZutWord utLiveAdd(void *object) {
   const ProcessGuard guard;
+  utCheck(object);
   if (!live) live = ZutHashCreateInt(32);
   ZutHashInsert(live, ++lastNumber, reinterpret_cast<ZutWord>(object));
   return lastNumber;
@@ -30,6 +32,7 @@ ZutWord utLiveAdd(void *object) {
 
 void utLiveRemove(ZutWord number) {
   const ProcessGuard guard;
+  utCheck(live && utHashFind(live, number));
   ZutHashDelete(live, number);
 }
 

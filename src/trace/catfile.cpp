@@ -6,6 +6,7 @@
 
 #include "trace/catfile.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/filename.h"
 #include "base/memory.h"
@@ -52,6 +53,7 @@ bool isSameFile(const char *a, const char *b) {
 // The first file in the list that is taken, or null.
 template <class Take>
 ZutCatalogFile *findFile(Take take) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (!files) ZutDqOpen(&files);
   for (ZutDqNode *node = files->right; node != files; node = node->right) {
     auto *file = reinterpret_cast<ZutCatalogFile *>(node);
@@ -61,6 +63,7 @@ ZutCatalogFile *findFile(Take take) {
 }
 
 void freeFile(ZutCatalogFile *file) {
+  utCheck(file->pins == 0);
   ZutHashDestroy(file->table, nullptr, 0);
   while (CatBlock *block = file->blocks) {
     file->blocks = block->next;
@@ -116,6 +119,7 @@ const char *parseLine(string_view whole, CatLine &line) {
 }
 
 char *takeBytes(ZutCatalogFile *file, int32_t count) {
+  utCheck(count > 0 && count <= blockSize - static_cast<int32_t>(sizeof(CatBlock)));
   CatBlock *block = file->blocks;
   if (!block || block->size - block->used < count) {
     const int32_t size = block ? std::min(4 * block->size, maxBlockSize) : blockSize;
@@ -124,6 +128,7 @@ char *takeBytes(ZutCatalogFile *file, int32_t count) {
     file->blocks = block;
   }
   block->used += count;
+  utCheck(block->used <= block->size);
   return reinterpret_cast<char *>(block) + block->used - count;
 }
 
@@ -139,6 +144,7 @@ char *putText(char *&at, string_view text) {
 void keepLine(ZutCatalogFile *file, const CatLine &line) {
   const size_t fields = line.vendor.size() + line.product.size();
   const size_t id = fields + line.number.size() + line.severity.size() + 3;
+  utCheck(id <= line.whole.size());
   constexpr size_t align = alignof(CatMessage);
   const size_t texts = fields + 2 + id + 1 + line.whole.size() + 1;
   const auto size = static_cast<int32_t>((sizeof(CatMessage) + texts + align - 1) / align * align);
@@ -151,6 +157,7 @@ void keepLine(ZutCatalogFile *file, const CatLine &line) {
   key.product = putText(at, line.product);
   key.complete_id = putText(at, line.whole.substr(0, id));
   key.complete_str = putText(at, line.whole);
+  utCheck(at <= start + size);
   key.display = key.complete_str + id;
   while (utIsSpace(*key.display)) ++key.display;
   auto *message = new (start) CatMessage{key, {}};
@@ -192,6 +199,7 @@ char *dropReturns(char *at, char *end) {
 
 void readOn(Window &window) {
   const auto rest = static_cast<size_t>(window.end - window.at);
+  utCheck(rest < windowSize); // there is room to read into
   std::memmove(window.space, window.at, rest);
   const size_t count = std::fread(window.space + rest, 1, windowSize - rest, window.stream);
   window.ended = count == 0;
@@ -213,6 +221,7 @@ void takeLines(ZutCatalogFile *file, Window &window) {
     if (const size_t newline = piece.find('\n'); newline != piece.npos) {
       piece = piece.substr(0, newline + 1);
     }
+    utCheck(!piece.empty() && piece.size() <= utCatMaxLine);
     window.at += piece.size();
     takeLine(file, beforeNul(piece));
   }
@@ -254,6 +263,7 @@ ZutCatalogFile *utCatFileShare(const char *filename) {
   ZutProcessMutexLock();
   ZutCatalogFile *file =
       findFile([&](ZutCatalogFile *each) { return isSameFile(each->filename, filename); });
+  utCheck(!file || file->refcount > 0); // at 0 it leaves the list
   if (file) ++file->refcount;
   else file = readFile(filename);
   ZutProcessMutexUnlock();
@@ -262,6 +272,7 @@ ZutCatalogFile *utCatFileShare(const char *filename) {
 
 void utCatFileRelease(ZutCatalogFile *file) {
   const ProcessGuard guard;
+  utCheck(file->pins >= 0);
   if (--file->refcount != 0) return; // below 0 it has left the list already
   ZutDqDetach(files, &file->links);
   freeUnused(file);
@@ -269,11 +280,13 @@ void utCatFileRelease(ZutCatalogFile *file) {
 
 void utCatFilePin(ZutCatalogFile *file) {
   const ProcessGuard guard;
+  utCheck(file->pins >= 0);
   ++file->pins;
 }
 
 void utCatFileUnpin(ZutCatalogFile *file) {
   const ProcessGuard guard;
+  utCheck(file->pins > 0);
   --file->pins;
   freeUnused(file);
 }

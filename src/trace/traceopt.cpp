@@ -1,6 +1,7 @@
 // The options that trace objects follow: their making, binding and unbinding, and the options that
 // an object has for itself.
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/text.h"
@@ -51,6 +52,7 @@ template <void take(Trace *, ZutOption *)>
 void Z_CALL changed(void *option, void *, ZutWord argument) {
   auto *trace = static_cast<Trace *>(utLiveEnter(argument));
   if (!trace) return;
+  utCheck(trace->number == argument);
   take(trace, static_cast<ZutOption *>(option));
   utLiveLeave();
 }
@@ -80,6 +82,7 @@ constexpr OwnOption ownFile = {"trace_file_", ZutTraceFileOptionCreate, changed<
 constexpr OwnOption ownFlags = {"trace_flags_", ZutTraceFlagsOptionCreate, changed<takeFile>};
 
 void ownName(ZutSafeString *name, const OwnOption &own, const Trace *trace) {
+  utCheck(trace->name);
   ZutSafeStringCreate(name);
   ZutSafeStringAppend(name, own.prefix);
   ZutSafeStringAppend(name, trace->name);
@@ -112,6 +115,7 @@ int32_t destroyOwn(const OwnOption &own, Trace *trace) {
 }
 
 void takeNow(Trace *trace, const char *option_name, ZutCbFunc handler) {
+  utCheck(trace->number != 0);
   if (ZutOption *option = ZutOptionLookup(option_name)) handler(option, nullptr, trace->number);
 }
 

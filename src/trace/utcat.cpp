@@ -7,6 +7,7 @@
 
 #include "trace/utcat.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/messages.h"
@@ -46,11 +47,13 @@ void retire(ZutCatalog &catalog, ZutCatalogFile *file) {
 }
 
 void giveUp(ZutCatalog &catalog) {
+  utCheck(!catalog.holds || catalog.file.load());
   if (catalog.holds) utCatFileRelease(catalog.file);
   catalog.holds = false;
 }
 
 void pointAt(ZutCatalog &catalog, const char *filename) {
+  utCheck(!catalog.holds); // what it held was given up
   ZutCatalogFile *file = filename ? utCatFileShare(filename) : nullptr;
   if (file) utCatFilePin(file);
   catalog.holds = file != nullptr;
@@ -66,6 +69,7 @@ public:
     if (counted_) catalog_.readers.fetch_add(1);
   }
   ~Reading() {
+    utCheck(!counted_ || catalog_.readers.load() > 0);
     if (counted_) catalog_.readers.fetch_sub(1);
   }
   Reading(const Reading &) = delete;
@@ -85,6 +89,7 @@ Search find(ZutCatalog &catalog, int32_t id, CatMessage *&message) {
   const ZutHashBucket *bucket = utHashFind(file->table, id);
   if (!bucket) return Search::missing;
   message = reinterpret_cast<CatMessage *>(bucket->value);
+  utCheck(message->key.id == id);
   return Search::found;
 }
 
@@ -134,6 +139,7 @@ bool takesArguments(CatMessage &message, CatArguments whose) {
 const char *listingFormat(CatText &out, std::string_view text, const MessageKinds &kinds) {
   const bool hasEnd = text.ends_with('\n');
   if (hasEnd) text.remove_suffix(1);
+  utCheck(text.size() <= utCatMaxLine);
   char *at = out.space;
   for (char c : text) {
     if (c == '%') *at++ = '%';
@@ -145,6 +151,7 @@ const char *listingFormat(CatText &out, std::string_view text, const MessageKind
   }
   if (hasEnd) *at++ = '\n';
   *at = 0;
+  utCheck(at < std::end(out.space));
   return out.space;
 }
 
@@ -199,6 +206,7 @@ int32_t unbind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) 
 int32_t count(ZutCatalog *catalog, int32_t change) {
   const ZutWord resource = wordOf(&catalog->refcount);
   ZutResourceLock(resource);
+  utCheck(catalog->refcount > 0);
   const int32_t references = catalog->refcount += change;
   ZutResourceUnlock(resource);
   return references;
@@ -223,7 +231,10 @@ bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatArguments whose, CatText
   return true;
 }
 
-void utCatTextEnd(ZutCatalog &catalog) { catalog.readers.fetch_sub(1); }
+void utCatTextEnd(ZutCatalog &catalog) {
+  utCheck(catalog.readers.load() > 0);
+  catalog.readers.fetch_sub(1);
+}
 
 extern "C" {
 
@@ -255,6 +266,7 @@ int32_t Z_CALL ZutCatDestroy(ZutCatalog *catalog) {
   giveUp(*catalog);
   catalog->readers = 0; // a printing that was left by a jump does not count
   pointAt(*catalog, nullptr);
+  utCheck(!catalog->retired);
   Z_FREE(catalog, "cat_return");
   return 1;
 }

@@ -8,6 +8,7 @@
 
 #include "trace/uttrace.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/print.h"
@@ -61,6 +62,8 @@ constexpr string_view levelTags[] = {
     "INFO2: ",  "VERBOSE: ", "VERBOSE1: ", "VERBOSE2: ", "DEBUG: ",
 };
 
+static_assert(std::size(levelTags) == Z_TRACE_LEVEL_DEBUG - Z_TRACE_LEVEL_ALWAYS + 1);
+
 string_view levelTag(int32_t level) {
   const bool known = level >= Z_TRACE_LEVEL_ALWAYS && level <= Z_TRACE_LEVEL_DEBUG;
   return known ? levelTags[level - Z_TRACE_LEVEL_ALWAYS] : "UNKNOWN: ";
@@ -86,6 +89,7 @@ ZutFileNode *replaceWithStandardOutput(const char *name) {
 
 // The mutex is held.
 ZutFileNode *openFile(const char *name) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   const bool append = *name == '@';
   name += append;
   if (utSame(name, "stdout")) return standardFile(stdout);
@@ -116,6 +120,7 @@ void closeTableFile(FILE *stream) {
 }
 
 void closeFile(ZutFileNode *file) {
+  utCheck(file->stream);
   if (isTableFile(file)) closeTableFile(file->stream);
   else Z_FREE(file, "new_file");
 }
@@ -130,6 +135,7 @@ void setFile(Trace &trace, ZutFileNode *file) {
 // The count begins again whatever comes of it, so that what fails is tried again only after as many
 // bytes. Until then the stream goes on in the file that it has.
 void rotate(ZutFileNode &file) {
+  utCheck(isTableFile(&file));
   file.bytes_written = 0;
   const FileRotation outcome = utFileRotate(file.stream, file.fname, file.mode);
   if (outcome == FileRotation::done) setCut(file.stream, false);
@@ -142,6 +148,7 @@ void rotate(ZutFileNode &file) {
 void rotateFull(ZutFileNode &file) {
   static SettingCache size{"trace_file_size", nullptr, 0}; // the mutex is held
   const int32_t limit = utToInt32(utOptionNumber(size, 0.0));
+  utCheck(file.bytes_written >= 0);
   if (limit > 0 && file.bytes_written >= limit) rotate(file);
 }
 
@@ -159,6 +166,7 @@ struct Line {
 int formatAny(Line &line, const char *format, va_list args) {
   va_list again;
   va_copy(again, args);
+  utCheck(!line.block);
   int length = std::vsnprintf(line.start, lineRoom, format, args);
   if (length >= lineRoom) {
     line.block = utNewArray<char>(int64_t{headRoom} + length + 1, "trace_line");
@@ -177,6 +185,7 @@ void formatMessage(Line &line, const char *format, va_list args) {
   int length = utFormatPlain(line.start, lineRoom, format, args);
   if (length < 0) length = formatAny(line, format, again);
   line.length = length > 0 ? static_cast<size_t>(length) : 0;
+  utCheck(line.block || line.length < lineRoom);
   va_end(again);
 }
 
@@ -191,6 +200,7 @@ void makeRoom(Line &line, size_t size) {
 
 void putBefore(Line &line, string_view text) {
   const char *first = line.block ? line.block : line.space;
+  utCheck(line.start >= first);
   if (text.size() > static_cast<size_t>(line.start - first)) makeRoom(line, text.size());
   line.start -= text.size();
   line.length += text.size();
@@ -244,9 +254,11 @@ void putLine(Trace &trace, ZutFileNode &file, Line &line) {
   const size_t taken = utPlatFilePut(file.stream, line.start, line.length);
   file.bytes_written = static_cast<int32_t>(
       std::min<int64_t>(file.bytes_written + static_cast<int64_t>(taken), INT32_MAX));
+  utCheck(taken <= line.length && amends <= line.length);
   if (taken >= amends) trace.lostMessages = trace.lostBytes = 0;
   setCut(file.stream, taken < line.length);
   if (taken == line.length) return;
+  utCheck(trace.lostMessages >= 0 && trace.lostBytes >= 0);
   ++trace.lostMessages;
   trace.lostBytes += static_cast<int64_t>(line.length - std::max(taken, amends));
   reportLoss(trace, file);
@@ -312,6 +324,7 @@ Trace *Z_CALL ZutTraceCreateWithCatalog(const char *name, const char *file_name,
 }
 
 Trace *Z_CALL ZutTraceAddref(Trace *trace) {
+  utCheck(trace->refcount.load() > 0);
   trace->refcount.fetch_add(1, std::memory_order_relaxed);
   return trace;
 }
@@ -329,6 +342,7 @@ int32_t Z_CALL ZutTraceDestroy(Trace **trace) {
     ZutCatFilenameOptionUnbind(gone->catalog, "catalog_file");
     ZutCatFlagsOptionUnbind(gone->catalog, "catalog_flags");
   }
+  utCheck(gone->refcount.load() >= 0);
   utLiveRemove(gone->number);
   if (gone->lostMessages)
     utReport<Msg::traceLostAtEnd>(Z_TRACE_LEVEL_WARNING, gone->name, gone->lostMessages,
@@ -336,6 +350,7 @@ int32_t Z_CALL ZutTraceDestroy(Trace **trace) {
   ZutTraceCatalogUnbind(gone);
   ZutTraceFileSet(gone, nullptr);
   ZutTracePrefixSet(gone, nullptr);
+  utCheck(!gone->file.load() && !gone->prefix && !gone->catalog);
   Z_FREE(gone->name, "(*trace)->name");
   Z_FREE(gone, "*trace");
   *trace = nullptr;

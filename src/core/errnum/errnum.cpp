@@ -4,6 +4,7 @@
 // runtime's, the system's and the socket layer's reasons stay where those layers keep them and are
 // never disturbed by setting the number. The table of texts is made by the first call that needs
 // it, lives as long as the process, and is guarded by the process mutex.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/jump.h"
 #include "base/print.h"
@@ -165,11 +166,13 @@ uint8_t debugFlags[Z_DEBUG_FLAG_COUNT];
 
 // Under the process mutex.
 ZutHashTable *textTable() {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (table) return table;
   table = ZutHashCreateInt(50);
   for (const Row &row : texts) {
     ZutHashInsert(table, row.number, reinterpret_cast<ZutWord>(row.text));
   }
+  utCheck(ZutHashGetSize(table) == static_cast<int32_t>(std::size(texts))); // no number twice
   return table;
 }
 
@@ -344,6 +347,7 @@ int32_t Z_CALL ZutPerror(const char *prefix) {
   case Err::socket: systemReason(state.socket, text); break;
   default: return 1;
   }
+  utCheck(std::strlen(text) < reasonSize);
   ZutOutDebug("%s: %s\n", prefix, text);
   return ZutErrNumRestoreTsd(&state, tsd);
 }

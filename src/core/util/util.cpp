@@ -2,6 +2,7 @@
 //
 // All state here is guarded by the process mutex, except the frame state, which belongs to the one
 // thread that runs the frames.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/filename.h"
@@ -107,6 +108,7 @@ char *Z_CALL ZutGetUserName(char *buffer) {
   // Another thread may have been faster: its name is the one that every later call gives.
   if (userName) Z_FREE(found, "utUserName");
   else userName = found;
+  utCheck(std::strlen(userName) < nameSize);
   return static_cast<char *>(std::memcpy(buffer, userName, nameSize));
 }
 
@@ -119,6 +121,7 @@ char *Z_CALL ZutGetNodeName(char *buffer) {
     ZutPerror("gethostname");
   }
   nameFromEnv(buffer, "VN_FORCE_NODE_NAME");
+  utCheck(std::strlen(buffer) < nameSize);
   return buffer;
 }
 
@@ -161,6 +164,7 @@ int32_t Z_CALL ZutFrameCheck(int32_t mode) {
   const double now = ZutGetWallTime();
   const double elapsed = std::max(now - frame.start, 0.0); // the clock may have been set back
   frame.start = now;
+  utCheck(elapsed >= 0.0);
   if (elapsed > interval) {
     utReport<Msg::frameOverrun>(Z_TRACE_LEVEL_WARNING, ZutRealToStr(elapsed - interval));
     return utFail(Err::timeout);

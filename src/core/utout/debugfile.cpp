@@ -6,6 +6,7 @@
 
 #include "core/utout/debugfile.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -31,6 +32,8 @@ std::atomic<FILE *> debugStream{nullptr};
 std::atomic<DebugName *> debugName{nullptr};
 
 void setName(const char *text) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(*text);
   if (utSame(utDebugName(), text)) return;
   auto *name = utNew<DebugName>("debug_name");
   name->older = debugName;
@@ -39,6 +42,7 @@ void setName(const char *text) {
 }
 
 void useStream(FILE *stream, const char *name) {
+  utCheck((stream == stderr) == utSame(name, standardError));
   setName(name);
   debugStream.store(stream, std::memory_order_release);
 }
@@ -78,6 +82,7 @@ int32_t openDebug(const char *given) {
 
 // Renames the file behind the open stream.
 int32_t renameFile(const char *name) {
+  utCheck(isDebugFile(debugStream));
   if (utPlatFileReplace(utDebugName(), name)) return 1;
   ZutErrNumSetC(0);
   return 0;
@@ -99,6 +104,7 @@ int32_t changeName(const char *name) {
 }
 
 void printDebug(FILE *stream, const char *format, va_list args) {
+  utCheck(stream);
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   std::vfprintf(stream, format, args);

@@ -1,6 +1,7 @@
 // The dump file: its stream while it is open, and its name from the first opening to the end of
 // the process. Both are guarded by the process mutex.
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -29,6 +30,8 @@ bool makeName() {
 }
 
 FILE *openDump(const char *mode, bool afresh) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(!dumpStream || dumpName);
   if (dumpStream) return utFailNull(Err::exists);
   if (!makeName()) return utFailNull(Err::notFound);
   if (afresh) ZutDeleteFile(dumpName);
@@ -42,6 +45,7 @@ FILE *openDump(const char *mode, bool afresh) {
 
 int32_t closeDump() {
   if (!dumpStream) return utFail(Err::notFound);
+  utCheck(dumpName);
   FILE *stream = dumpStream;
   dumpStream = nullptr;
   return ZutCloseFile(stream);

@@ -5,6 +5,7 @@
 // whatever they hold ends in a report or in one of the complaints. A value is printed with the
 // caller's own conversion, which was taken apart and checked when the parameter was set; no other
 // text of a caller's, and none of the file's, is ever a format.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/jump.h"
@@ -110,6 +111,7 @@ bool isPlain(const Conversion &c) {
 
 // The type of the conversion's value; none for a size that the letter does not take.
 Type typeOf(const Conversion &c) {
+  utCheck(c.start < c.sizes && c.sizes <= c.letter);
   const auto sizeLetters = c.letter - c.sizes;
   const char size = sizeLetters == 0 ? ' ' : *c.sizes;
   if (sizeLetters > 1 || size == 'L') return Type::none;
@@ -142,6 +144,7 @@ void setParam(Param &param, const char *format, const Conversion &c, const void 
   param.conversion = utDupPart(c.start, static_cast<size_t>(end - c.start), label);
   param.after = utDup(end, label);
   param.type = typeOf(c);
+  utCheck(param.type != Type::none);
   copyValue(param, value);
 }
 
@@ -176,6 +179,7 @@ void printParam(const Param &param) {
     std::printf("\nutErrPrintLine: Undefined arg type.\n");
     return;
   }
+  utCheck(*param.conversion == '%');
   printAround(param.before);
   printValue(param);
   printAround(param.after);
@@ -203,6 +207,7 @@ bool readLine(Line &line) {
     if (c == '\n' && length > 0 && line.text[length - 1] == '\r') --length;
     if (c != '\0') line.text[length++] = static_cast<char>(c);
   }
+  utCheck(length < lineSize);
   line.text[length] = '\0';
   line.ended = c == '\n';
   return length > 0;
@@ -287,7 +292,9 @@ bool readParams(Line &line) {
 
 // The first parameter whose name is what the text begins with, or null.
 const Param *paramAt(const char *text) {
+  utCheck(paramCount >= 0 && paramCount <= paramLimit);
   for (int32_t i = 0; i < paramCount; ++i) {
+    utCheck(params[i].name);
     if (std::strncmp(text, params[i].name, std::strlen(params[i].name)) == 0) return &params[i];
   }
   return nullptr;
@@ -342,6 +349,7 @@ void printSection(Line &line, const Section &section) {
 
 // The file stands at its start. Gives 0 when the entry's parameters cannot be read.
 int32_t printReport(int32_t number) {
+  utCheck(errorFile);
   Line line;
   const int32_t severity = findEntry(line, number) ? readSeverity(line) : -1;
   if (severity < 0 || severity < ZutErrSeverityGet()) {

@@ -4,6 +4,7 @@
 // program in which some thread holds that mutex for ever must still be able to report and to end.
 // So the list of exit handlers is lock-free (many push, the one thread that holds `exitLock` pops)
 // and the state that the report prints is read without locks.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/fastlock.h"
@@ -37,6 +38,7 @@ FastLock reportLock;                      // held while a report ends, or is to 
 std::atomic<bool> endless{false};         // a report has returned without an end
 
 ExitHandler *takeNewest() {
+  utCheck(utFastHeld(exitLock));
   ExitHandler *newest = exitHandlers.load(std::memory_order_acquire);
   while (newest && !exitHandlers.compare_exchange_weak(newest, newest->next)) {
   }
@@ -75,6 +77,7 @@ void flush(FILE *stream) {
 int32_t leaveProcessMutex() {
   const int32_t depth = utProcessMutexDepth();
   for (int32_t i = 0; i < depth; ++i) ZutProcessMutexUnlock();
+  utCheck(utProcessMutexDepth() == 0);
   return depth;
 }
 
@@ -89,11 +92,13 @@ bool beginReport(int32_t &depth) {
     depth = leaveProcessMutex();
     utFastEnter(reportLock);
   }
+  utCheck(utFastHeld(reportLock));
   if (endless) abortProcess();
   return true;
 }
 
 void endReport(int32_t depth) {
+  utCheck(utFastHeld(reportLock));
   utFastLeave(reportLock);
   for (int32_t i = 0; i < depth; ++i) ZutProcessMutexLock();
 }

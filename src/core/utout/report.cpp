@@ -2,6 +2,7 @@
 
 #include "base/report.h"
 
+#include "base/check.h"
 #include "base/threadblock.h"
 #include "core/utout/utout.h"
 #include "trace/uttrace.h"
@@ -21,6 +22,7 @@ void utReportNumber(int32_t level, int32_t number, ...) {
   va_start(args, number);
   const int32_t printed = utOutCatVa(level, number, CatArguments::library, args);
   va_end(args);
+  utCheck(printed == 0 || printed == 1);
   // Makes no block: memory may be exhausted.
   if (auto *block = static_cast<ThreadBlock *>(utPlatThreadBlockGet()))
     reportsOf(*block) += printed;

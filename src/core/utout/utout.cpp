@@ -6,6 +6,7 @@
 
 #include "core/utout/utout.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -47,12 +48,14 @@ int32_t Z_CALL printStandard(const char *format, va_list args) {
 
 // The mutex is held.
 int32_t callOutput(ZutVPrintFunc function, const char *format, va_list args) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   if (outputDepth >= maxOutputDepth) function = printStandard;
   ++outputDepth;
   const int32_t result = function(format, args);
   --outputDepth;
+  utCheck(outputDepth >= 0);
   ZutErrNumRestoreTsd(&state, tsd);
   return result;
 }
@@ -159,6 +162,7 @@ void openCatalogAgain() {
 // The mutex is held. Messages may be printed as soon as it is released, before the objects follow
 // their options: so they take over here what the options hold now.
 void makeDefaults() {
+  utCheck(init == Init::running && !defaultCatalog);
   makeCatalogOptions();
   char *file = utOptionDup("catalog_file");
   errno = 0;
@@ -167,6 +171,7 @@ void makeDefaults() {
   Z_FREE(file, "catalog_file");
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutCatFlagSet(defaultCatalog, Z_CAT_FLAG_ID);
   struct ZutTrace *trace = defaultTrace();
+  utCheck(!trace->catalog);
   ZutTraceCatalogBind(defaultCatalog, trace);
   ZutTraceLevelOptionCreate("_trace_level_catalog");
   ZutTraceFileOptionCreate("_trace_file_catalog");
@@ -188,6 +193,7 @@ void makeOnce() {
 
 void bindDefaults() {
   struct ZutTrace *trace = utDefaultTraceObj;
+  utCheck(init == Init::binding && trace && defaultCatalog);
   ZutCatFilenameOptionBind(defaultCatalog, "catalog_file");
   ZutCatFlagsOptionBind(defaultCatalog, "catalog_flags");
   for (const char *name : {"trace_level", "_trace_level_catalog"}) {
@@ -230,6 +236,7 @@ double increase(double before, double after) {
 }
 
 double cpuPercent(const CpuSample &now) {
+  utCheck(cpuSampled);
   const double used = increase(cpuBefore.user, now.user) + increase(cpuBefore.kernel, now.kernel);
   const double elapsed =
       std::chrono::duration<double, std::milli>(now.time - cpuBefore.time).count();
