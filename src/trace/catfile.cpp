@@ -36,7 +36,7 @@ constexpr int32_t expectedMessages = 10000;
 constexpr size_t maxFileName = 255;
 constexpr size_t windowSize = 64 * 1024;
 // Of the first block; each further one is four times as large, so that most of what a large file
-// needs is one piece, which the runtime keeps or gives back as a whole.
+// needs is one piece, which the runtime keeps or returns to the system as a whole.
 constexpr int32_t blockSize = 32 * 1024;
 constexpr int32_t maxBlockSize = 2 * 1024 * 1024;
 static_assert(blockSize > 8 * utCatMaxLine); // any line fits
@@ -50,7 +50,7 @@ bool isSameFile(const char *a, const char *b) {
   return utSame(a, b) || (utSameName(a, b) && !utPlatFilesDiffer(a, b));
 }
 
-// The first file in the list that is taken, or null.
+// The first file in the list for which `take` is true, or null.
 template <class Take>
 ZutCatalogFile *findFile(Take take) {
   utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
@@ -109,7 +109,7 @@ const char *parseLine(string_view whole, CatLine &line) {
   line.number = fields.next('-');
   line.severity = fields.next(' ');
   if (line.severity.empty()) return "ORL-WL-00000-W Corrupt catalog %s: %.*s";
-  // The number is read up to the delimiter behind it, which only a blank field would not stop.
+  // The delimiter that follows ends the number; past a blank field it would be read as a sign.
   const bool blank =
       std::all_of(line.number.begin(), line.number.end(), [](char c) { return utIsSpace(c); });
   line.id = blank ? 0 : utParseInt(line.number.data());
@@ -139,8 +139,8 @@ char *putText(char *&at, string_view text) {
   return start;
 }
 
-// The identifier's length is reckoned with one delimiter between the fields: more of them shift
-// what is taken for the identifier and the text. Kept.
+// The identifier's length is computed with one delimiter between the fields: more of them shift
+// where the identifier ends and the text starts. Kept.
 void keepLine(ZutCatalogFile *file, const CatLine &line) {
   const size_t fields = line.vendor.size() + line.product.size();
   const size_t id = fields + line.number.size() + line.severity.size() + 3;
@@ -186,8 +186,7 @@ struct Window {
   char space[windowSize];
 };
 
-// Where the runtime does not do it, the carriage return before a line's end goes. Gives the new
-// end.
+// Removes the carriage return before a line's end, where the runtime does not. Returns the new end.
 char *dropReturns(char *at, char *end) {
   auto *to = static_cast<char *>(std::memchr(at, '\r', static_cast<size_t>(end - at)));
   if (!to) return end;
@@ -212,7 +211,7 @@ string_view beforeNul(string_view text) { return text.substr(0, text.find('\0'))
 
 void takeLines(ZutCatalogFile *file, Window &window) {
   for (;;) {
-    // One character more: a carriage return at the end is not understood before the next one.
+    // One character more than a line: what follows a carriage return decides whether it stays.
     if (!window.ended && window.end - window.at <= static_cast<ptrdiff_t>(utCatMaxLine))
       readOn(window);
     if (window.at == window.end) return;

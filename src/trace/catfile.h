@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-// Whether a message's text may meet its arguments: found out at the first printing.
+// Whether a message's text may be formatted with its arguments: decided at the first printing.
 enum class CatVerdict : uint8_t { unknown, agrees, differs };
 
 // Whose arguments they are: the library's, of the kinds in its table, or a program's, of kinds that
@@ -24,7 +24,7 @@ struct CatBlock; // storage of messages, catfile.cpp
 struct ZutCatalogFile {
   ZutDqNode links;
   ZutHashTable *table; // number to CatMessage
-  int32_t refcount;    // of those who share the file; at 0 it leaves the list
+  int32_t refcount;    // to the file; at 0 it leaves the list
   int32_t present;     // found to exist
   char *filename;
   int32_t pins; // of catalogs that still point at it: the memory stays
@@ -33,8 +33,8 @@ struct ZutCatalogFile {
 
 // One reference: to a file in the list, or to one read now. Null when it cannot be read.
 ZutCatalogFile *utCatFileShare(const char *filename);
-// Gives the reference up.
+// Releases the reference.
 void utCatFileRelease(ZutCatalogFile *file);
-// Keep and let go the memory of a file, whoever gives it up meanwhile.
+// Keep the memory of a file though its last reference is released, and let it go again.
 void utCatFilePin(ZutCatalogFile *file);
 void utCatFileUnpin(ZutCatalogFile *file);

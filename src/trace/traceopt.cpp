@@ -57,7 +57,7 @@ void Z_CALL changed(void *option, void *, ZutWord argument) {
   utLiveLeave();
 }
 
-// An option that does not exist is no failure: nothing is bound.
+// A missing option is no failure: nothing is bound.
 int32_t bind(Trace *trace, const char *option_name, ZutCbFunc handler) {
   if (!trace || !option_name) return utFail(Err::nullPointer);
   ZutOption *option = utFindOption(option_name);
@@ -78,7 +78,7 @@ struct OwnOption {
 };
 constexpr OwnOption ownLevel = {"trace_level_", ZutTraceLevelOptionCreate, changed<takeLevel>};
 constexpr OwnOption ownFile = {"trace_file_", ZutTraceFileOptionCreate, changed<takeFile>};
-// Its words are taken as a file's name. Kept.
+// Its words are used as a file's name. Kept.
 constexpr OwnOption ownFlags = {"trace_flags_", ZutTraceFlagsOptionCreate, changed<takeFile>};
 
 void ownName(ZutSafeString *name, const OwnOption &own, const Trace *trace) {

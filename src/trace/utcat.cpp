@@ -1,9 +1,9 @@
 // Catalogs: counted handles that point at a shared catalog file.
 //
-// A look-up takes no lock. While threads run it is counted in the catalog, and a file that the
-// catalog no longer points at is let go only when no look-up is under way; pointing at another
-// file happens under the process mutex. A catalog pins the files it points at: one whose reference
-// was given up (a null file name) can still be read from.
+// A look-up takes no lock. Once threads are initialised it is counted in the catalog, and a file
+// that the catalog no longer points at is freed only when no look-up is under way. The catalog is
+// pointed at another file under the process mutex. It pins the files it points at: a file whose
+// reference was released (a null file name) can still be read from.
 
 #include "trace/utcat.h"
 
@@ -39,7 +39,7 @@ ZutWord wordOf(const void *pointer) { return reinterpret_cast<ZutWord>(pointer);
 
 void retire(ZutCatalog &catalog, ZutCatalogFile *file) {
   if (file) ZutPushPstNode(&catalog.retired, wordOf(file));
-  // A look-up that comes now reads the new pointer: both stores and loads are of one order.
+  // A later look-up reads the new pointer: all these operations have one total order.
   if (catalog.readers.load() != 0) return;
   while (catalog.retired) {
     utCatFileUnpin(reinterpret_cast<ZutCatalogFile *>(ZutPopPstNode(&catalog.retired)));
@@ -62,7 +62,7 @@ void pointAt(ZutCatalog &catalog, const char *filename) {
 
 // --- Look-ups ---
 
-// Only while threads run: before, nobody can point the catalog elsewhere in between.
+// Counts only once threads are initialised: before, no file is changed during a look-up.
 class Reading {
 public:
   explicit Reading(ZutCatalog &catalog) : catalog_(catalog), counted_(utThreadsOn()) {
@@ -93,7 +93,7 @@ Search find(ZutCatalog &catalog, int32_t id, CatMessage *&message) {
   return Search::found;
 }
 
-// What a look-up that found nothing leaves behind. Prints, so nothing may be counted any more.
+// Reports a look-up that found nothing. Prints, so the look-up must not be counted any more.
 int32_t fail(Search search, int32_t id) {
   if (search == Search::noFile) return utFail(Err::nullPointer);
   if (search == Search::missing)
@@ -113,8 +113,8 @@ MessageKinds kindsOf(int32_t id) {
   return row ? utMessageKinds(row->text) : MessageKinds{};
 }
 
-// Where the arguments are not known the conversions must at least be plain ones. The text is looked
-// at from both its starts, as a conversion may stand across the second.
+// Where the arguments are not known the conversions must at least be plain ones. The text is
+// checked from both its starts, because a conversion may extend across the second.
 bool agrees(const ZutCatMsgKey &key, CatArguments whose) {
   if (whose == CatArguments::program) {
     return utFormatSafe(key.complete_str) && utFormatSafe(key.display);
@@ -134,8 +134,8 @@ bool takesArguments(CatMessage &message, CatArguments whose) {
   return verdict == CatVerdict::agrees;
 }
 
-// A format that prints the text as it stands and then, where they are known, the arguments, for the
-// reader needs them whatever the catalog says.
+// A format that prints the text unchanged and then the arguments where they are known: the reader
+// needs them whatever the catalog says.
 const char *listingFormat(CatText &out, std::string_view text, const MessageKinds &kinds) {
   const bool hasEnd = text.ends_with('\n');
   if (hasEnd) text.remove_suffix(1);
@@ -162,7 +162,7 @@ bool isReading(const ZutCatalog &catalog, const char *filename) {
   return catalog.holds && utSame(catalog.file.load()->filename, filename);
 }
 
-// A binding, which comes without data, need not read again what the catalog was made with.
+// A call without data comes from binding: it need not read again the file that the catalog has.
 void Z_CALL filenameChanged(void *option, void *data, ZutWord argument) {
   auto *catalog = static_cast<ZutCatalog *>(utLiveEnter(argument));
   if (!catalog) return;
@@ -202,7 +202,7 @@ int32_t unbind(ZutCatalog *catalog, const char *option_name, ZutCbFunc handler) 
   return utUnbind(option_name, handler, catalog->number);
 }
 
-// Adds to the count of references; gives what it is then.
+// Adds to the count of references; returns the new count.
 int32_t count(ZutCatalog *catalog, int32_t change) {
   const ZutWord resource = wordOf(&catalog->refcount);
   ZutResourceLock(resource);
@@ -215,7 +215,7 @@ int32_t count(ZutCatalog *catalog, int32_t change) {
 } // namespace
 
 bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatArguments whose, CatText &out) {
-  catalog.readers.fetch_add(1); // always: printing may come by a change of the file
+  catalog.readers.fetch_add(1); // always: printing may change the file
   CatMessage *message = nullptr;
   const Search search = find(catalog, id, message);
   if (search != Search::found) {

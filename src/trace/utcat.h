@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-// Characters of a line at most; what is beyond is a line of its own.
+// Characters of a line at most; the rest is a line of its own.
 constexpr size_t utCatMaxLine = 1023;
 
 // The number of a severity's letter, -1 for any other.
@@ -31,6 +31,6 @@ struct CatText {
 };
 
 // Fetches the text of a message for printing; it stays readable until utCatTextEnd, even if the
-// catalog is pointed at another file meanwhile. False, with nothing to end, when there is none.
+// catalog is pointed at another file before. False, with nothing to end, when there is none.
 bool utCatTextBegin(ZutCatalog &catalog, int32_t id, CatArguments whose, CatText &out);
 void utCatTextEnd(ZutCatalog &catalog);

@@ -1,7 +1,7 @@
 // Trace objects: their making and settings, and the writing of a message.
 //
 // The process mutex guards files and prefixes and serialises all writing, so that lines of
-// different objects never interleave. Whether a message is admitted is told without it.
+// different objects never interleave. Whether a message is admitted is decided without it.
 //
 // A message is formatted before the mutex is taken, with room left in front for what the flags ask
 // for; then the line goes to the stream in one write.
@@ -36,9 +36,9 @@ constexpr int32_t headRoom = 128;
 constexpr int32_t lineRoom = 1024;
 
 // Under the process mutex.
-bool openFailureTold = false;     // once
-bool rotationFailureTold = false; // once, until a rotation succeeds
-ZutPstNode *cutStreams = nullptr; // may end within a line, whose rest the system did not take
+bool openFailureReported = false;     // once
+bool rotationFailureReported = false; // once, until a rotation succeeds
+ZutPstNode *cutStreams = nullptr;     // may end within a line, whose rest the system did not take
 
 // --- Names of levels ---
 
@@ -80,8 +80,8 @@ ZutFileNode *standardFile(FILE *stream) {
 }
 
 ZutFileNode *replaceWithStandardOutput(const char *name) {
-  if (!openFailureTold) {
-    openFailureTold = true;
+  if (!openFailureReported) {
+    openFailureReported = true;
     ZutOut("WARNING: Unable to open trace file <%s> switching to stdout.\n", name);
   }
   return standardFile(stdout);
@@ -132,14 +132,14 @@ void setFile(Trace &trace, ZutFileNode *file) {
 
 // --- Rotation ---
 
-// The count begins again whatever comes of it, so that what fails is tried again only after as many
-// bytes. Until then the stream goes on in the file that it has.
+// The count restarts also on failure, so that the next try comes after as many bytes. Until then
+// the stream continues in its present file.
 void rotate(ZutFileNode &file) {
   utCheck(isTableFile(&file));
   file.bytes_written = 0;
   const FileRotation outcome = utFileRotate(file.stream, file.fname, file.mode);
   if (outcome == FileRotation::done) setCut(file.stream, false);
-  if (std::exchange(rotationFailureTold, outcome != FileRotation::done)) return;
+  if (std::exchange(rotationFailureReported, outcome != FileRotation::done)) return;
   if (outcome == FileRotation::kept) utReport<Msg::backupFailed>(Z_TRACE_LEVEL_WARNING, file.fname);
   if (outcome == FileRotation::failed)
     utReport<Msg::traceReopen>(Z_TRACE_LEVEL_WARNING, file.fname);
@@ -154,7 +154,7 @@ void rotateFull(ZutFileNode &file) {
 
 // --- Writing ---
 
-// A line, made from its message forwards: what stands before the message is put in front of it.
+// A line. Its message is formatted first; the head is put in front of it.
 struct Line {
   char space[headRoom + lineRoom];
   char *block; // in place of `space` for a long line
@@ -162,7 +162,7 @@ struct Line {
   size_t length;
 };
 
-// More than utFormatPlain can do.
+// For formats that utFormatPlain does not handle.
 int formatAny(Line &line, const char *format, va_list args) {
   va_list again;
   va_copy(again, args);
@@ -222,9 +222,9 @@ void putHead(Line &line, const Trace &trace, int32_t level) {
   }
 }
 
-// Puts in front of the line what the file misses: the end of a line that was cut, and how much of
-// this object's was lost. Gives the length of it.
-size_t putAmends(Line &line, const Trace &trace, const ZutFileNode &file) {
+// Puts in front of the line what the file lacks: the end of a line that was cut, and a note of how
+// much of this object's output was lost. Returns the length added.
+size_t putRepair(Line &line, const Trace &trace, const ZutFileNode &file) {
   const size_t before = line.length;
   if (trace.lostMessages) {
     char text[128];
@@ -247,20 +247,20 @@ void reportLoss(Trace &trace, const ZutFileNode &file) {
                                                    : "stdout");
 }
 
-// A message that is not taken whole is lost, and the file may end in a part of it: not every system
-// counts what it took before it failed.
+// A message that is not written completely counts as lost, and the file may end in a part of it:
+// not every system reports how much it wrote before it failed.
 void putLine(Trace &trace, ZutFileNode &file, Line &line) {
-  const size_t amends = putAmends(line, trace, file);
+  const size_t repair = putRepair(line, trace, file);
   const size_t taken = utPlatFilePut(file.stream, line.start, line.length);
   file.bytes_written = static_cast<int32_t>(
       std::min<int64_t>(file.bytes_written + static_cast<int64_t>(taken), INT32_MAX));
-  utCheck(taken <= line.length && amends <= line.length);
-  if (taken >= amends) trace.lostMessages = trace.lostBytes = 0;
+  utCheck(taken <= line.length && repair <= line.length);
+  if (taken >= repair) trace.lostMessages = trace.lostBytes = 0;
   setCut(file.stream, taken < line.length);
   if (taken == line.length) return;
   utCheck(trace.lostMessages >= 0 && trace.lostBytes >= 0);
   ++trace.lostMessages;
-  trace.lostBytes += static_cast<int64_t>(line.length - std::max(taken, amends));
+  trace.lostBytes += static_cast<int64_t>(line.length - std::max(taken, repair));
   reportLoss(trace, file);
 }
 

@@ -16,7 +16,7 @@ struct ZutTrace {
   std::atomic<int32_t> refcount;
   ZutCatalog *catalog;
   ZutWord number; // for its bindings, see binding.h
-  // Since a message was last written whole; under the process mutex.
+  // Since a message was last written completely; under the process mutex.
   int64_t lostMessages;
   int64_t lostBytes;
   bool lossReported; // ever

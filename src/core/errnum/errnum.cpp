@@ -203,7 +203,7 @@ void cutLineEnd(char *text) {
   text[length] = '\0';
 }
 
-// Systems number their reasons in 16 bits; what stands above them names a facility.
+// Systems number their reasons in 16 bits; the upper bits name a facility.
 void systemReason(int32_t code, char *text) {
   const int32_t number = static_cast<int16_t>(code);
   if (number == 0) {
@@ -272,7 +272,7 @@ int32_t Z_CALL ZutErrNumSave(ZutErrState *state) {
   return 1;
 }
 
-// The three reasons go back through operations that leave a reason alone when its code is 0.
+// The three reasons are restored by operations that leave a reason unchanged when its code is 0.
 int32_t Z_CALL ZutErrNumRestore(const ZutErrState *state) {
   if (!state) return utFail(Err::nullPointer);
   ZutErrNumSetC(state->c);

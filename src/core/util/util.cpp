@@ -63,7 +63,7 @@ void findUserName(char *name) {
   nameFromEnv(name, "VN_FORCE_USER_NAME");
 }
 
-// Whether made on this system or brought from another one, lines end in "\n".
+// Appends the lines of a file of any system; they end in "\n".
 void appendLines(ZutSafeString *text, FILE *file) {
   char line[255];
   while (std::fgets(line, sizeof line, file)) {
@@ -105,14 +105,14 @@ char *Z_CALL ZutGetUserName(char *buffer) {
   auto *found = static_cast<char *>(Z_CALLOC(nameSize, "utUserName"));
   findUserName(found);
   const ProcessGuard guard;
-  // Another thread may have been faster: its name is the one that every later call gives.
+  // Another thread may have been faster: every later call returns its name.
   if (userName) Z_FREE(found, "utUserName");
   else userName = found;
   utCheck(std::strlen(userName) < nameSize);
   return static_cast<char *>(std::memcpy(buffer, userName, nameSize));
 }
 
-// When the system does not tell the name, the result is empty.
+// The result is empty when the system knows no name.
 char *Z_CALL ZutGetNodeName(char *buffer) {
   if (!buffer) return utFailNull(Err::nullPointer);
   ZutWinStartWinsock();

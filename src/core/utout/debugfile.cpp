@@ -1,8 +1,8 @@
 // The debug stream: a file of its own or standard error.
 //
 // Stream and name change under the process mutex and are read without it: the fatal path prints to
-// the stream and names the file while another thread may hold the mutex. For its sake a name, once
-// given, is never freed; all names hang together, newest first.
+// the stream and names the file while another thread may hold the mutex. So a name is never
+// freed; all names form a list, newest first.
 
 #include "core/utout/debugfile.h"
 
@@ -56,7 +56,7 @@ char *withExtension(const char *given) {
   return utFileNameDup(nullptr, given, bare ? nullptr : ".dbg");
 }
 
-// The name to open: the environment's as it stands, else the given one with the extension.
+// The name to open: the environment's unchanged, else the given one with the extension.
 char *debugFileName(const char *given) {
   if (char *name = utEnvDup("VNDEBUGFILENAME")) return name;
   return given ? withExtension(given) : nullptr;
@@ -80,7 +80,7 @@ int32_t openDebug(const char *given) {
   return 1;
 }
 
-// Renames the file behind the open stream.
+// Renames the file of the open stream.
 int32_t renameFile(const char *name) {
   utCheck(isDebugFile(debugStream));
   if (utPlatFileReplace(utDebugName(), name)) return 1;

@@ -4,10 +4,10 @@
 #include <cstdio>
 
 // The open debug stream or null, and the name of the debug file ("" before the first open). A name
-// once given stays readable.
+// stays readable for ever.
 FILE *utDebugStream();
 const char *utDebugName();
 
 // Closes the debug file and opens `name`, with the extension, whatever VNDEBUGFILENAME says. False:
-// it cannot be created, and standard error is there instead; that is reported.
+// it cannot be created; standard error is used instead, and that is reported.
 bool utDebugSet(const char *name);

@@ -55,7 +55,7 @@ int32_t closeDump() {
 
 extern "C" {
 
-// Anybody may have put a link at a name that can be foretold: the file must be a new one, or at
+// The name is predictable, and another user may have put a link there: the file must be new, or at
 // least no link.
 FILE *Z_CALL ZutDumpOpen() {
   const ProcessGuard guard;

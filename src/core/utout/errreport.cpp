@@ -1,10 +1,10 @@
 // Error reports: the error-message file and the parameters of its texts.
 //
-// Parameters, file and reports belong to the process and have no lock: one thread at a time makes
-// reports. The file stays open and stands at its start between reports. Its lines are data:
-// whatever they hold ends in a report or in one of the complaints. A value is printed with the
-// caller's own conversion, which was taken apart and checked when the parameter was set; no other
-// text of a caller's, and none of the file's, is ever a format.
+// Parameters, file and reports belong to the process and have no lock: only one thread at a time
+// may report. The file stays open and stands at its start between reports. Its lines are data: any
+// content leads to a report or to an error message. A value is printed with the caller's own
+// conversion, which was parsed and checked when the parameter was set. No other text of the caller
+// or the file is used as a format.
 #include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
@@ -42,7 +42,7 @@ struct Param {
   char *name;       // from the file
   char *before;     // the caller's format: the text before the conversion,
   char *conversion; // the one conversion,
-  char *after;      // and the text behind it
+  char *after;      // and the text after it
   Type type;
   union {
     char *string; // a copy
@@ -80,7 +80,7 @@ const char *findPercent(const char *format) {
   return format;
 }
 
-// The letter is the first that can be one; what stands before it is examined later.
+// Takes the first character that can be the letter; isPlain checks what precedes it.
 bool findConversion(const char *format, Conversion &c) {
   c.start = findPercent(format);
   c.letter = c.start ? std::strpbrk(c.start, "diouxXfeEgGcsn") : nullptr;
@@ -213,7 +213,7 @@ bool readLine(Line &line) {
   return length > 0;
 }
 
-// Passes over what is left of a long line.
+// Skips the rest of a long line.
 void skipRest(Line &line) {
   while (!line.ended) {
     const int c = std::getc(errorFile);
@@ -267,7 +267,7 @@ bool takeName(Param &param, const char *line) {
   return end != line;
 }
 
-// Reads the number and the names of the entry's parameters; complains when they are not there.
+// Reads the number and the names of the entry's parameters; prints what is wrong with them.
 bool readParams(Line &line) {
   long count = 0;
   if (!readField(line) || !parseNumber(line.text, count)) {
@@ -300,7 +300,7 @@ const Param *paramAt(const char *text) {
   return nullptr;
 }
 
-// A "$" with a word that is no parameter is printed as it stands, up to the white space.
+// A "$" with a word that is no parameter is printed unchanged, up to the white space.
 void utErrPrintLine(const char *line) {
   while (const char *dollar = std::strchr(line, '$')) {
     std::printf("%.*s", static_cast<int>(dollar - line), line);
@@ -347,7 +347,7 @@ void printSection(Line &line, const Section &section) {
   while (readLine(line) && !endsSection(line, section)) utErrPrintLine(line.text);
 }
 
-// The file stands at its start. Gives 0 when the entry's parameters cannot be read.
+// The file stands at its start. Returns 0 when the entry's parameters cannot be read.
 int32_t printReport(int32_t number) {
   utCheck(errorFile);
   Line line;
@@ -456,8 +456,8 @@ int32_t Z_CALL ZutErrVReportParams(const char *function_name, int32_t error_numb
   return result;
 }
 
-// A jump buffer that ZutInit armed, and nobody since, belongs to a frame that is gone: what would
-// happen there is done here.
+// A jump buffer that only ZutInit has armed belongs to a frame that has returned: what that frame
+// would do is done here.
 void Z_CALL ZutErrReportParamsJmp(const char *function_name, int32_t error_number,
                                   jmp_buf *jump_buffer, ...) {
   va_list args;

@@ -1,7 +1,7 @@
 // Stopping: assertions, the fatal report, exit handlers and the orderly exit.
 //
-// Nothing on the way to the end waits for the process mutex or for anything that takes it: a
-// program in which some thread holds that mutex for ever must still be able to report and to end.
+// The fatal path waits neither for the process mutex nor for anything that takes it: a program in
+// which a thread holds that mutex for ever must still be able to report and to end.
 // So the list of exit handlers is lock-free (many push, the one thread that holds `exitLock` pops)
 // and the state that the report prints is read without locks.
 #include "base/check.h"
@@ -81,9 +81,10 @@ int32_t leaveProcessMutex() {
   return depth;
 }
 
-// Waits while another thread reports, and as a rule ends the process: its exit handlers may need
-// the process mutex. `depth`: how many times this thread has to take that again when it goes on.
-// False: no second report. This thread is already ending the process and goes on with that.
+// Waits while another thread reports and, as a rule, ends the process; its exit handlers may need
+// the process mutex, so this thread releases it. `depth`: how many times this thread has to take
+// that again when it goes on. False: no second report. This thread is already ending the process
+// and goes on with that.
 bool beginReport(int32_t &depth) {
   const bool again = utFastHeld(reportLock);
   if (again || !utFastTry(reportLock)) {
@@ -203,9 +204,9 @@ int32_t Z_CALL ZutAtExit(ZutExitFunc function) {
   return 1;
 }
 
-// The lock is never given back: a second thread that ends the process waits here until the first
-// has ended it, because the runtime's exit must not be entered twice. The process mutex is given
-// back by both: a handler may wait for a thread that needs it.
+// The lock is never released: a second thread that ends the process waits here until the first
+// has ended it, because the runtime's exit must not be entered twice. Both release the process
+// mutex: a handler may wait for a thread that needs it.
 void Z_CALL ZutExit(int32_t code) {
   leaveProcessMutex();
   utFastEnter(exitLock);

@@ -1,5 +1,5 @@
 // Ending the process, for the other modules.
 #pragma once
 
-// The ending that a jump to the fatal-error point stands for: a message, then exit code 2.
+// What a jump to the fatal-error point leads to: a message, then the exit with code 2.
 void utEndAfterReport();

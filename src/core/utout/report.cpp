@@ -1,4 +1,4 @@
-// Whether a catalog message of the library is printed, and its way to the output.
+// Whether a catalog message of the library is printed, and how.
 
 #include "base/report.h"
 

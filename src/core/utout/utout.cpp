@@ -28,7 +28,7 @@ std::atomic<struct ZutTrace *> utDefaultTraceObj{nullptr};
 namespace {
 
 // How deep an output function that prints is called again. Beyond that its output goes to standard
-// output, so that it ends.
+// output, which ends the recursion.
 constexpr int32_t maxOutputDepth = 8;
 
 ZutVPrintFunc outputFunc = nullptr;
@@ -73,8 +73,8 @@ int32_t Z_CALL printAndFlush(const char *format, va_list args) {
   return result;
 }
 
-// Neither object follows the option trace_flags from the start, as an object without flags would:
-// the options may not exist yet, and making them prints.
+// The objects get flags, so that they do not follow the option trace_flags from the start: the
+// options may not exist yet, and making them prints.
 struct ZutTrace *createStandardTrace(const char *name) {
   return ZutTraceCreate(name, "stdout", Z_TRACE_FLAG_PREFIX, nullptr);
 }
@@ -99,8 +99,8 @@ struct ZutTrace *defaultTrace() {
 
 int32_t levelOf(struct ZutTrace *trace) { return trace->level.load(std::memory_order_relaxed); }
 
-// The time before a text. A program's own output function does not get it: the default trace
-// object does. Kept.
+// The time before a text. With an output function of the program's it goes to the default trace
+// object instead. Kept.
 void printStamp() {
   const char *time = ZutGetWallTimeStr();
   struct ZutTrace *trace = utDefaultTraceObj;
@@ -184,7 +184,7 @@ void makeDefaults() {
 void makeOnce() {
   ZutProcessMutexLock();
   if (init.load() == Init::none) {
-    init = Init::running; // for this thread's own messages until then; others wait for the mutex
+    init = Init::running; // for this thread's own messages; other threads wait for the mutex
     makeDefaults();
     init.store(Init::made, std::memory_order_release);
   }
@@ -208,9 +208,9 @@ void bindDefaults() {
   setStampFlag(trace);
 }
 
-// To register a callback is to wait for those of the list that are running, and they may be waiting
-// for the mutex in order to print. So nothing is bound by a thread that holds it; the next call of
-// one that does not will do it.
+// Registering a callback waits for the running callbacks of the list, and these may wait for the
+// mutex in order to print. So a thread that holds the mutex binds nothing; the next call by a
+// thread without it does.
 void bindOnce() {
   if (utProcessMutexDepth() > 0) return;
   Init expected = Init::made;
@@ -369,8 +369,8 @@ int32_t Z_CALL ZutOutInit() {
   if (init.load(std::memory_order_acquire) == Init::bound) return 1;
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
-  // The options are made before anything here is: what their making prints comes by here again and
-  // then finds them made far enough to be bound.
+  // The options are made first: making them may print and so call this function again, which then
+  // finds them ready to be bound.
   utOptionTable();
   makeOnce();
   bindOnce();
