@@ -206,9 +206,6 @@ void readOn(Window &window) {
   window.end = dropReturns(window.space, window.space + rest + count);
 }
 
-// A NUL ends a line for the parser.
-string_view beforeNul(string_view text) { return text.substr(0, text.find('\0')); }
-
 void takeLines(ZutCatalogFile *file, Window &window) {
   for (;;) {
     // One character more than a line: what follows a carriage return decides whether it stays.
@@ -222,7 +219,7 @@ void takeLines(ZutCatalogFile *file, Window &window) {
     }
     utCheck(!piece.empty() && piece.size() <= utCatMaxLine);
     window.at += piece.size();
-    takeLine(file, beforeNul(piece));
+    takeLine(file, piece.substr(0, piece.find('\0'))); // a NUL ends a line
   }
 }
 

@@ -125,11 +125,6 @@ void closeFile(ZutFileNode *file) {
   else Z_FREE(file, "new_file");
 }
 
-// The new file is open before the old one is closed.
-void setFile(Trace &trace, ZutFileNode *file) {
-  if (ZutFileNode *old = trace.file.exchange(file)) closeFile(old);
-}
-
 // --- Rotation ---
 
 // The count restarts also on failure, so that the next try comes after as many bytes. Until then
@@ -405,7 +400,9 @@ int32_t Z_CALL ZutTracePrefixGet(Trace *trace, const char **out) {
 int32_t Z_CALL ZutTraceFileSet(Trace *trace, const char *file_name) {
   if (!trace) return utFail(Err::nullPointer);
   ZutProcessMutexLock();
-  setFile(*trace, file_name ? openFile(file_name) : nullptr);
+  // The new file is opened before the old one is closed.
+  ZutFileNode *file = file_name ? openFile(file_name) : nullptr;
+  if (ZutFileNode *old = trace->file.exchange(file)) closeFile(old);
   ZutProcessMutexUnlock();
   return 1;
 }

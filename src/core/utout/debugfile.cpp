@@ -80,18 +80,14 @@ int32_t openDebug(const char *given) {
   return 1;
 }
 
-// Renames the file of the open stream.
-int32_t renameFile(const char *name) {
-  utCheck(isDebugFile(debugStream));
-  if (utPlatFileReplace(utDebugName(), name)) return 1;
-  ZutErrNumSetC(0);
-  return 0;
-}
-
 int32_t changeName(const char *name) {
   FILE *stream = debugStream;
   if (!isStandardError() && !utSame(name, standardError)) {
-    if (!renameFile(name)) return 0;
+    utCheck(isDebugFile(stream));
+    if (!utPlatFileReplace(utDebugName(), name)) {
+      ZutErrNumSetC(0);
+      return 0;
+    }
   } else if (!isStandardError()) {
     std::fclose(stream);
     stream = stderr;

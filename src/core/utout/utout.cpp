@@ -121,11 +121,6 @@ int32_t outByLevel(struct ZutTrace *trace, int32_t level, const char *format, va
 
 // --- Initialisation ---
 
-ZutOption *makeOption(const char *name, int32_t type) {
-  ZutOption *option = ZutOptionLookup(name);
-  return option ? option : ZutOptionCreate(name, type);
-}
-
 void setDefaultCatalogFile(ZutOption *option) {
   char *home = utHomeDir();
   if (!home) return;
@@ -143,7 +138,8 @@ void makeCatalogOptions() {
     ZutOptionSetRequired(file, 1);
     setDefaultCatalogFile(file);
   }
-  ZutOption *flags = makeOption("catalog_flags", Z_OPTION_ENUM_LIST);
+  ZutOption *flags = ZutOptionLookup("catalog_flags");
+  if (!flags) flags = ZutOptionCreate("catalog_flags", Z_OPTION_ENUM_LIST);
   char word[] = "id";
   const ZutStrList list = {nullptr, word};
   if (!utEnvIsSet("VNTRACEPREFIXSUPPRESS")) ZutOptionSetEnumList(flags, &list);
