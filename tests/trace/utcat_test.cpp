@@ -44,7 +44,7 @@ TEST_F(CatalogTest, Lines) {
                  "x--y-15-dz shifted\nORL-WL-16-I return\r\n\r\nORL-WL-17-I no line end"),
             "");
   EXPECT_EQ(show(13) + show(14) + show(16) + show(17), "two words \nreturn\nno line end");
-  EXPECT_EQ(show(15), "z shifted\n") << "reckoned with one delimiter each";
+  EXPECT_EQ(show(15), "z shifted\n") << "computed with one delimiter each";
   ZutCatMsgKey *key = nullptr;
   ASSERT_EQ(ZutCatLookup(catalog.handle, 13, &key), 1);
   EXPECT_EQ(key->vendor + std::string(" ") + key->product + key->complete_id, "A BA-B-13-v1");

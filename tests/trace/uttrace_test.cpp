@@ -136,25 +136,19 @@ TEST_F(TraceTest, AFileThatCannotBeOpenedBecomesStandardOutput) {
 TEST_F(TraceTest, RotatesBeforeTheLineThatFindsItFull) {
   rotateAt(10.0);
   create("log");
-  for (const char *line : {"1234567\n", "89\n", "third\n"}) ZutTrace(trace, 1, "%s", line);
-  EXPECT_EQ(readFile("log~"), "1234567\n89\n");
-  EXPECT_EQ(readFile("log"), "third\n");
-  // Another object on the same file goes on in the new one.
-  Trace other = ZutTraceCreate("other", "log", Z_TRACE_FLAG_PREFIX, nullptr);
-  ZutTrace(trace, 1, "fourth\n");
-  ZutTrace(other, 1, "fifth\n");
-  ZutTrace(trace, 1, "sixth\n");
-  EXPECT_EQ(readFile("log~"), "third\nfourth\n");
-  EXPECT_EQ(readFile("log"), "fifth\nsixth\n");
+  Trace other = ZutTraceCreate("other", "log", Z_TRACE_FLAG_PREFIX, nullptr); // the same stream
+  for (int i = 0; i < 6; ++i) ZutTrace(i % 3 ? trace : other, 1, "line %d\n", i);
+  EXPECT_EQ(readFile("log~"), "line 2\nline 3\n");
+  EXPECT_EQ(readFile("log"), "line 4\nline 5\n");
   ZutTraceDestroy(&other);
   // No option, no limit; and one that is made anew counts.
   ZutOptionDestroy(ZutOptionLookup("trace_file_size"));
-  ZutTrace(trace, 1, "seventh\n");
-  EXPECT_EQ(readFile("log"), "fifth\nsixth\nseventh\n");
+  ZutTrace(trace, 1, "line 6\n");
+  EXPECT_EQ(readFile("log"), "line 4\nline 5\nline 6\n");
   ZutOptionCreate("trace_file_size", Z_OPTION_NUM);
   rotateAt(10.0);
-  ZutTrace(trace, 1, "eighth\n");
-  EXPECT_EQ(readFile("log"), "eighth\n");
+  ZutTrace(trace, 1, "line 7\n");
+  EXPECT_EQ(readFile("log"), "line 7\n");
 }
 
 // Usual formats are printed by the library itself, all others by the C library.
@@ -218,7 +212,7 @@ TEST_F(TraceTest, WithoutBackupNothingIsLost) {
 }
 
 #ifndef _WIN32
-TEST_F(TraceTest, TellsWhatAFullDiskCost) {
+TEST_F(TraceTest, ReportsWhatAFullDiskLost) {
   Capture output;
   std::signal(SIGXFSZ, SIG_IGN);
   create("log");
