@@ -1,11 +1,9 @@
-#include "support/child.h"
+#include "support/errors.h"
 
 #include <cmath>
 #include <map>
 #include <random>
 #include <set>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -16,27 +14,42 @@ int32_t Z_CALL compareInts(const void *a, const void *b) {
 
 const auto callersInts = reinterpret_cast<ZutWord>(compareInts);
 
-// Nodes with names, whose trees can be written down: "a(b c!(d)) e", '!' for a mark.
+// A heap of named nodes, whose trees can be written down: "a(b c!(d)) e", '!' for a mark.
 struct Forest {
   struct Item {
     int32_t key;
     char name;
     ZutFHeapNode *node;
   };
+  ZutFHeap *heap;
   std::map<char, Item> items;
 
+  explicit Forest(ZutWord kind) : heap(ZutFHeapCreate(kind)) {}
   ~Forest() {
     for (auto &[name, item] : items) ZutFHeapNodeDestroy(item.node);
+    EXPECT_EQ(ZutFHeapDestroy(heap), 1);
   }
-  void insert(ZutFHeap *heap, const std::string &names, int32_t key, int32_t step) {
+  // The names get the keys from `key` on.
+  void insert(const std::string &names, int32_t key = 1) {
     for (char name : names) {
-      Item &item = items[name] = {key, name, nullptr};
+      Item &item = items[name] = {key++, name, nullptr};
       item.node = ZutFHeapNodeCreate(&item);
       EXPECT_EQ(ZutFHeapInsert(heap, item.node), 1);
-      key += step;
     }
   }
-  ZutFHeapNode *operator[](char name) { return items[name].node; }
+  std::string rekey(char name, int32_t key, decltype(ZutFHeapUpdateKey) operation) {
+    items[name].key = key;
+    EXPECT_EQ(operation(heap, items[name].node), 1);
+    return shape();
+  }
+  std::string deleteMin(char name) {
+    EXPECT_EQ(ZutFHeapDeleteMin(heap), items[name].node);
+    return shape();
+  }
+  std::string shape() const {
+    const ZutFHeapNode *top = ZutFHeapTop(heap);
+    return top ? ring(top) : "";
+  }
   static std::string ring(const ZutFHeapNode *first) {
     std::string text;
     const ZutFHeapNode *node = first;
@@ -51,12 +64,7 @@ struct Forest {
   }
 };
 
-std::string shape(ZutFHeap *heap) {
-  const ZutFHeapNode *top = ZutFHeapTop(heap);
-  return top ? Forest::ring(top) : "";
-}
-
-// Checks a ring and all below it. Gives the number of nodes in the ring; `all` counts every node.
+// Checks a ring and all below it. Returns the number of nodes in the ring; `all` counts every node.
 int32_t check(const ZutFHeapNode *first, const ZutFHeapNode *parent, int32_t &all) {
   int32_t siblings = 0;
   const ZutFHeapNode *node = first;
@@ -88,9 +96,8 @@ void storm(ZutWord kind, int operations) {
   std::multiset<Key> expected[2];
   const auto move = [&](Item &item, int heap, Key key) {
     if (item.heap >= 0) expected[item.heap].erase(expected[item.heap].find(item.key));
-    item.heap = heap;
-    item.key = key;
     if (heap >= 0) expected[heap].insert(key);
+    item = {key, item.node, heap};
   };
   for (int i = 0; i < operations; ++i) {
     Item &item = items[static_cast<size_t>(below(2000))];
@@ -149,59 +156,37 @@ TEST(FHeap, AgreesWithAMultiset) {
 // ready-made kinds, below with a function.
 TEST(FHeap, OrderOfRootsAndChildren) {
   for (const bool ready : {true, false}) {
-    Forest forest;
-    ZutFHeap *heap = ZutFHeapCreate(ready ? Z_FHEAP_INT : callersInts);
-    const auto lower = [&](char name) {
-      forest.items[name].key = 0;
-      EXPECT_EQ(ZutFHeapDecreaseKey(heap, forest[name]), 1);
-      return shape(heap);
-    };
+    Forest forest(ready ? Z_FHEAP_INT : callersInts);
     const std::string tied = ready ? "h(g) f b" : "g(h) f b";
-    forest.insert(heap, "abcdefghi", 1, 1);
-    EXPECT_EQ(shape(heap), "a b c d e f g h i");
-    EXPECT_EQ(ZutFHeapDeleteMin(heap), forest['a']);
-    EXPECT_EQ(shape(heap), "b(c f(g h(i)) d(e))");
-    EXPECT_EQ(lower('i'), "i b(c f(g h!) d(e))");
-    EXPECT_EQ(lower('h'), "i b(c f!(g) d(e)) h");
-    EXPECT_EQ(lower('g'), "i b(d(e) c) h g f"); // f lost its second child
-    EXPECT_EQ(ZutFHeapDeleteMin(heap), forest['i']);
-    EXPECT_EQ(shape(heap), tied + "(d(e) c)");
-    forest.items['b'].key = 20;
-    EXPECT_EQ(ZutFHeapUpdateKey(heap, forest['b']), 1);
-    EXPECT_EQ(shape(heap), tied + " d(e) c");
-    EXPECT_EQ(ZutFHeapDeleteNode(heap, forest['d']), 1);
-    EXPECT_EQ(shape(heap), tied + " c e");
-    std::string visited;
-    const auto visit = [](ZutFHeap *, void *key, ZutWord text) {
-      const char name = static_cast<Forest::Item *>(key)->name;
-      *reinterpret_cast<std::string *>(text) += name;
-      return int32_t{name == 'c'};
+    forest.insert("abcdefghi");
+    EXPECT_EQ(forest.shape(), "a b c d e f g h i");
+    EXPECT_EQ(forest.deleteMin('a'), "b(c f(g h(i)) d(e))");
+    EXPECT_EQ(forest.rekey('i', 0, ZutFHeapDecreaseKey), "i b(c f(g h!) d(e))");
+    EXPECT_EQ(forest.rekey('h', 0, ZutFHeapDecreaseKey), "i b(c f!(g) d(e)) h");
+    EXPECT_EQ(forest.rekey('g', 0, ZutFHeapDecreaseKey), "i b(d(e) c) h g f"); // f lost a second
+    EXPECT_EQ(forest.deleteMin('i'), tied + "(d(e) c)");
+    EXPECT_EQ(forest.rekey('b', 20, ZutFHeapUpdateKey), tied + " d(e) c");
+    EXPECT_EQ(ZutFHeapDeleteNode(forest.heap, forest.items['d'].node), 1);
+    EXPECT_EQ(forest.shape(), tied + " c e");
+    static std::string visited;
+    visited.clear();
+    const auto visit = [](ZutFHeap *, void *key, ZutWord last) {
+      visited += static_cast<Forest::Item *>(key)->name;
+      return int32_t{visited.back() == last};
     };
-    EXPECT_EQ(ZutFHeapTraverse(heap, visit, reinterpret_cast<ZutWord>(&visited)), 1);
+    EXPECT_EQ(ZutFHeapTraverse(forest.heap, visit, 'c'), 1);
     EXPECT_EQ(visited, ready ? "hgfbc" : "ghfbc");
-    ZutFHeapDestroy(heap);
   }
 }
 
 TEST(FHeap, UpdatingTheTop) {
-  Forest forest;
-  ZutFHeap *heap = ZutFHeapCreate(Z_FHEAP_INT);
-  const auto update = [&](int32_t key) {
-    forest.items['a'].key = key;
-    EXPECT_EQ(ZutFHeapUpdateKey(heap, forest['a']), 1);
-    return shape(heap);
-  };
-  forest.insert(heap, "a", 5, 0);
-  EXPECT_EQ(update(9), "a"); // alone it stays
-  forest.insert(heap, "bcd", 10, 1);
-  EXPECT_EQ(update(1), "b(c) d a"); // another comes up, although it is greater
-  EXPECT_EQ(ZutFHeapSize(heap), 4);
-  EXPECT_EQ(ZutFHeapDeleteMin(heap), forest['b']);
-  EXPECT_EQ(shape(heap), "a(d) c"); // now it counts again
-  forest.items['a'].key = 0;
-  EXPECT_EQ(ZutFHeapDecreaseKey(heap, forest['a']), 1);
-  EXPECT_EQ(shape(heap), "a(d) c");
-  ZutFHeapDestroy(heap);
+  Forest forest(Z_FHEAP_INT);
+  forest.insert("a");
+  EXPECT_EQ(forest.rekey('a', 9, ZutFHeapUpdateKey), "a"); // alone it stays
+  forest.insert("bcd", 10);
+  EXPECT_EQ(forest.rekey('a', 1, ZutFHeapUpdateKey), "b(c) d a"); // another although it is greater
+  EXPECT_EQ(forest.deleteMin('b'), "a(d) c");                     // now it counts again
+  EXPECT_EQ(forest.rekey('a', 0, ZutFHeapDecreaseKey), "a(d) c");
 }
 
 TEST(FHeap, BadKeysLoseNoNodes) {
@@ -219,53 +204,39 @@ TEST(FHeap, BadKeysLoseNoNodes) {
 }
 
 TEST(FHeap, Migration) {
-  Forest forest;
-  ZutFHeap *ints = ZutFHeapCreate(Z_FHEAP_INT), *callers = ZutFHeapCreate(callersInts);
-  forest.insert(callers, "cab", 0, 0);
-  EXPECT_EQ(ZutFHeapMigrate(ints, callers), 1); // nothing to move
-  EXPECT_EQ(ZutFHeapMigrate(callers, callers), 1);
-  EXPECT_EQ(shape(callers), "c a b");
-  EXPECT_EQ(ZutFHeapMigrate(callers, ints), 1);
-  EXPECT_EQ(shape(ints), "c a b");
-  EXPECT_EQ(shape(callers), "");
-  EXPECT_EQ(ZutFHeapSize(callers), 0);
-  forest.insert(callers, "de", 7, -20);
-  EXPECT_EQ(ZutFHeapMigrate(callers, ints), 1); // keys that no ready-made kind has read yet
-  EXPECT_EQ(shape(ints), "e d c a b");
-  EXPECT_EQ(ZutFHeapSize(ints), 5);
-  ZutFHeapDestroy(ints);
-  ZutFHeapDestroy(callers);
+  Forest ints(Z_FHEAP_INT), callers(callersInts);
+  callers.insert("cab");
+  EXPECT_EQ(ZutFHeapMigrate(ints.heap, callers.heap), 1); // nothing to move
+  EXPECT_EQ(ZutFHeapMigrate(callers.heap, callers.heap), 1);
+  EXPECT_EQ(callers.shape(), "c a b");
+  EXPECT_EQ(ZutFHeapMigrate(callers.heap, ints.heap), 1);
+  EXPECT_EQ(ints.shape() + callers.shape(), "c a b");
+  callers.insert("ed", -9); // keys that no ready-made kind has read yet
+  EXPECT_EQ(ZutFHeapMigrate(callers.heap, ints.heap), 1);
+  EXPECT_EQ(ints.shape(), "e d c a b");
+  EXPECT_EQ(ZutFHeapSize(ints.heap) * 10 + ZutFHeapSize(callers.heap), 50);
 }
 
 TEST(FHeap, FieldsOfANode) {
-  Forest forest;
-  ZutFHeap *heap = ZutFHeapCreate(Z_FHEAP_INT);
-  forest.insert(heap, "abcde", 1, 1);
-  ZutFHeapDeleteMin(heap);
-  forest.items['e'].key = 0;
-  ZutFHeapDecreaseKey(heap, forest['e']);
-  ASSERT_EQ(shape(heap), "e b(c d!)");
-  ZutFHeapNode *b = forest['b'], *c = forest['c'], *d = forest['d'];
+  Forest forest(Z_FHEAP_INT);
+  forest.insert("abcde");
+  forest.deleteMin('a');
+  ASSERT_EQ(forest.rekey('e', 0, ZutFHeapDecreaseKey), "e b(c d!)");
+  ZutFHeapNode *b = forest.items['b'].node, *c = forest.items['c'].node,
+               *d = forest.items['d'].node;
   void *key, *child, *parent, *left, *right;
   int32_t mark, degree, other = 1;
   EXPECT_EQ(ZutFHeapNodeVaGet(b, Z_FHEAP_NODE_CHILD, &child, Z_FHEAP_NODE_DEGREE, &degree, 0), 1);
   EXPECT_TRUE(child == c && degree == 2);
-  EXPECT_EQ(ZutFHeapNodeVaGet(d, Z_FHEAP_NODE_PARENT, &parent, 8, &child, Z_FHEAP_NODE_LEFT, &left,
-                              Z_FHEAP_NODE_RIGHT, &right, Z_FHEAP_NODE_KEY, &key, Z_FHEAP_NODE_MARK,
-                              &mark, 0),
-            0);
-  EXPECT_EQ(ZutErrNumGet(), 12);
+  EXPECT_ERROR(12, ZutFHeapNodeVaGet(d, Z_FHEAP_NODE_PARENT, &parent, 8, &child, Z_FHEAP_NODE_LEFT,
+                                     &left, Z_FHEAP_NODE_RIGHT, &right, Z_FHEAP_NODE_KEY, &key,
+                                     Z_FHEAP_NODE_MARK, &mark, 0));
   EXPECT_TRUE(parent == b && left == c && right == c && key == &forest.items['d'] && mark == 1);
-  EXPECT_EQ(ZutFHeapNodeVaGet(d, Z_FHEAP_NODE_MARK, nullptr, Z_FHEAP_NODE_MARK, &other, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  EXPECT_EQ(ZutFHeapNodeVaSet(b, Z_FHEAP_NODE_MARK, &other, Z_FHEAP_NODE_KEY, b->key, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  EXPECT_EQ(ZutFHeapDeleteNode(heap, d), 1);
+  EXPECT_ERROR(3, ZutFHeapNodeVaGet(d, Z_FHEAP_NODE_MARK, nullptr, Z_FHEAP_NODE_MARK, &other, 0));
+  EXPECT_ERROR(7, ZutFHeapNodeVaSet(b, Z_FHEAP_NODE_MARK, &other, Z_FHEAP_NODE_KEY, b->key, 0));
+  EXPECT_EQ(ZutFHeapDeleteNode(forest.heap, d), 1);
   EXPECT_TRUE(d->left == d && d->right == d && !d->parent && !d->mark);
-  for (const auto operation : {ZutFHeapDeleteNode, ZutFHeapDecreaseKey, ZutFHeapUpdateKey}) {
-    EXPECT_EQ(operation(heap, d), 0); // in no heap
-    EXPECT_EQ(ZutErrNumGet(), 8);
-  }
-  EXPECT_EQ(shape(heap), "e b(c)");
-  ZutFHeapDestroy(heap);
+  for (const auto operation : {ZutFHeapDeleteNode, ZutFHeapDecreaseKey, ZutFHeapUpdateKey})
+    EXPECT_ERROR(8, operation(forest.heap, d)); // in no heap
+  EXPECT_EQ(forest.shape(), "e b(c)");
 }

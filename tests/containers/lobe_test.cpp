@@ -1,15 +1,12 @@
 #include "support/child.h"
+#include "support/errors.h"
 
 #include <atomic>
 #include <cstring>
 #include <functional>
 #include <thread>
 
-namespace {
-
-ZutWord word(const void *pointer) { return reinterpret_cast<ZutWord>(pointer); }
-
-} // namespace
+static ZutWord word(const void *pointer) { return reinterpret_cast<ZutWord>(pointer); }
 
 CHILD(fresh) {
   const bool none = !ZutLobeLookup(1) && !ZutLobeTable();
@@ -28,9 +25,8 @@ TEST(Lobe, DeclaringAgainGivesTheSameLobe) {
   EXPECT_EQ(ZutLobeDeclare(1001, 8), lobe);
   EXPECT_NE(capture.text().find("5410"), std::string::npos);
   EXPECT_EQ(ZutLobeGetSize(lobe), 4);
-  EXPECT_EQ(ZutLobeDeclare(1002, -2), nullptr);
-  EXPECT_EQ(ZutLobeLookup(1002), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 8);
+  EXPECT_ERROR(4, ZutLobeDeclare(1002, -2));
+  EXPECT_ERROR(8, ZutLobeLookup(1002));
 }
 
 TEST(Lobe, ValuesArePrivateCopiesOfTheirSize) {
@@ -45,14 +41,14 @@ TEST(Lobe, ValuesArePrivateCopiesOfTheirSize) {
     value[0] = 'z';
     EXPECT_EQ(ZutLobeSet(&a, lobe, value), 1);
     EXPECT_EQ(ZutLobeFindValue(&a, lobe), block); // same place
+    EXPECT_ERROR(0, ZutLobeCheckSet(&a, lobe, "other"));
     EXPECT_EQ(ZutLobeGet(&a, lobe, out), 1);
     EXPECT_EQ(std::memcmp(out, value, size), 0);
     EXPECT_EQ(out[size], '?');
-    EXPECT_EQ(ZutLobeGet(&b, lobe, out), 0);
-    EXPECT_EQ(ZutLobeCheckSet(&a, lobe, "other"), 0);
-    EXPECT_EQ(ZutLobeDelete(&a, lobe), 0);
-    EXPECT_EQ(ZutLobeDelete(&a, lobe), 0);
-    EXPECT_EQ(ZutLobeFindValue(&a, lobe), nullptr);
+    EXPECT_ERROR(8, ZutLobeGet(&b, lobe, out));
+    EXPECT_ERROR(0, ZutLobeDelete(&a, lobe));
+    EXPECT_ERROR(8, ZutLobeDelete(&a, lobe));
+    EXPECT_ERROR(8, ZutLobeFindValue(&a, lobe));
   }
 }
 
@@ -71,22 +67,20 @@ TEST(Lobe, TextsClearAndTraverse) {
   ZutErrNumSet(28);
   ZutLobeClear(&a);
   EXPECT_EQ(ZutErrNumGet(), 28); // no failure, though other lobes have no value of `a`
-  EXPECT_EQ(ZutLobeGet(&a, texts, out), 0);
-  EXPECT_EQ(ZutLobeGet(&a, numbers, out), 0);
+  for (ZutLobe *lobe : {texts, numbers}) EXPECT_ERROR(8, ZutLobeGet(&a, lobe, out));
   const auto visit = [](ZutWord object, void *value, ZutWord argument) {
     EXPECT_STREQ(static_cast<char *>(value), "b");
     return static_cast<int32_t>(object == argument);
   };
   EXPECT_EQ(ZutLobeTraverse(texts, visit, word(&b)), 1);
-  EXPECT_EQ(ZutLobeTraverse(texts, visit, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 18);
+  EXPECT_ERROR(18, ZutLobeTraverse(texts, visit, 0));
   ZutLobeClear(nullptr);
   EXPECT_EQ(ZutLobeGet(&b, texts, out), 1);
   ZutLobeClear(&b);
 }
 
-// What others do meanwhile takes the lobe's mutex, but not after the process mutex, which output
-// takes.
+// Other threads that clear and create take the lobe's mutex, but not after the process mutex, which
+// output takes.
 TEST(Lobe, TraversalsMayPrint) {
   ZutInitThreads();
   ZutCbType *type = ZutCbTypeCreate(1401, nullptr);

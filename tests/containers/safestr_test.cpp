@@ -52,28 +52,23 @@ TEST(SafeString, TakesTextsFromItself) {
   }
 }
 
-TEST(SafeString, NumbersInDecimal) {
+TEST(SafeString, NumbersClearCopyResizeShorten) {
   SafeString string;
   for (int32_t number : {0, -7, INT_MAX, INT_MIN}) {
     ZutSafeStringAppendInt4(&string, number);
     ZutSafeStringAppendChar(&string, ' ');
   }
   EXPECT_EQ(string.text(), "0 -7 2147483647 -2147483648 ");
-}
-
-TEST(SafeString, ClearCopyResizeShorten) {
-  SafeString string;
   ZutSafeStringCopy(&string, "text");
-  EXPECT_EQ(ZutSafeStringShorten(&string, 5), 0);
-  EXPECT_EQ(ZutSafeStringShorten(&string, -1), 0);
+  for (int32_t count : {5, -1}) EXPECT_EQ(ZutSafeStringShorten(&string, count), 0);
   EXPECT_EQ(string.text(), "text");
   EXPECT_EQ(ZutSafeStringShorten(&string, 4), 1);
   EXPECT_EQ(string.text(), "");
-  EXPECT_EQ(ZutSafeStringResize(&string, 100), 0);
-  EXPECT_EQ(ZutSafeStringResize(&string, 300), 1);
-  EXPECT_EQ(string.capacity, 512);
-  EXPECT_EQ(ZutSafeStringResize(&string, 513), 1);
-  EXPECT_EQ(string.capacity, 768);
+  const int32_t sizes[][2] = {{100, 256}, {300, 512}, {513, 768}};
+  for (const auto &[size, capacity] : sizes) {
+    EXPECT_EQ(ZutSafeStringResize(&string, size), size > 256);
+    EXPECT_EQ(string.capacity, capacity);
+  }
   EXPECT_EQ(ZutSafeStringClear(&string)->capacity, 768);
   ZutSafeString none = {};
   EXPECT_EQ(ZutSafeStringQCopy(&none, "made", 256)->capacity, 256);
