@@ -11,6 +11,7 @@ void Z_CALL ZutDqOpen(ZutDqNode **deque) {
 
 void Z_CALL ZutDqClose(ZutDqNode **deque) {
   while (ZutDqNode *node = ZutDqPop(*deque)) Z_FREE(node, "node");
+  utCheck((*deque)->left == *deque);
   Z_FREE(*deque, "*pdq");
   *deque = nullptr;
 }

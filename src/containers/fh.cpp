@@ -10,6 +10,7 @@
 //
 // Invariants: a node's degree is the number of its children; a node that is not a root has lost at
 // most one child since it became a child, so that degrees stay below twice the bits of the size.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 
@@ -84,6 +85,7 @@ void insertBetween(Node *left, Node *node, Node *right) {
 }
 
 void unlink(Node *node) {
+  utCheck(node->left->right == node && node->right->left == node);
   node->left->right = node->right;
   node->right->left = node->left;
 }
@@ -109,6 +111,7 @@ void makeChild(Node *node, Node *parent) {
 }
 
 void cutToRoots(ZutFHeap &heap, Node *node, Node *parent) {
+  utCheck(parent && parent->degree > 0 && parent->child);
   // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): every child has its parent
   parent->child = --parent->degree ? node->right : nullptr;
   unlink(node);
@@ -169,6 +172,7 @@ void swapIf(bool condition, Node *&a, Node *&b) {
 template <class Order>
 struct Places {
   Node **trees;
+  int32_t size;
   Order order;
   uint64_t used;
 
@@ -181,6 +185,7 @@ struct Places {
       makeChild(other, node);
       node->degree = degree + 1;
     }
+    utCheck(degree < size);
     trees[degree] = node;
     used |= uint64_t{1} << degree;
   }
@@ -206,7 +211,7 @@ void extract(ZutFHeap &heap, Order order) {
     return;
   }
   growPlaces(heap);
-  Places<Order> places = {heap.consolidate_array, order, 0};
+  Places<Order> places = {heap.consolidate_array, heap.consolidate_size, order, 0};
   for (Node *node = old->right, *next; node != old; node = next) {
     next = node->right;
     places.add(node);
@@ -235,12 +240,14 @@ Node *deleteMin(ZutFHeap &heap, Order order) {
   extract(heap, order);
   reset(node);
   --heap.size;
+  utCheck(!heap.size == !heap.min);
   return node;
 }
 
 void deleteOther(ZutFHeap &heap, Node *node) {
   releaseChildren(heap, node);
   if (node->parent) detach(heap, node);
+  utCheck(!node->child && heap.min != node);
   unlink(node);
   reset(node);
   --heap.size;

@@ -18,6 +18,7 @@
 // No lock: the owner of a table has one.
 #include "containers/hash.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -157,6 +158,7 @@ HashKind kindOf(ZutHashFunc hash, ZutHashTestFunc test) {
   const auto after = reinterpret_cast<uintptr_t>(block) + Z_LINE; // past the link
   table.fresh = reinterpret_cast<HashNode *>(after - after % Z_LINE);
   table.freshEnd = table.fresh + nodes;
+  utCheck(reinterpret_cast<uint8_t *>(table.freshEnd) <= reinterpret_cast<uint8_t *>(block) + size);
 }
 
 HashNode *nodeNew(ZutHashTable &table) {
@@ -170,6 +172,7 @@ HashNode *nodeNew(ZutHashTable &table) {
 
 // For a node that is out of its chain but still has its link.
 void nodeFree(ZutHashTable &table, HashNode *node) {
+  utCheck(table.walks >= 0);
   if (!table.walks) {
     node->next = table.free;
     table.free = node;
@@ -210,6 +213,7 @@ template <class Same>
 // By the index, which is an ordinary table.
 HashNode *indexed(const ZutHashTable &table, ZutWord key) {
   const ZutHashBucket *entry = utHashFind(table.index, key);
+  utCheck(table.index->count <= table.count);
   return entry ? reinterpret_cast<HashNode *>(entry->value) : nullptr;
 }
 
@@ -242,6 +246,7 @@ HashNode *indexed(const ZutHashTable &table, ZutWord key) {
 }
 
 void push(ZutHashTable &table, HashNode *node) {
+  utCheck(table.mask == static_cast<uint32_t>(table.buckets - 1));
   HashNode *&chain = table.chains[node->hash & table.mask];
   table.collisions += chain != nullptr;
   node->next = chain;
@@ -260,6 +265,7 @@ void chainsAllocate(ZutHashTable &table, int64_t expected) {
   table.buckets = static_cast<int32_t>(buckets);
   table.mask = static_cast<uint32_t>(buckets - 1);
   table.threshold = table.buckets / 4 * 3;
+  utCheck(std::has_single_bit(static_cast<uint32_t>(table.buckets)) && table.threshold);
 }
 
 // Takes no lock: an index is made under whatever lock the table's owner has.
@@ -351,10 +357,13 @@ void indexDrop(ZutHashTable &table) {
 // Takes a node out of its chain; the node keeps its link.
 void takeOut(ZutHashTable &table, HashNode *node) {
   HashNode **link = &table.chains[node->hash & table.mask];
+  utCheck(table.count > 0);
   if (*link != node) {
     --table.collisions; // but not for the head of a longer chain: callers see this number
-    do link = &(*link)->next;
-    while (*link != node);
+    do {
+      utCheck(*link != nullptr); // the node is in its chain
+      link = &(*link)->next;
+    } while (*link != node);
   }
   *link = node->next;
   --table.count;
@@ -364,8 +373,10 @@ void takeOut(ZutHashTable &table, HashNode *node) {
 void walkBegin(ZutHashTable &table) { ++table.walks; }
 
 void walkEnd(ZutHashTable &table) {
+  utCheck(table.walks > 0);
   if (--table.walks) return;
   while (HashNode *node = table.dead) {
+    utCheck(node->ref_count == 0);
     table.dead = reinterpret_cast<HashNode *>(node->value);
     nodeFree(table, node);
   }
@@ -554,6 +565,7 @@ Sorted sortTable(ZutHashTable &table, ZutHashCompareFunc compare, ZutHashFilterF
     Z_FREE(pairs.values, "sort_parm.value_array");
     return {};
   }
+  utCheck(pairs.count <= room);
   sortPairs(pairs, compare ? compare : compareTexts);
   pairs.keys = shrink(pairs.keys, pairs.count);
   pairs.values = shrink(pairs.values, pairs.count);
@@ -675,6 +687,7 @@ ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key) {
   if (!table) return utFailNull(Err::nullPointer);
   HashNode *node = find(*table, key).node;
   if (!node) return utFailNull(Err::notFound);
+  utCheck(node->ref_count > 0);
   if (--node->ref_count) return bucketOf(node);
   auto *copy = utNew<ZutHashBucket>("new_bucket");
   copy->key = node->key;
@@ -689,6 +702,7 @@ ZutWord Z_CALL ZutHashDelete(ZutHashTable *table, ZutWord key) {
   HashNode *node = find(*table, key).node;
   if (!node) return utFail(Err::notFound);
   const ZutWord value = node->value;
+  utCheck(node->ref_count > 0);
   if (!--node->ref_count) {
     takeOut(*table, node);
     nodeFree(*table, node);

@@ -5,6 +5,7 @@
 // held: the function of a traversal runs under it and may print, which takes the process mutex.
 #include "containers/lobe.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -41,6 +42,7 @@ void add(ZutLobe &lobe, const void *object, const void *value) {
   std::memcpy(block, value, size);
   ZutHashReplace(lobe.values, keyOf(object), reinterpret_cast<ZutWord>(block));
   lobe.count.store(ZutHashGetSize(lobe.values), std::memory_order_relaxed);
+  utCheck(!utLobeEmpty(lobe));
 }
 
 void set(ZutLobe &lobe, const void *object, const void *value) {
@@ -71,6 +73,7 @@ int32_t Z_CALL visitValue(ZutWord object, ZutWord value, ZutWord visitWord) {
 } // namespace
 
 void *utLobeFind(const ZutLobe &lobe, const void *object) {
+  utCheck(lobe.count.load(std::memory_order_relaxed) == ZutHashGetSize(lobe.values));
   const ZutHashBucket *bucket = utHashFind(lobe.values, keyOf(object));
   return bucket ? reinterpret_cast<void *>(bucket->value) : nullptr;
 }

@@ -1,5 +1,6 @@
 // Queues of items: nodes that the library allocates, each with one word. The tail is the last
 // node, null when the queue is empty.
+#include "base/check.h"
 #include "zut.h"
 
 namespace {
@@ -15,6 +16,7 @@ ZutPqNode **findLink(ZutPq &queue, ZutWord item) {
 void detach(ZutPq &queue, ZutPqNode **link) {
   ZutPqNode *node = *link;
   *link = node->next;
+  utCheck((node == queue.tail) == !node->next);
   // A link that is not the head word is the first field of the node before.
   if (node == queue.tail)
     queue.tail = link == &queue.head ? nullptr : reinterpret_cast<ZutPqNode *>(link);

@@ -1,5 +1,6 @@
 // Safe strings: a text in a record of the caller's. Invariant: length + 1 <= capacity, and the
 // text ends with a NUL.
+#include "base/check.h"
 #include "base/memory.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ void grow(ZutSafeString &string, int64_t length, int32_t step) {
   const int64_t by = std::max(step, 1);
   const int64_t missing = length + 1 - string.capacity;
   const int64_t capacity = string.capacity + (missing + by - 1) / by * by;
+  utCheck(missing > 0 && capacity > length);
   string.str = static_cast<char *>(Z_REALLOC(string.str, sizeOrFail(capacity), "dest->str"));
   string.capacity = static_cast<int32_t>(capacity);
 }
@@ -38,6 +40,7 @@ inline ZutSafeString *put(ZutSafeString &string, int32_t place, const char *text
   if (length >= string.capacity) [[unlikely]]
     text = makeRoom(string, length, text, step);
   string.length = static_cast<int32_t>(length);
+  utCheck(string.length < string.capacity);
   std::memmove(string.str + place, text, count + 1);
   return &string;
 }

@@ -5,6 +5,7 @@
 // nothing is unread.
 #include "containers/utbuffer.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/setting.h"
@@ -46,6 +47,7 @@ int64_t grownCapacity(int32_t n) {
 void grow(ZutBuf &buffer, int32_t n) {
   const int64_t larger = roundUp(int64_t{buffer.capacity} + 1, unit);
   const int64_t capacity = std::min<int64_t>(std::max(grownCapacity(n), larger), INT32_MAX);
+  utCheck(!buffer.is_static && capacity >= n);
   buffer.capacity = static_cast<int32_t>(capacity);
   buffer.data = static_cast<uint8_t *>(Z_REALLOC(buffer.data, buffer.capacity, "((*buf).data)"));
 }
@@ -86,6 +88,7 @@ int32_t placeOf(const ZutBuf &buffer, const void *position) {
 }
 
 void cut(ZutBuf &buffer, int32_t size) {
+  utCheck(size >= 0 && size <= buffer.size);
   buffer.size = size;
   buffer.offset = std::min(buffer.offset, size);
 }
@@ -96,6 +99,7 @@ void *append(ZutBuf &buffer, const ZutBuf &source, int32_t start, int32_t length
   uint8_t *end = buffer.data + buffer.size;
   std::memmove(end, source.data + start, static_cast<size_t>(length));
   buffer.size += length;
+  utCheck(buffer.size <= buffer.capacity);
   return end;
 }
 
@@ -151,6 +155,7 @@ void *Z_CALL ZutBufAllocAligned(ZutBuf *buffer, int32_t length, int32_t alignmen
   const int64_t start = roundUp(buffer->size, alignment);
   if (!reserve(*buffer, start + length)) return nullptr;
   buffer->size = static_cast<int32_t>(start + length);
+  utCheck(buffer->size <= buffer->capacity);
   return buffer->data + start;
 }
 
@@ -186,6 +191,7 @@ int32_t Z_CALL ZutBufDeleteRange(ZutBuf *buffer, int32_t start, int32_t end) {
   if (end < start) return utFail(Err::tooSmall);
   std::memmove(buffer->data + start, buffer->data + end, static_cast<size_t>(buffer->size - end));
   buffer->size -= end - start;
+  utCheck(buffer->size >= start);
   return 1;
 }
 

@@ -1,5 +1,6 @@
 // Property lists: a hash table from names to records that own both texts. The key is the record's
 // own name. No lock.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "containers/hash.h"
@@ -14,7 +15,10 @@ ZutWord keyOf(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 ZutProperty *find(const ZutProperties &list, const char *name) {
   const ZutHashBucket *bucket = utHashFind(list.table, keyOf(name));
-  return bucket ? reinterpret_cast<ZutProperty *>(bucket->value) : nullptr;
+  if (!bucket) return nullptr;
+  auto *property = reinterpret_cast<ZutProperty *>(bucket->value);
+  utCheck(bucket->key == keyOf(property->name));
+  return property;
 }
 
 ZutProperty *make(const char *name, const char *value) {

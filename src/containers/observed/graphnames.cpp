@@ -2,6 +2,7 @@
 // the place where the search for a name begins to the one where it stands there is no free place.
 #include "containers/observed/graphnames.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 
 #include <bit>
@@ -16,6 +17,7 @@ void grow(GraphNames &names) {
   names.places = utNewArray<GraphName>(places, "names");
   names.mask = places - 1;
   names.shift = 64 - std::countr_zero(places);
+  utCheck(std::has_single_bit(places) && names.count < places);
   for (uint32_t i = 0; old.places && i <= old.mask; ++i) {
     const GraphName &entry = old.places[i];
     if (entry.name) names.places[utGraphNamePlace(names, entry.name)] = entry;
@@ -27,13 +29,16 @@ void grow(GraphNames &names) {
 
 void utGraphNameAdd(GraphNames &names, const char *name, GraphVertex *vertex) {
   if (!names.places || names.count > names.mask / 4 * 3) grow(names);
-  names.places[utGraphNamePlace(names, name)] = {name, vertex};
+  GraphName &place = names.places[utGraphNamePlace(names, name)];
+  utCheck(!place.name);
+  place = {name, vertex};
   ++names.count;
 }
 
 // What follows moves up into the gap, unless its search begins behind the gap.
 void utGraphNameRemove(GraphNames &names, const char *name) {
   uint32_t gap = utGraphNamePlace(names, name);
+  utCheck(names.places[gap].name == name && names.count); // the name is there
   for (uint32_t place = (gap + 1) & names.mask; names.places[place].name;
        place = (place + 1) & names.mask) {
     const uint32_t home = utGraphNameHome(names, names.places[place].name);

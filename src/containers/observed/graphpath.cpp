@@ -5,6 +5,7 @@
 // weights being positive: a vertex becomes final once at most.
 #include "containers/observed/graphpath.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ void put(Search &search, uint32_t place, uint64_t entry) {
 }
 
 void rise(Search &search, uint32_t place, uint64_t entry) {
+  utCheck(place < search.size && search.size <= search.graph.slotTop);
   while (place) {
     const uint32_t parent = (place - 1) / Z_CHILDREN;
     if (search.heap[parent] < entry) break;
@@ -66,6 +68,7 @@ uint32_t leastChild(const uint64_t *heap, uint32_t first) {
 
 uint32_t takeLeast(Search &search) {
   const uint32_t least = slotOf(search.heap[0]);
+  utCheck(search.spots[least].place == 0);
   const uint64_t entry = search.heap[--search.size]; // finds a place from the top down
   search.heap[search.size] = UINT64_MAX;
   if (!search.size) return least;
@@ -114,6 +117,7 @@ uint32_t choose(Search &search) {
 template <bool Weighted>
 void run(Search &search, uint32_t origin) {
   for (uint32_t current = origin; current != Z_NONE; current = choose(search)) {
+    utCheck(search.graph.slots[current] && search.spots[current].place != Z_PLACE_FINAL);
     search.spots[current].place = Z_PLACE_FINAL;
     relax<Weighted>(search, current);
   }

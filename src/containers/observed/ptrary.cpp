@@ -5,6 +5,7 @@
 // which keeps the list until the end and shows whether it, and the array with it, was destroyed.
 // Destroying sends a notice before its last step; a callback that destroys the array in that one is
 // refused.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -83,6 +84,7 @@ void setCapacity(ZutPtrAry &array, int64_t capacity) {
   array.items = static_cast<ZutWord *>(
       Z_REALLOC(array.items, static_cast<int32_t>(bytes), "ptr_ary->ptr_ary"));
   array.capacity = static_cast<uint32_t>(capacity);
+  utCheck(static_cast<uint32_t>(array.count) <= array.capacity);
 }
 
 void makeRoomForOne(ZutPtrAry &array) {
@@ -92,6 +94,7 @@ void makeRoomForOne(ZutPtrAry &array) {
 
 void insert(ZutPtrAry &array, ZutWord item, int32_t index) {
   makeRoomForOne(array);
+  utCheck(index >= 0 && index <= array.count);
   ZutWord *place = array.items + index;
   std::copy_backward(place, array.items + array.count, array.items + array.count + 1);
   *place = item;
@@ -100,6 +103,7 @@ void insert(ZutPtrAry &array, ZutWord item, int32_t index) {
 }
 
 ZutWord remove(ZutPtrAry &array, int32_t index) {
+  utCheck(index >= 0 && index < array.count);
   ZutWord *place = array.items + index;
   const ZutWord item = *place;
   std::copy(place + 1, array.items + array.count, place);
@@ -190,6 +194,7 @@ int32_t Z_CALL ZutPtrAryAppendAll(ZutPtrAry *array, const ZutPtrAry *source, int
     setCapacity(*array, total + array->increment - total % array->increment);
   std::copy(source->items, source->items + added, array->items + first);
   array->count = static_cast<int32_t>(total);
+  utCheck(total <= array->capacity);
   const int32_t last = array->count - 1;
   if (first_out) *first_out = first;
   if (last_out) *last_out = last;

@@ -12,6 +12,7 @@
 // No lock: the owner of a graph has one.
 #include "containers/observed/utgraph.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -72,6 +73,8 @@ void blockAdd(GraphStore &store, const Layout &layout, int64_t used, const char 
   const auto line = inLines(reinterpret_cast<uintptr_t>(block + 1) + layout.lineAt);
   store.fresh = reinterpret_cast<uint8_t *>(line - layout.lineAt);
   store.freshEnd = store.fresh + size;
+  utCheck(reinterpret_cast<uintptr_t>(store.freshEnd) <=
+          reinterpret_cast<uintptr_t>(block) + size + 2 * Z_LINE);
 }
 
 // A zero-filled record: the first of the free ones, linked by next, or a fresh one.
@@ -172,12 +175,15 @@ void callbacksClear(ZutGraph &graph) {
 void begin(ZutGraph &graph) { ++graph.depth; }
 
 void end(ZutGraph &graph) {
+  utCheck(graph.depth > 0);
   if (--graph.depth) return;
   while (ZutGraphEdge *edge = graph.deadEdges) {
+    utCheck(isRemoved(edgeOf(edge)));
     graph.deadEdges = edge->next;
     recordFree(graph.freeEdges, edge);
   }
   while (ZutGraphVertex *dead = graph.deadVertices) {
+    utCheck(!utGraphVertex(dead).graph && !utGraphVertex(dead).degree);
     graph.deadVertices = dead->next;
     arraysFree(utGraphVertex(dead));
     recordFree(graph.freeVertices, dead);
@@ -225,6 +231,7 @@ void slotsCompact(ZutGraph &graph) {
     vertex->slot = top++;
   }
   graph.slotTop = top;
+  utCheck(top <= static_cast<uint32_t>(graph.vertexCount));
   for (uint32_t i = 0; i < top; ++i) {
     const GraphVertex &vertex = *graph.slots[i];
     for (uint32_t k = 0; k < vertex.degree; ++k)
@@ -240,6 +247,7 @@ void slotTake(ZutGraph &graph, GraphVertex &vertex) {
       grow(graph.slots, graph.slotCapacity, Z_SLOTS_MIN, "slots");
     }
   }
+  utCheck(graph.slotTop < graph.slotCapacity);
   vertex.slot = graph.slotTop;
   graph.slots[graph.slotTop++] = &vertex;
 }
@@ -260,6 +268,7 @@ void arcAdd(GraphVertex &from, GraphEdge &edge) {
 }
 
 void arcRemove(GraphVertex &from, const GraphEdge &edge) {
+  utCheck(edge.place < from.degree && from.arcs[edge.place].edge == &edge);
   const GraphArc last = from.arcs[--from.degree];
   from.arcs[edge.place] = last;
   last.edge->place = edge.place;
@@ -275,6 +284,7 @@ void inAdd(GraphEdge &edge) {
 
 void inRemove(const GraphEdge &edge) {
   GraphVertex &to = utGraphVertex(edge.to);
+  utCheck(edge.inPlace < to.inDegree && to.in[edge.inPlace] == &edge);
   GraphEdge *last = to.in[--to.inDegree];
   to.in[edge.inPlace] = last;
   last->inPlace = edge.inPlace;
@@ -303,6 +313,7 @@ void edgeUnlink(ZutGraph &graph, GraphVertex &from, GraphEdge &edge) {
   if (edge.next) edge.next->prev = edge.prev;
   arcRemove(from, edge);
   if (graph.keepsIn) inRemove(edge);
+  utCheck(graph.edgeCount > 0);
   --graph.edgeCount;
 }
 
@@ -411,6 +422,7 @@ void vertexUnlink(ZutGraph &graph, GraphVertex &vertex) {
   (vertex.prev ? vertex.prev->next : graph.vertices) = vertex.next;
   if (vertex.next) vertex.next->prev = vertex.prev;
   utGraphNameRemove(graph.names, vertex.name);
+  utCheck(graph.slots[vertex.slot] == &vertex && !vertex.edges && !vertex.inDegree);
   graph.slots[vertex.slot] = nullptr;
   vertex.graph = nullptr;
 }
@@ -475,6 +487,7 @@ int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph) {
   } else {
     verticesFree(*graph);
   }
+  utCheck(!graph->depth);
   callbacksClear(*graph);
   blocksFree(graph->edgeStore, "edge");
   blocksFree(graph->vertexStore, "vertex");
