@@ -1,12 +1,11 @@
-// Fibonacci heaps: trees whose nodes are not before their parents, their roots in a ring that
-// `min` leads into.
+// Fibonacci heaps: heap-ordered trees whose roots form a ring, entered at `min`.
 //
-// The order of roots and children is the contract's: a new root stands to the left of min, a new
-// child to the right of its parent's `child`, and consolidation takes the roots from min to the
+// The order of roots and children is part of the contract: a new root goes to the left of min, a
+// new child to the right of its parent's `child`, and consolidation takes the roots from min to the
 // right.
 //
-// A node knows its key as a double, which holds the keys of the three ready-made kinds exactly. So
-// one comparison serves all three and reads nothing but the nodes.
+// A node caches its key as a double, which is exact for the keys of the three ready-made kinds. So
+// one comparison serves all three and reads only the nodes.
 //
 // Invariants: a node's degree is the number of its children; a node that is not a root has lost at
 // most one child since it became a child, so that degrees stay below twice the bits of the size.
@@ -143,7 +142,7 @@ void releaseChildren(ZutFHeap &heap, Node *node) {
   while (node->child) detach(heap, node->child);
 }
 
-// Lets a root that goes before min take its place.
+// Makes a root that compares less than min the new min.
 template <class Order>
 void raise(ZutFHeap &heap, Node *node, Order order) {
   if (!node->parent && node != heap.min && order.less(node, heap.min)) heap.min = node;
@@ -160,7 +159,7 @@ void growPlaces(ZutFHeap &heap) {
   heap.consolidate_size = wanted;
 }
 
-// Without a branch, for a condition that nobody can foresee.
+// Branch-free: the condition is unpredictable.
 void swapIf(bool condition, Node *&a, Node *&b) {
   const uintptr_t difference = (reinterpret_cast<uintptr_t>(a) ^ reinterpret_cast<uintptr_t>(b)) &
                                -static_cast<uintptr_t>(condition);
@@ -168,7 +167,7 @@ void swapIf(bool condition, Node *&a, Node *&b) {
   b = reinterpret_cast<Node *>(reinterpret_cast<uintptr_t>(b) ^ difference);
 }
 
-// At most one tree of each degree. A place holds a tree only where its bit is set.
+// At most one tree of each degree. A place is valid only where its bit is set.
 template <class Order>
 struct Places {
   Node **trees;
@@ -201,8 +200,8 @@ struct Places {
   }
 };
 
-// Takes min out of the roots, with its children left among them, and finds the next one. Changes
-// neither min's own fields nor the size.
+// Removes min from the roots, makes its children roots, and finds the next min. Leaves the old
+// min's own fields and the size alone.
 template <class Order>
 void extract(ZutFHeap &heap, Order order) {
   Node *const old = heap.min;
@@ -402,7 +401,7 @@ int32_t Z_CALL ZutFHeapDecreaseKey(ZutFHeap *heap, ZutFHeapNode *node) {
   return 1;
 }
 
-// A node that was min goes back among the roots without a comparison. Kept: see zut.h.
+// A node that was min becomes a root again without a comparison. Kept: see zut.h.
 int32_t Z_CALL ZutFHeapUpdateKey(ZutFHeap *heap, ZutFHeapNode *node) {
   if (!heap || !node) return utFail(Err::nullPointer);
   if (isOutside(*heap, node)) return utFail(Err::notFound);

@@ -1,19 +1,18 @@
-// Hash tables: chains of nodes behind an array whose size is a power of two.
+// Hash tables with chaining; the number of chains is a power of two.
 //
-// Invariants: mask is buckets - 1; count is the number of nodes in the chains; no key stands twice.
+// Invariants: mask is buckets - 1; count is the number of nodes in the chains; keys are unique.
 // A new node goes to the head of its chain, and growth takes the chains in order, each from its
 // head, pushing every node on its new chain: the order of visits is part of the contract.
 //
-// Nodes are cut from blocks of the table's own and come back through a free list, so that callers
-// must never free one: ZutHashDeleteBucket hands out a copy. While a traversal runs, deleted nodes
-// keep their link and wait in the list `dead`, and growth waits too; so the traversal may stand on
-// a node that is deleted under it. A counter, not a list of traversals on the stack: one that was
-// left by a jump then costs memory and speed, never a wild pointer.
+// Nodes are allocated in blocks and reused through a free list, so callers must never free one:
+// ZutHashDeleteBucket returns a copy. While a traversal runs, deleted nodes keep their link and
+// stay in the list `dead`, and growth is deferred: a traversal survives the deletion of its current
+// node. Traversals are counted, not listed on the stack: one that was left by a jump then costs
+// memory and speed, but leaves no dangling pointer.
 //
-// The numbers of texts are simple and the order is visible, so keys can be chosen that all fall on
-// one chain. As soon as a chain of one of the ready-made kinds is long, the table is searched by a
-// second one, from its keys to its nodes, whose numbers cannot be foreseen. Nodes never move, so
-// growth does not concern it.
+// The hash function of texts is simple and documented, so collision attacks are possible. Once a
+// chain of one of the ready-made kinds is long, look-ups use an index: a second table from the keys
+// to the nodes with a keyed hash. Nodes never move, so growth does not affect the index.
 //
 // No lock: the owner of a table has one.
 #include "containers/hash.h"
@@ -36,8 +35,8 @@
 
 namespace {
 
-// An entry. Its beginning is the ZutHashBucket that callers see; the hash fills what would be
-// padding on 64-bit platforms.
+// An entry. It begins with the ZutHashBucket that callers see; on 64-bit platforms the hash value
+// takes the place of padding.
 struct HashNode {
   HashNode *next;
   ZutWord key;
@@ -63,14 +62,14 @@ constexpr int32_t Z_BLOCK_MAX = 1024;
 // The nodes of a block begin at a cache line: on 64-bit platforms none lies across two.
 constexpr uintptr_t Z_LINE = 64;
 
-// Growth meets the nodes in an order that is random in memory, so it asks for them in advance.
+// Growth visits the nodes in an order that is random in memory, so it prefetches.
 constexpr int32_t Z_AHEAD = 16;
 
-// More nodes than this in one chain are no accident.
+// Longer chains are treated as a collision attack.
 constexpr int32_t Z_CHAIN_LONG = 16;
 
-// The ready-made kinds are compared in line; `other` calls the table's functions; one of the
-// ready-made kinds that has an index is `indexed`.
+// Keys of the ready-made kinds are compared inline; `other` calls the table's functions; a table of
+// a ready-made kind that has an index is `indexed`.
 enum class HashKind : int32_t { number, address, text, word, other, indexed };
 
 } // namespace
@@ -88,7 +87,7 @@ struct ZutHashTable {
   HashKind kind;
   int32_t shift;  // of a number or address: the low bits that are not hashed
   int32_t walks;  // traversals in progress
-  int32_t wanted; // the size asked for meanwhile, or 0
+  int32_t wanted; // the size requested during traversals, or 0
   HashNode *free;
   HashNode *fresh; // the part of the newest block that was never used
   HashNode *freshEnd;
@@ -112,8 +111,8 @@ const char *textOf(ZutWord key) { return reinterpret_cast<const char *>(key); }
 
 constexpr char asIs(char c) { return c; }
 
-// h = h * 27 + c over the bytes, each sign-extended whatever the sign of char; four a step, so
-// that the multiplications do not wait for each other.
+// h = h * 27 + c over the bytes, each sign-extended whatever the sign of char. Four bytes a step
+// shorten the chain of dependent multiplications.
 template <char Fold(char)>
 [[gnu::always_inline]] inline uint32_t hashChars(const char *text) {
   const auto code = [](char c) { return static_cast<uint32_t>(static_cast<signed char>(Fold(c))); };
@@ -134,7 +133,7 @@ uint32_t Z_CALL hashWord(ZutWord key) { return hashChars<utLower>(textOf(key)); 
 int32_t Z_CALL sameText(ZutWord sought, ZutWord stored) {
   return utSame(textOf(sought), textOf(stored));
 }
-// Most words are given in the case in which they are stored.
+// Fast path: most words are given in the case in which they are stored.
 int32_t Z_CALL sameWord(ZutWord sought, ZutWord stored) {
   return sameText(sought, stored) || utSameWord(textOf(sought), textOf(stored));
 }
@@ -167,6 +166,7 @@ HashNode *nodeNew(ZutHashTable &table) {
     return node;
   }
   if (table.fresh == table.freshEnd) blockAdd(table);
+  utCheck(table.fresh < table.freshEnd);
   return table.fresh++;
 }
 
@@ -194,8 +194,8 @@ void blocksFree(ZutHashTable &table) {
 
 // --- The core ---
 
-// What a key leads to: its node or null, its hash, and the number of nodes that were passed on the
-// way (by way of the index: 0).
+// The result of a search: the key's node or null, its hash value, and the number of nodes passed in
+// the chain (0 through the index).
 struct Found {
   HashNode *node;
   uint32_t hash;
@@ -268,7 +268,7 @@ void chainsAllocate(ZutHashTable &table, int64_t expected) {
   utCheck(std::has_single_bit(static_cast<uint32_t>(table.buckets)) && table.threshold);
 }
 
-// Takes no lock: an index is made under whatever lock the table's owner has.
+// Takes no lock: an index is made under the lock of the table's owner.
 ZutHashTable *create(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
   auto *table = utNew<ZutHashTable>("table");
   chainsAllocate(*table, expected);
@@ -279,8 +279,7 @@ ZutHashTable *create(int32_t expected, ZutHashFunc hash, ZutHashTestFunc test) {
   return table;
 }
 
-// Puts map(node) in the place of each of `count` nodes, leaves out the nulls and closes the gaps.
-// Gives the number that is left.
+// Replaces each of `count` nodes by map(node) and removes the nulls. Returns the number left.
 template <class Map>
 int32_t keep(HashNode **nodes, int32_t count, Map map) {
   int32_t kept = 0;
@@ -303,8 +302,8 @@ int32_t keep(HashNode **nodes, int32_t count, Map map) {
   const int32_t chains = table.buckets;
   chainsAllocate(table, expected);
   table.collisions = 0;
-  // First the heads of all chains, then their seconds: each chain in order, and no branch that
-  // depends on a chain's length, which no processor can foretell.
+  // First the heads of all chains, then the second nodes, and so on. Each chain is taken in order,
+  // and no branch depends on the length of a chain, which is unpredictable.
   int32_t rest = keep(old, chains, [](HashNode *node) { return node; });
   while (rest) {
     rest = keep(old, rest, [&](HashNode *node) {
@@ -359,7 +358,7 @@ void takeOut(ZutHashTable &table, HashNode *node) {
   HashNode **link = &table.chains[node->hash & table.mask];
   utCheck(table.count > 0);
   if (*link != node) {
-    --table.collisions; // but not for the head of a longer chain: callers see this number
+    --table.collisions; // not for the head of a longer chain: callers see this number
     do {
       utCheck(*link != nullptr); // the node is in its chain
       link = &(*link)->next;
@@ -386,7 +385,7 @@ void walkEnd(ZutHashTable &table) {
   }
 }
 
-// Calls visit(node) for every node, until it gives something else than 0.
+// Calls visit(node) for every node until it returns something other than 0.
 template <class Visit>
 int32_t walk(ZutHashTable &table, Visit visit) {
   int32_t result = 0;
@@ -404,7 +403,7 @@ int32_t walk(ZutHashTable &table, Visit visit) {
 }
 
 void clear(ZutHashTable &table, ZutHashDestroyFunc function, ZutWord argument) {
-  const bool inside = table.walks != 0; // a traversal may stand on a node
+  const bool inside = table.walks != 0; // a node may be the current one of a traversal
   walkBegin(table);
   indexDrop(table);
   for (int32_t i = 0; (function || inside) && i < table.buckets; ++i) {
@@ -474,7 +473,7 @@ void dumpSizes(ZutHashTable &table, ZutPrintFunc out) {
                                   [](const HashNode *chain) { return chain != nullptr; });
   const double average = static_cast<double>(table.count) / table.buckets;
   const double averageUsed = used ? static_cast<double>(table.count) / used : 0;
-  // Neither sum is divided by the number of chains, and the second goes on from the first. Kept.
+  // Neither sum is divided by the number of chains, and the second includes the first. Kept.
   const double sum = spread(table, average, true);
   const double sumUsed = sum + spread(table, averageUsed, false);
   out("*** Dumping Hash Table ***\n");
@@ -521,7 +520,7 @@ void siftDown(Sorted &pairs, int32_t hole, int32_t end, ZutWord key, ZutWord val
   pairs.values[hole] = value;
 }
 
-// Heapsort of the pairs 0..count-1 by key. It works on 1..count, the first pair last.
+// Heapsort of the pairs 0..count-1 by key. The heap is numbered 1..count: pair 0 moves to the end.
 void sortPairs(Sorted &pairs, ZutHashCompareFunc compare) {
   const int32_t count = pairs.count;
   if (count < 2) return;
@@ -671,7 +670,7 @@ ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value) {
   if (table->index) utHashFind(table->index, key)->key = key;
   node->key = key;
   node->value = value;
-  node->hash = found.hash; // the caller's test may call keys equal whose numbers differ
+  node->hash = found.hash; // the caller's test may call keys equal whose hash values differ
   return old;
 }
 

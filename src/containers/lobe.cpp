@@ -15,7 +15,7 @@
 namespace {
 
 ZutHashTable *registry = nullptr; // under the process mutex; null before the first declaration
-std::atomic<ZutLobe *> newest; // the same lobes in a list that only grows, to go through unlocked
+std::atomic<ZutLobe *> newest;    // all lobes in a list that only grows, read without a lock
 
 ZutWord keyOf(const void *object) { return reinterpret_cast<ZutWord>(object); }
 
@@ -152,7 +152,7 @@ int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe) {
 
 void Z_CALL ZutLobeClear(const void *object) {
   if (!object) return;
-  const Err before = utErrGet(); // having no value somewhere is no failure
+  const Err before = utErrGet(); // a lobe without a value of the object is no failure
   for (ZutLobe *lobe = newest.load(std::memory_order_acquire); lobe; lobe = lobe->older) {
     const FastGuard guard(lobe->mutex);
     drop(*lobe, object, "datap");

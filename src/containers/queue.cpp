@@ -1,5 +1,6 @@
 // Queues of the caller's nodes between a head and a tail word. Invariant: the tail is the last
 // node, null when the head is.
+#include "base/check.h"
 #include "zut.h"
 
 extern "C" {
@@ -30,6 +31,7 @@ ZutListNode *Z_CALL ZutQueueRightDetach(ZutListNode **head, ZutListNode **tail,
   ZutListNode *node = *link;
   if (!node) return nullptr;
   *link = node->next;
+  utCheck((node == *tail) == !node->next);
   // A link that is not the head word is the first field of the node before.
   if (node == *tail) *tail = link == head ? nullptr : reinterpret_cast<ZutListNode *>(link);
   node->next = nullptr;
@@ -60,6 +62,7 @@ ZutListNode *Z_CALL ZutQueueDelete(ZutListNode **head, ZutListNode **tail, ZutLi
 
 void Z_CALL ZutQueueClose(ZutListNode **head, ZutListNode **tail) {
   ZutStackClose(head);
+  utCheck(!*head);
   *tail = nullptr;
 }
 

@@ -1,4 +1,4 @@
-// Safe strings: a text in a record of the caller's. Invariant: length + 1 <= capacity, and the
+// Safe strings: a text in a record that the caller owns. Invariant: length + 1 <= capacity, and the
 // text ends with a NUL.
 #include "base/check.h"
 #include "base/memory.h"
@@ -23,7 +23,7 @@ void grow(ZutSafeString &string, int64_t length, int32_t step) {
   string.capacity = static_cast<int32_t>(capacity);
 }
 
-// Grows. Gives the place of `text` afterwards, which may lie in the string itself.
+// Grows. Returns the new place of `text`, which may lie in the string itself.
 [[gnu::noinline]] const char *makeRoom(ZutSafeString &string, int64_t length, const char *text,
                                        int32_t step) {
   const uintptr_t offset =
@@ -84,7 +84,7 @@ ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char chara
 ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number) {
   constexpr int32_t most = 11; // -2147483648
   char digits[most + 1];
-  const bool fits = string->capacity - string->length > most; // then written where they belong
+  const bool fits = string->capacity - string->length > most; // fast path: written in place
   char *start = fits ? string->str + string->length : digits;
   char *end = std::to_chars(start, start + most, number).ptr;
   *end = '\0';

@@ -1,4 +1,4 @@
-// Stacks and lists of the caller's nodes behind one head word.
+// Stacks and lists of the caller's nodes, reached through one head word.
 #include "base/report.h"
 
 extern "C" {

@@ -1,4 +1,4 @@
-// The numbers depend on a secret that each process draws for itself, when it first needs one.
+// The hash values depend on a random secret of the process, made on first use.
 #include "containers/stronghash.h"
 
 #include "base/text.h"
@@ -10,7 +10,7 @@ namespace {
 
 constinit std::atomic<uint64_t> drawn{0}; // 0: not yet
 
-// Threads that draw at once agree on one.
+// Threads that make one at the same time agree on one.
 uint64_t secret() {
   uint64_t known = drawn.load(std::memory_order_relaxed);
   if (known) return known;
@@ -18,7 +18,7 @@ uint64_t secret() {
   return drawn.compare_exchange_strong(known, mine) ? mine : known;
 }
 
-// Every bit of the number comes to matter for every bit of the result.
+// Avalanche: every bit of the number affects every bit of the result.
 constexpr uint64_t mix(uint64_t number) {
   number ^= number >> 32;
   number *= 0x9E3779B97F4A7C15;

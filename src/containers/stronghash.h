@@ -1,4 +1,4 @@
-// Numbers of keys that nobody outside the process can foresee, for tables whose order nobody sees.
+// Keyed hashes against collision attacks, for tables whose order callers do not see.
 #pragma once
 
 #include "zut.h"

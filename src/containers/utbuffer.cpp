@@ -1,7 +1,7 @@
 // Growable buffers: bytes with a write end and a read position.
 //
-// Sizes have 31 bits. Sums of sizes are made in 64 bits and looked at before they are kept, so that
-// no caller's number turns into a small allocation. The read position may lie behind the size: then
+// Sizes have 31 bits. Sums of sizes are computed in 64 bits and checked before they are stored, so
+// that no overflow leads to a small allocation. The read position may lie past the size: then
 // nothing is unread.
 #include "containers/utbuffer.h"
 
@@ -19,7 +19,7 @@ namespace {
 constexpr int32_t defaultCapacity = 2048;
 constexpr int32_t unit = 16; // of capacities that have grown
 
-// The option is read once, so that growing looks up nothing. Below 0: not yet.
+// The option is read once, so that growing needs no look-up. Below 0: not yet read.
 constinit std::atomic<double> resizeFactor{-1.0};
 
 double factor() {
@@ -43,7 +43,7 @@ int64_t grownCapacity(int32_t n) {
   return roundUp(wanted < INT32_MAX ? static_cast<int64_t>(wanted) : INT32_MAX, unit);
 }
 
-// To hold n bytes, at least the capacity. With a factor of 0 it gets larger, too.
+// Makes room for n bytes, where n is at least the capacity. Grows even with a factor of 0.
 void grow(ZutBuf &buffer, int32_t n) {
   const int64_t larger = roundUp(int64_t{buffer.capacity} + 1, unit);
   const int64_t capacity = std::min<int64_t>(std::max(grownCapacity(n), larger), INT32_MAX);
@@ -72,7 +72,7 @@ bool isPiece(int32_t length, int32_t alignment) {
   return length >= 0 && alignment >= 1 && !(alignment & (alignment - 1));
 }
 
-// Replaces an end of -1; false with an error number when a place is outside the buffer.
+// Replaces an end of -1; false with an error number when a position is outside the buffer.
 bool findRange(const ZutBuf &buffer, int32_t start, int32_t &end) {
   if (start < 0 || start > buffer.size || end < -1 || end > buffer.size)
     return utFail(Err::invalid);
@@ -80,7 +80,7 @@ bool findRange(const ZutBuf &buffer, int32_t start, int32_t &end) {
   return true;
 }
 
-// Where in the data a pointer is; -1 when it is elsewhere.
+// The offset of a pointer into the data; -1 for any other pointer.
 int32_t placeOf(const ZutBuf &buffer, const void *position) {
   const uintptr_t place =
       reinterpret_cast<uintptr_t>(position) - reinterpret_cast<uintptr_t>(buffer.data);
@@ -93,7 +93,7 @@ void cut(ZutBuf &buffer, int32_t size) {
   buffer.offset = std::min(buffer.offset, size);
 }
 
-// The source's data is looked up after growing: it may be the same buffer.
+// The source's data is read after growing: it may be the same buffer.
 void *append(ZutBuf &buffer, const ZutBuf &source, int32_t start, int32_t length) {
   if (!reserve(buffer, int64_t{buffer.size} + length)) return nullptr;
   uint8_t *end = buffer.data + buffer.size;
@@ -197,7 +197,7 @@ int32_t Z_CALL ZutBufDeleteRange(ZutBuf *buffer, int32_t start, int32_t end) {
 
 void *Z_CALL ZutBufNextAligned(ZutBuf *buffer, int32_t length, int32_t alignment) {
   if (!isPiece(length, alignment)) return refusePiece(length);
-  // The next call waits for this one's sum: it is mostly just the length that is added.
+  // Consecutive calls form a dependency chain, so the usual case is a single addition.
   int64_t start = buffer->offset;
   if (start & (alignment - 1)) [[unlikely]]
     start = roundUp(start, alignment);

@@ -1,5 +1,5 @@
-// The vertices of a graph by name. Invariants: at most three quarters of the places are used; from
-// the place where the search for a name begins to the one where it stands there is no free place.
+// The vertices of a graph by name: open addressing with linear probing. Invariants: at most three
+// quarters of the places are used; between the home of a name and its place no place is free.
 #include "containers/observed/graphnames.h"
 
 #include "base/check.h"
@@ -35,7 +35,7 @@ void utGraphNameAdd(GraphNames &names, const char *name, GraphVertex *vertex) {
   ++names.count;
 }
 
-// What follows moves up into the gap, unless its search begins behind the gap.
+// Later entries of the probe sequence move into the gap, unless their home lies after the gap.
 void utGraphNameRemove(GraphNames &names, const char *name) {
   uint32_t gap = utGraphNamePlace(names, name);
   utCheck(names.places[gap].name == name && names.count); // the name is there

@@ -1,4 +1,4 @@
-// The vertices of a graph by name: an open table, so that a look-up mostly touches one place.
+// The vertices of a graph by name: open addressing, so that most look-ups read one place.
 #pragma once
 
 #include "zut.h"
@@ -17,13 +17,14 @@ struct GraphNames {
   int32_t shift; // leaves as many bits of a hash as the mask has
 };
 
-// Where the search for a name begins. The upper bits of the product depend on the whole address.
+// The home of a name: where its search begins. The upper bits of the product depend on the whole
+// address.
 inline uint32_t utGraphNameHome(const GraphNames &names, const char *name) {
   const auto word = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(name));
   return static_cast<uint32_t>((word * 0x9E3779B97F4A7C15U) >> names.shift);
 }
 
-// The place of a name, or the free place where it belongs.
+// The place of a name, or the free place where its search ends.
 inline uint32_t utGraphNamePlace(const GraphNames &names, const char *name) {
   uint32_t place = utGraphNameHome(names, name);
   while (names.places[place].name && names.places[place].name != name)

@@ -1,8 +1,8 @@
-// Shortest paths of a graph: Dijkstra's method over packed arcs, with a heap of four children.
+// Shortest paths of a graph: Dijkstra's algorithm over packed arcs, with a 4-ary heap.
 //
-// The next vertex is always the nearest one that is not final, among equally near ones the oldest;
-// one at distance 0 is never chosen, and what cannot be reached comes last. No step depends on
-// weights being positive: a vertex becomes final once at most.
+// The next vertex is the nearest one that is not final, among equally near ones the oldest. One at
+// distance 0 is never chosen, and unreachable ones come last. No step depends on weights being
+// positive: a vertex becomes final at most once.
 #include "containers/observed/graphpath.h"
 
 #include "base/check.h"
@@ -13,9 +13,9 @@
 namespace {
 
 constexpr uint32_t Z_NONE = UINT32_MAX; // no slot, and beyond every place in the heap
-// Places of vertices that do not stand in the heap.
+// Places of vertices that are not in the heap.
 constexpr uint32_t Z_PLACE_FINAL = Z_NONE - 1, Z_PLACE_OUT = Z_NONE;
-// First hops while they are looked for.
+// First hops during their search.
 constexpr uint32_t Z_HOP_UNKNOWN = Z_NONE - 1, Z_HOP_ASKED = Z_NONE - 2;
 constexpr uint32_t Z_CHILDREN = 4;
 
@@ -27,14 +27,15 @@ struct Spot {
   uint32_t hop;
 };
 
-// A heap entry is the distance and, below it, the slot: one comparison orders by both. What is
-// behind the last entry is the largest number, so that every entry seems to have four children.
+// A heap entry has the distance in its upper and the slot in its lower half: one comparison orders
+// by both. The entries past the last one are the largest number, so that every entry appears to
+// have four children.
 struct Search {
   const ZutGraph &graph;
   Spot *spots;
   uint64_t *heap;
   uint32_t size;
-  uint32_t rest; // below this slot nothing unreached is left
+  uint32_t rest; // below this slot no unreached vertex is left
 };
 
 uint64_t entryOf(int32_t distance, uint32_t slot) {
@@ -123,8 +124,9 @@ void run(Search &search, uint32_t origin) {
   }
 }
 
-// The vertex behind the origin on the way to each slot: a direct neighbour at once, the others by
-// way of their predecessors. With weights below 1 those may lead in a ring, or away.
+// The first vertex after the origin on the path to each slot: known for direct neighbours, found
+// through the predecessors for the others. With weights below 1 predecessors may form a cycle, or
+// not lead to the origin.
 void findHops(Spot *spots, uint32_t slots, uint32_t origin) {
   for (uint32_t i = 0; i < slots; ++i) {
     const uint32_t before = spots[i].predecessor;

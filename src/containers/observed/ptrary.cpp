@@ -1,10 +1,9 @@
-// Pointer arrays: words in the caller's order, and telling callbacks of each change.
+// Pointer arrays: words in the caller's order, with a notice to callbacks for each change.
 //
-// A callback may change the array or destroy it, so a notice is the last thing that an operation
-// does with it. Where one operation sends several, it reads the array's callback list meanwhile,
-// which keeps the list until the end and shows whether it, and the array with it, was destroyed.
-// Destroying sends a notice before its last step; a callback that destroys the array in that one is
-// refused.
+// A callback may change or destroy the array, so an operation sends its notice last. An operation
+// that sends several holds the array's callback list for reading: the list then stays allocated and
+// shows whether it, and the array with it, was destroyed. Destroying sends a notice before its last
+// step; a callback of that notice cannot destroy the array again.
 #include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -77,7 +76,7 @@ int32_t find(const ZutPtrAry &array, ZutWord item) {
   return -1;
 }
 
-// Beyond what can be allocated, ends in the fatal report.
+// A capacity that cannot be allocated ends in the fatal report.
 void setCapacity(ZutPtrAry &array, int64_t capacity) {
   constexpr int64_t most = INT32_MAX / sizeof(ZutWord);
   const int64_t bytes = capacity < most ? (capacity + 1) * sizeof(ZutWord) : -1;
@@ -113,12 +112,12 @@ ZutWord remove(ZutPtrAry &array, int32_t index) {
 
 // --- Sorting ---
 
-// Puts `item` into the heap of entries 1 to `last` below the free entry `top`: the free entry goes
-// down to the end, past the greater child each time, and comes up again to the item's place.
+// Puts `item` into the heap of entries 1 to `last` below the free entry `top`. The free entry first
+// sinks to a leaf, each time past the greater child, then rises to the item's place.
 void sink(ZutWord *heap, int32_t top, int32_t last, ZutWord item, ZutPtrAryCompareFunc compare) {
   int32_t place = top;
   for (int32_t child; (child = 2 * place) <= last; place = child) {
-    if (child < last) child += compare(heap[child], heap[child + 1]) < 0; // no branch: a coin toss
+    if (child < last) child += compare(heap[child], heap[child + 1]) < 0; // branch-free
     heap[place] = heap[child];
   }
   for (int32_t parent; (parent = place / 2) >= top; place = parent) {
@@ -128,7 +127,7 @@ void sink(ZutWord *heap, int32_t top, int32_t last, ZutWord item, ZutPtrAryCompa
   heap[place] = item;
 }
 
-// The heap is numbered from 1, with item 0 in the spare entry meanwhile.
+// Heapsort. The heap is numbered from 1; the spare entry at the end holds item 0.
 void sort(ZutWord *items, int32_t count, ZutPtrAryCompareFunc compare) {
   items[count] = items[0];
   for (int32_t top = count / 2; top >= 1; --top) sink(items, top, count, items[top], compare);
@@ -209,8 +208,8 @@ int32_t Z_CALL ZutPtrAryInsertItemAtIndex(ZutPtrAry *array, ZutWord item, int32_
   return 1;
 }
 
-// Before the last item the notice has the index to which that item has moved. Kept: mirrors of the
-// array count on it.
+// For an insertion before the last item the notice has the new index of that item. Kept: mirrors of
+// the array rely on it.
 int32_t Z_CALL ZutPtrAryInsertBefore(ZutPtrAry *array, ZutWord existing, ZutWord item) {
   if (!isUsable(array)) return 0;
   const int32_t index = find(*array, existing);

@@ -1,13 +1,13 @@
 // Weighted graphs: vertices and edges, their look-up, and the notices of their changes.
 //
-// Invariants: a vertex has a slot, and slots ascend with age. Each edge stands in the list of its
-// source's edges, in its source's arcs (packed, for searches) and, from the first removal of a
-// vertex on, in the array of the edges that lead to its target. Between two vertices there is one
-// edge at most. Predecessors, first hops and the origin are vertices of the graph.
+// Invariants: each vertex has a slot, and newer vertices have higher slots. Each edge is in the
+// list of its source's edges, in its source's arcs (packed, for searches) and, from the first
+// removal of a vertex on, in the array of its target's incoming edges. There is at most one edge
+// from one vertex to another. Predecessors, first hops and the origin are vertices of the graph.
 //
-// A notice runs callers' functions, which may change the graph: after one, nothing that was looked
-// at before is certain. Therefore removed records stay allocated, marked as such, until the
-// outermost operation ends, and the loops below look again at each turn.
+// A notice runs callers' functions, which may change the graph, so what was read before a notice
+// may be out of date. Therefore removed records stay allocated and marked until the outermost
+// operation ends, and the loops below read the graph again in each iteration.
 //
 // No lock: the owner of a graph has one.
 #include "containers/observed/utgraph.h"
@@ -42,7 +42,7 @@ GraphEdge *valueAsEdge(const ZutHashBucket *bucket) {
   return bucket ? reinterpret_cast<GraphEdge *>(bucket->value) : nullptr;
 }
 
-// Makes room for twice as many, for `least` at the beginning.
+// Doubles the capacity; the first one is `least`.
 template <class T>
 void grow(T *&array, uint32_t &capacity, uint32_t least, const char *what) {
   capacity = std::max(capacity * 2, least);
@@ -52,8 +52,8 @@ void grow(T *&array, uint32_t &capacity, uint32_t least, const char *what) {
 
 // --- Records ---
 
-// What a random look-up reads of a vertex, from `edges` on, lies in one cache line, and so does a
-// whole edge: this is their distance, and where in a record a line begins.
+// The part of a vertex that look-ups read, from `edges` on, lies in one cache line, and so does a
+// whole edge. A layout is the distance of records and the offset where a line begins in them.
 struct Layout {
   size_t stride;
   size_t lineAt;
@@ -116,7 +116,7 @@ GraphVertex *vertexNew(ZutGraph &graph) {
                                 graph.vertexCount, "vertex");
 }
 
-// What belongs to a vertex beside its record.
+// Frees what a vertex owns besides its record.
 void arraysFree(GraphVertex &vertex) {
   if (vertex.targets) ZutHashDestroy(vertex.targets, nullptr, 0);
   Z_FREE(vertex.arcs, "arcs");
@@ -152,14 +152,14 @@ ZutCbType *makeChangeType() {
   return type;
 }
 
-// The type if anybody listens, to this graph or another; else null.
-ZutCbType *findHeardType() {
+// The type if it has callbacks, of this graph or another; else null.
+ZutCbType *findUsedType() {
   ZutCbType *type = findChangeType();
   return type && utCbTypeHasCallbacks(*type) ? type : nullptr;
 }
 
 void notify(ZutGraph &graph, int32_t added, ZutGraphVertex *vertex, ZutGraphEdge *edge) {
-  ZutCbType *type = findHeardType();
+  ZutCbType *type = findUsedType();
   if (!type) return;
   ZutGraphChangeData data = {nullptr, added, vertex, edge};
   ZutCbTypeCall(type, &graph, &data);
@@ -168,7 +168,7 @@ void notify(ZutGraph &graph, int32_t added, ZutGraphVertex *vertex, ZutGraphEdge
 void callbacksClear(ZutGraph &graph) {
   const Err before = utErrGet();
   if (ZutCbType *type = findChangeType()) ZutCbObjClear(type, &graph);
-  utErrSet(before); // that there are none is no failure
+  utErrSet(before); // having none is no failure
 }
 
 // Around every operation that sends notices. No guard: a callback may end the thread.
@@ -256,6 +256,7 @@ void slotTake(ZutGraph &graph, GraphVertex &vertex) {
 
 void arcAdd(GraphVertex &from, GraphEdge &edge) {
   if (from.degree == from.arcCapacity) grow(from.arcs, from.arcCapacity, Z_ARCS_MIN, "arcs");
+  utCheck(from.degree < from.arcCapacity);
   edge.place = from.degree;
   from.arcs[from.degree++] = {utGraphVertex(edge.to).slot, edge.weight, &edge};
   if (from.targets) {
@@ -278,6 +279,7 @@ void arcRemove(GraphVertex &from, const GraphEdge &edge) {
 void inAdd(GraphEdge &edge) {
   GraphVertex &to = utGraphVertex(edge.to);
   if (to.inDegree == to.inCapacity) grow(to.in, to.inCapacity, Z_ARCS_MIN, "in");
+  utCheck(to.inDegree < to.inCapacity);
   edge.inPlace = to.inDegree;
   to.in[to.inDegree++] = &edge;
 }
@@ -290,7 +292,7 @@ void inRemove(const GraphEdge &edge) {
   last->inPlace = edge.inPlace;
 }
 
-// A graph that only grows does without these arrays.
+// A graph that only grows does not need these arrays.
 void inKeep(ZutGraph &graph) {
   if (graph.keepsIn) return;
   graph.keepsIn = true;
@@ -428,10 +430,10 @@ void vertexUnlink(ZutGraph &graph, GraphVertex &vertex) {
 }
 
 void vertexRemove(ZutGraph &graph, GraphVertex &vertex) {
-  vertex.leaving = true; // from here on it gets no new edge
+  vertex.leaving = true; // no edge can be added to it any more
   graph.origin = nullptr;
   edgesRemove(graph, vertex);
-  pathsForget(graph); // without edges of its own it comes before no other vertex again
+  pathsForget(graph); // without outgoing edges it cannot become a predecessor again
   edgesInRemove(graph, vertex);
   graph.origin = nullptr; // a callback may have computed paths from it
   vertexUnlink(graph, vertex);
@@ -441,7 +443,7 @@ void vertexRemove(ZutGraph &graph, GraphVertex &vertex) {
   --graph.vertexCount;
 }
 
-// As if they were removed one by one, when nobody listens.
+// Equivalent to removing the vertices one by one while there are no callbacks.
 void verticesFree(ZutGraph &graph) {
   for (ZutGraphVertex *vertex = graph.vertices; vertex; vertex = vertex->next)
     arraysFree(utGraphVertex(vertex));
@@ -482,7 +484,7 @@ int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph) {
   if (!graph) return utFail(Err::nullPointer);
   if (graph->depth || graph->destroying) return utFail(Err::objectInUse);
   graph->destroying = true;
-  if (findHeardType()) {
+  if (findUsedType()) {
     while (graph->vertices) ZutGraphVertexRemove(graph, graph->vertices);
   } else {
     verticesFree(*graph);

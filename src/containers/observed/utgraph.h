@@ -1,17 +1,17 @@
-// The graph's records as the library has them: see include/zut.h, "Weighted graph".
+// The internal records of graphs: see include/zut.h, "Weighted graph".
 #pragma once
 
 #include "containers/observed/graphnames.h"
 #include "zut.h"
 
-// What callers see of an edge, and where it stands in the arrays of its two vertices.
+// The public part of an edge, and its places in the arrays of its two vertices.
 struct GraphEdge : ZutGraphEdge {
   uint32_t place;   // in the arcs of `from`; Z_NO_PLACE once removed
   uint32_t inPlace; // in the array `in` of `to`, if that is kept
 };
 inline constexpr uint32_t Z_NO_PLACE = UINT32_MAX;
 
-// Vertices and edges are cut from blocks of the graph's own.
+// Vertices and edges are allocated in blocks that belong to the graph.
 struct GraphBlock {
   GraphBlock *next;
 };
@@ -21,7 +21,7 @@ struct GraphStore {
   uint8_t *freshEnd;
 };
 
-// An edge as the searches want it.
+// An edge as the searches read it.
 struct GraphArc {
   uint32_t slot; // of the target
   int32_t weight;
@@ -56,9 +56,9 @@ struct ZutGraph {
   bool hasPaths; // a vertex may have a predecessor or a first hop
   bool destroying;
   int32_t depth;                // operations in progress that send notices
-  ZutGraphVertex *deadVertices; // removed meanwhile, linked by next
+  ZutGraphVertex *deadVertices; // removed during these, linked by next
   ZutGraphEdge *deadEdges;
-  ZutGraphVertex *freeVertices; // to be used again, linked by next
+  ZutGraphVertex *freeVertices; // for reuse, linked by next
   ZutGraphEdge *freeEdges;
   GraphStore vertexStore;
   GraphStore edgeStore;
