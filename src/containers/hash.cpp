@@ -109,8 +109,6 @@ int32_t Z_CALL sameNumber(ZutWord sought, ZutWord stored) { return sought == sto
 
 const char *textOf(ZutWord key) { return reinterpret_cast<const char *>(key); }
 
-constexpr char asIs(char c) { return c; }
-
 // h = h * 27 + c over the bytes, each sign-extended whatever the sign of char. Four bytes a step
 // shorten the chain of dependent multiplications.
 template <char Fold(char)>
@@ -128,7 +126,7 @@ template <char Fold(char)>
   }
 }
 
-uint32_t Z_CALL hashText(ZutWord key) { return hashChars<asIs>(textOf(key)); }
+uint32_t Z_CALL hashText(ZutWord key) { return hashChars<utAsIs>(textOf(key)); }
 uint32_t Z_CALL hashWord(ZutWord key) { return hashChars<utLower>(textOf(key)); }
 int32_t Z_CALL sameText(ZutWord sought, ZutWord stored) {
   return utSame(textOf(sought), textOf(stored));
@@ -210,30 +208,23 @@ template <class Same>
   return {node, hash, passed};
 }
 
-// By the index, which is an ordinary table.
-HashNode *indexed(const ZutHashTable &table, ZutWord key) {
-  const ZutHashBucket *entry = utHashFind(table.index, key);
-  utCheck(table.index->count <= table.count);
-  return entry ? reinterpret_cast<HashNode *>(entry->value) : nullptr;
-}
-
-[[gnu::always_inline]] inline Found findText(const ZutHashTable &table, ZutWord key) {
-  const uint32_t hash = hashChars<asIs>(textOf(key));
-  return findIn(table, hash, [=](const HashNode *node) {
-    return node->hash == hash && sameText(key, node->key);
-  });
-}
-
-// By text, or by the functions of the table.
+// By text, by the index, or by the functions of the table.
 [[gnu::noinline]] Found findSlowly(const ZutHashTable &table, ZutWord key) {
-  if (table.kind == HashKind::text) return findText(table, key);
+  if (table.kind == HashKind::text) {
+    const uint32_t hash = hashChars<utAsIs>(textOf(key));
+    return findIn(table, hash, [=](const HashNode *node) {
+      return node->hash == hash && sameText(key, node->key);
+    });
+  }
   const uint32_t hash = table.hash(key);
   switch (table.kind) {
   case HashKind::word:
     return findIn(table, hash, [=](const HashNode *node) {
       return node->hash == hash && sameWord(key, node->key);
     });
-  case HashKind::indexed: return {indexed(table, key), hash, 0};
+  case HashKind::indexed:
+    utCheck(table.index->count <= table.count);
+    return {utHashGet<HashNode>(table.index, key), hash, 0};
   default:
     return findIn(table, hash, [&](const HashNode *node) { return table.test(key, node->key); });
   }

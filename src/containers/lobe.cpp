@@ -74,8 +74,7 @@ int32_t Z_CALL visitValue(ZutWord object, ZutWord value, ZutWord visitWord) {
 
 void *utLobeFind(const ZutLobe &lobe, const void *object) {
   utCheck(lobe.count.load(std::memory_order_relaxed) == ZutHashGetSize(lobe.values));
-  const ZutHashBucket *bucket = utHashFind(lobe.values, keyOf(object));
-  return bucket ? reinterpret_cast<void *>(bucket->value) : nullptr;
+  return utHashGet<void>(lobe.values, keyOf(object));
 }
 
 extern "C" {
@@ -86,8 +85,8 @@ ZutLobe *Z_CALL ZutLobeDeclare(int32_t number, int32_t size) {
   {
     const ProcessGuard guard;
     if (!registry) registry = ZutHashCreateInt(10);
-    const ZutHashBucket *bucket = utHashFind(registry, number);
-    lobe = bucket ? reinterpret_cast<ZutLobe *>(bucket->value) : create(number, size);
+    lobe = utHashGet<ZutLobe>(registry, number);
+    if (!lobe) lobe = create(number, size);
   }
   if (lobe->size != size)
     utReport<Msg::lobeSizeDiffers>(Z_TRACE_LEVEL_WARNING, number, lobe->size, size);

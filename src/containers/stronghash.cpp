@@ -35,14 +35,12 @@ uint32_t strongChars(ZutWord key) {
   return static_cast<uint32_t>(number);
 }
 
-constexpr char asIs(char c) { return c; }
-
 } // namespace
 
 uint32_t Z_CALL utStrongNumber(ZutWord key) {
   return static_cast<uint32_t>(mix(secret() ^ static_cast<uintptr_t>(key)));
 }
 
-uint32_t Z_CALL utStrongText(ZutWord key) { return strongChars<asIs>(key); }
+uint32_t Z_CALL utStrongText(ZutWord key) { return strongChars<utAsIs>(key); }
 
 uint32_t Z_CALL utStrongWord(ZutWord key) { return strongChars<utLower>(key); }

@@ -3,6 +3,7 @@
 #include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
+#include "base/text.h"
 #include "containers/hash.h"
 
 struct ZutProperties {
@@ -14,10 +15,8 @@ namespace {
 ZutWord keyOf(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 ZutProperty *find(const ZutProperties &list, const char *name) {
-  const ZutHashBucket *bucket = utHashFind(list.table, keyOf(name));
-  if (!bucket) return nullptr;
-  auto *property = reinterpret_cast<ZutProperty *>(bucket->value);
-  utCheck(bucket->key == keyOf(property->name));
+  auto *property = utHashGet<ZutProperty>(list.table, keyOf(name));
+  utCheck(!property || utSameWord(property->name, name));
   return property;
 }
 

@@ -38,10 +38,6 @@ bool isRemoved(const GraphEdge &edge) { return edge.place == Z_NO_PLACE; }
 
 GraphEdge &edgeOf(ZutGraphEdge *edge) { return *static_cast<GraphEdge *>(edge); }
 
-GraphEdge *valueAsEdge(const ZutHashBucket *bucket) {
-  return bucket ? reinterpret_cast<GraphEdge *>(bucket->value) : nullptr;
-}
-
 // Doubles the capacity; the first one is `least`.
 template <class T>
 void grow(T *&array, uint32_t &capacity, uint32_t least, const char *what) {
@@ -204,7 +200,7 @@ bool usable(const ZutGraph &graph, const GraphEdge &edge) {
 
 // The edge between two vertices of the graph, or null.
 GraphEdge *findEdge(const GraphVertex &from, const GraphVertex &to) {
-  if (from.targets) return valueAsEdge(utHashFind(from.targets, keyOf(&to)));
+  if (from.targets) return utHashGet<GraphEdge>(from.targets, keyOf(&to));
   for (uint32_t i = 0; i < from.degree; ++i) {
     if (from.arcs[i].slot == to.slot) return from.arcs[i].edge;
   }
@@ -443,12 +439,6 @@ void vertexRemove(ZutGraph &graph, GraphVertex &vertex) {
   --graph.vertexCount;
 }
 
-// Equivalent to removing the vertices one by one while there are no callbacks.
-void verticesFree(ZutGraph &graph) {
-  for (ZutGraphVertex *vertex = graph.vertices; vertex; vertex = vertex->next)
-    arraysFree(utGraphVertex(vertex));
-}
-
 // --- Dump ---
 
 // A vertex that a computation has found, by name, or the word 0 for none. The labels differ. Kept.
@@ -486,8 +476,9 @@ int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph) {
   graph->destroying = true;
   if (findUsedType()) {
     while (graph->vertices) ZutGraphVertexRemove(graph, graph->vertices);
-  } else {
-    verticesFree(*graph);
+  } else { // the same, when no callback can see it
+    for (ZutGraphVertex *vertex = graph->vertices; vertex; vertex = vertex->next)
+      arraysFree(utGraphVertex(vertex));
   }
   utCheck(!graph->depth);
   callbacksClear(*graph);
