@@ -3,13 +3,8 @@
 
 namespace {
 
-constexpr char net[] = "# a small net\n"
-                       "a b 7\n"
-                       "a c 2   # short cut\n"
-                       "\n"
-                       "c b 3\r\n"
-                       "b d 1\n"
-                       "d a-1 5";
+// With comments, an empty line, a line's end of two bytes and one that is missing.
+constexpr char net[] = "# a small net\na b 7\na c 2   # short cut\n\nc b 3\r\nb d 1\nd a-1 5";
 
 class Routes : public testing::Test {
 protected:
@@ -21,11 +16,8 @@ protected:
 
 TEST_F(Routes, AnswersFromAFile) {
   writeFile("net.txt", std::string("\xEF\xBB\xBF") + net); // the mark is no part of a name
-  const Result answers = run({"net.txt"}, "path a d\n"
-                                          "table c; setopt weighted false\n"
-                                          "path a d\n"
-                                          "path d a\n"
-                                          "path d d\n");
+  const Result answers = run({"net.txt"}, "path a d\ntable c; setopt weighted false\n"
+                                          "path a d; path d a; path d d\n");
   EXPECT_EQ(answers.out, "Type 'help' for help.\n"
                          "a > c > b > d: distance 6\n"
                          "to               distance  first hop\n"
@@ -37,20 +29,14 @@ TEST_F(Routes, AnswersFromAFile) {
                          "a > b > d: distance 2\n"
                          "There is no route from d to a.\n"
                          "d: distance 0\n");
-  EXPECT_EQ(answers.err, "");
-  EXPECT_EQ(answers.code, 0);
+  EXPECT_TRUE(answers.err.empty() && answers.code == 0);
   EXPECT_TRUE(std::filesystem::exists("net.txt") && !std::filesystem::exists("routes.dbg"));
 }
 
 TEST_F(Routes, FollowsChanges) {
-  const std::string list = std::string(net) + "\n.\n";
-  EXPECT_EQ(run({}, list + "link b d 9\n"
-                           "follow a\n"
-                           "unlink c b\n"
-                           "link a e 1; link e d 2\n"
-                           "setopt weighted false\n"
-                           "unlink b d\n")
-                .out,
+  const char *commands = "link b d 9\nfollow a; unlink c b; link a e 1; link e d 2\n"
+                         "setopt weighted false; unlink b d\n";
+  EXPECT_EQ(run({}, std::string(net) + "\n.\n" + commands).out,
             "Type 'help' for help.\n"
             "Not linked: this edge is there already.\n"
             "  b: 5 by c\n  c: 2 by c\n  d: 6 by c\n  a-1: 11 by c\n"

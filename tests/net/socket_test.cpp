@@ -55,8 +55,7 @@ protected:
 TEST_F(Socket, ConnectsInTwoPhasesAndKnowsItsNames) {
   connect();
   char mine[22], peers[22];
-  ASSERT_EQ(ZutSocketGetNameStr(client, 1, mine), 1);
-  ASSERT_EQ(ZutSocketGetPeerNameStr(server, 1, peers), 1);
+  ASSERT_EQ(ZutSocketGetNameStr(client, 1, mine) + ZutSocketGetPeerNameStr(server, 1, peers), 2);
   EXPECT_STREQ(mine, peers);
   EXPECT_EQ(mine, "127.0.0.1:" + std::to_string(portOf(client)));
   ASSERT_TRUE(sendBytes(client, "four"));
@@ -219,10 +218,9 @@ TEST_F(Socket, SignalEndsCallsOnlyWhileTheCounterSaysStop) {
   const bool possible = runInterrupted([&] { got = ZutSocketRecvAll(server, buffer, 4, 0); },
                                        [&] { sendBytes(client, "four"); });
   if (!possible) GTEST_SKIP() << "calls are not interrupted here";
-  EXPECT_EQ(got, 4);
   runInterrupted([&] { accepted = ZutSocketAccept(listener); },
                  [&] { other = ZutSocketConnectBeginTcp("127.0.0.1", port, 1); });
-  EXPECT_GE(accepted, 0);
+  EXPECT_TRUE(got == 4 && accepted >= 0);
   ZutOptionSetNumValue("_socket_listen_backlog", 0);
   const int32_t full = ZutSocketCreateServerTcpEx("_ANY", 0), target = portOf(full);
   ZutOptionSetNumValue("_socket_listen_backlog", 100);
@@ -250,12 +248,10 @@ TEST_F(Socket, SignalEndsCallsOnlyWhileTheCounterSaysStop) {
 
 TEST_F(Socket, Broadcast) {
   const int32_t receiver = ZutSocketCreateServerBcast(0);
-  ASSERT_GE(receiver, 0);
-  ZutSocketAddr destination;
-  const int32_t sender = ZutSocketCreateClientBcast("127.0.0.1", portOf(receiver), &destination);
-  ASSERT_GE(sender, 0);
-  EXPECT_EQ(destination.family, 2);
-  ASSERT_TRUE(sendDatagram(sender, &destination, "hello"));
+  ZutSocketAddr to;
+  const int32_t sender = ZutSocketCreateClientBcast("127.0.0.1", portOf(receiver), &to);
+  ASSERT_TRUE(receiver >= 0 && sender >= 0 && to.family == 2);
+  ASSERT_TRUE(sendDatagram(sender, &to, "hello"));
   ASSERT_EQ(ZutSocketCheck(receiver, 0, 5.0), 1);
   EXPECT_EQ(ZutSocketRecvAll(receiver, buffer, 5, 0), 5);
   EXPECT_STREQ(buffer, "hello");

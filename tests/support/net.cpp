@@ -15,13 +15,8 @@
 #endif
 
 bool sendBytes(int32_t socket, const std::string &bytes) {
-  size_t sent = 0;
-  while (sent < bytes.size()) {
-    const auto count = send(socket, bytes.data() + sent, static_cast<int>(bytes.size() - sent), 0);
-    if (count < 0) return false;
-    sent += static_cast<size_t>(count);
-  }
-  return true;
+  const auto size = static_cast<int>(bytes.size());
+  return send(socket, bytes.data(), size, 0) == size; // which waits until all is taken
 }
 
 bool sendUrgent(int32_t socket) { return send(socket, "!", 1, MSG_OOB) == 1; }
@@ -52,11 +47,7 @@ bool runInterrupted(const std::function<void()> &, const std::function<void()> &
 void closeBare(int32_t socket) { close(socket); }
 
 int openDescriptors() {
-  int count = 0;
-  for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    ++count;
-  }
-  return count;
+  return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
 bool allowDescriptors(int count) {
@@ -76,9 +67,8 @@ bool runInterrupted(const std::function<void()> &function, const std::function<v
   struct sigaction action = {};
   action.sa_handler = [](int) { ++caught; };
   sigaction(SIGUSR1, &action, nullptr);
-  const pthread_t here = pthread_self();
   std::atomic<bool> done{false};
-  std::thread storm([&] {
+  std::thread storm([&, here = pthread_self()] {
     for (bool over = false; !done; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
       pthread_kill(here, SIGUSR1);
       if (caught >= 3 && !over) later(), over = true;
