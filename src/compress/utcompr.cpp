@@ -4,6 +4,7 @@
 // guarded by the process mutex. A compressor has no lock: the pool hands each out to one thread.
 #include "compress/utcompr.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/process.h"
@@ -151,6 +152,7 @@ ZutCompressor *replace(ZutCompressor *old) {
   char *ident = old ? std::exchange(old->ident, nullptr) : nullptr;
   if (old) ZutCompressorDestroy(old);
   ZutCompressor *compressor = ZutCompressorCreate(nullptr, nullptr);
+  utCheck(!compressor || !compressor->ident);
   if (compressor) compressor->ident = ident;
   else Z_FREE(ident, "comp->ident_str");
   return compressor;
@@ -178,7 +180,9 @@ int32_t workGrowing(Work work, ZutCompressor *compressor, ZutBuf *destination, Z
   for (;;) {
     if (const int32_t result = work(compressor, destination, source, finish)) return result;
     if (utErrGet() != Err::tooSmall) return 0;
+    const int32_t before = destination->capacity;
     if (!utBufEnlarge(*destination)) return 0;
+    utCheck(destination->capacity > before);
   }
 }
 
@@ -223,6 +227,7 @@ ZutCompressor *utCompressorPoolGet() {
 int32_t utCompressorPoolPut(ZutCompressor *compressor) {
   if (!compressor) return utFail(Err::nullPointer);
   const ProcessGuard guard;
+  utCheck(pool);
   ZutDqRightInsert(&compressor->links, pool->left);
   return 1;
 }
@@ -243,6 +248,7 @@ int32_t Z_CALL ZutCompressorInit(const char *name, ZutCompressorCreateFunc creat
       utDup(name, "(driver->name)"), create, compress, uncompress, get_stats, reset, destroy};
   ZutHashInsert(drivers, reinterpret_cast<ZutWord>(driver->name),
                 reinterpret_cast<ZutWord>(driver));
+  utCheck(findDriver(name) == driver);
   return 1;
 }
 
@@ -297,6 +303,7 @@ int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor) {
 
 int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor) {
   if (!compressor) return utFail(Err::nullPointer);
+  utCheck(compressor->driver && compressor->state);
   compressor->driver->destroy(compressor->state);
   Z_FREE(compressor->args, "comp->args");
   Z_FREE(compressor->ident, "comp->ident_str");

@@ -3,6 +3,7 @@
 // SIGINT is ignored while at least one thread is inside, and the library's handler is installed
 // when the last one leaves. The lock keeps the count of those inside and the change of the handling
 // together; it is held for that only.
+#include "base/check.h"
 #include "base/processlock.h"
 #include "platform/platform_file.h"
 #include "thread/interrupt.h"
@@ -35,6 +36,7 @@ void leave(bool held) {
   int error = 0;
   {
     const FastGuard guard(insideLock);
+    utCheck(inside > 0);
     if (--inside == 0) installed = utPlatInterruptHandle(ZutSigintHandler);
     error = errno;
   }

@@ -2,6 +2,7 @@
 // the hash of the name, and beside it a name file that tells which name the hash stands for: the
 // lower-cased name and a line's end, nothing else. Processes and threads may ask at once, so a name
 // file appears with its whole text or not at all, and the first one stays.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -49,6 +50,7 @@ Owner ownerInside(FILE *stream, std::string_view name) {
   const size_t size = name.size() + 2;
   char *text = utNewArray<char>(static_cast<int64_t>(size), "name line");
   const size_t got = std::fread(text, 1, size, stream);
+  utCheck(got <= size);
   const bool ours =
       got == size - 1 && text[got - 1] == '\n' && name == std::string_view(text, got - 1);
   Z_FREE(text, "name line");
@@ -76,9 +78,10 @@ FILE *openAside(const char *directory, const char *base, char **aside) {
   static std::atomic<uint32_t> count{0};
   for (int i = 0; i < attempts; ++i) {
     char extension[32];
-    std::snprintf(extension, sizeof extension, "-%lx-%lx.new",
-                  static_cast<unsigned long>(utPlatProcessId()),
-                  static_cast<unsigned long>(++count));
+    const int length = std::snprintf(extension, sizeof extension, "-%lx-%lx.new",
+                                     static_cast<unsigned long>(utPlatProcessId()),
+                                     static_cast<unsigned long>(++count));
+    utCheck(length > 0 && static_cast<size_t>(length) < sizeof extension);
     *aside = utFileNameDup(directory, base, extension);
     if (FILE *stream = utPlatFileOpen(*aside, "wbx")) return stream;
     const int error = errno;
@@ -104,6 +107,7 @@ bool makeNameFile(const char *directory, const char *base, const char *nameFile,
   char *aside = nullptr;
   FILE *stream = openAside(directory, base, &aside);
   if (!stream) return false;
+  utCheck(aside);
   const bool made = writeAndClose(stream, name) && utPlatFilePlace(aside, nameFile);
   const int error = errno;
   if (!made) utPlatFileRemove(aside);
@@ -135,6 +139,7 @@ bool hashedBase(const char *directory, const char *name, char *base, bool create
   for (int i = 0; i < hashTries; ++i) {
     hash = continueHash(hash, name);
     std::snprintf(base, hashSize, "%08lx", static_cast<unsigned long>(hash));
+    utCheck(std::strlen(base) == hashSize - 1);
     const Owner owner = settle(directory, base, name, create);
     if (owner != Owner::other) return owner == Owner::us || (owner == Owner::none && !create);
   }

@@ -1,4 +1,5 @@
 // Sizes and times of files; making, removing, changing and listing directories.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/text.h"
@@ -75,6 +76,7 @@ ZutDir *Z_CALL ZutOpenDir(const char *directory) {
 
 int32_t Z_CALL ZutReadDir(ZutDir *handle, ZutDirEntry *entry_out) {
   if (!handle || !entry_out) return utFail(Err::nullPointer);
+  utCheck(handle->name);
   if (!handle->listing) handle->listing = utPlatDirOpen(handle->name);
   if (!handle->listing) return utFailC();
   PlatDirEntry entry;
@@ -83,6 +85,7 @@ int32_t Z_CALL ZutReadDir(ZutDir *handle, ZutDirEntry *entry_out) {
   case PlatDirRead::end: return utFail(Err::endOfTraversal);
   case PlatDirRead::entry: break;
   }
+  utCheck(entry.name && *entry.name);
   utCopyCut(entry_out->name, sizeof entry_out->name, entry.name);
   entry_out->kind = kindWord(entry.kind);
   return 1;

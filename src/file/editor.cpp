@@ -1,4 +1,5 @@
 // Showing files to a person: in an editor, or copied to the output.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -46,6 +47,7 @@ int32_t runEditor(const char *editor, const char *name, long offset) {
   if (wordLength < 0) return utFail(Err::invalid);
   char *word = utNewArray<char>(wordLength + 1, "file name");
   utPlatShellWord(name, word);
+  utCheck(std::strlen(word) == static_cast<size_t>(wordLength));
   const size_t size = std::strlen(editor) + sizeof " +2147483647 " + std::strlen(word);
   char *command = utNewArray<char>(static_cast<int64_t>(size), "editor command");
   const int32_t line = utSame(editor, "emacs") ? lineAt(name, offset) : 0;
@@ -54,6 +56,7 @@ int32_t runEditor(const char *editor, const char *name, long offset) {
   } else {
     std::snprintf(command, size, "%s %s", editor, word);
   }
+  utCheck(std::strlen(command) < size - 1); // nothing was cut
   const int32_t result = ZutSystem(command);
   Z_FREE(command, "editor command");
   Z_FREE(word, "file name");
@@ -63,6 +66,7 @@ int32_t runEditor(const char *editor, const char *name, long offset) {
 
 int32_t show(const char *name, long offset) {
   char *editor = editorName();
+  utCheck(*editor);
   const int32_t result =
       utSame(editor, "_cat") ? ZutCatFile(name) : runEditor(editor, name, offset);
   Z_FREE(editor, "editor");
@@ -83,6 +87,7 @@ bool holdFile(FILE *stream, char **name, char **mode) {
   const ProcessGuard guard;
   ZutFileNode *node = utFileNodeOf(stream);
   if (!node) return false;
+  utCheck(node->ref_count > 0);
   ++node->ref_count;
   *name = utDup(node->fname, "file_node->fname");
   *mode = utDup(node->mode, "file_node->mode");

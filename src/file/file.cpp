@@ -1,6 +1,7 @@
 // Single files: building their names, asking about them, opening and backing them up.
 #include "file/file.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/setting.h"
@@ -44,6 +45,7 @@ char *join(char *out, const NameParts &parts) {
     std::memmove(end, part.data(), part.size());
     end += part.size();
   }
+  utCheck(static_cast<size_t>(end - out) == parts.length());
   *end = 0;
   return out;
 }
@@ -128,6 +130,7 @@ int32_t Z_CALL ZutBackupFile(const char *name) {
     return 1;
   }
   char *backup = utFileNameDup(nullptr, name, ending);
+  utCheck(!utSame(name, backup));
   const bool done = utPlatFileReplace(name, backup);
   const int error = errno;
   Z_FREE(ending, "backup name");

@@ -4,6 +4,7 @@
 // a hook does while it holds every other thread up is the program's own care.
 #include "file/filetable.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -28,6 +29,7 @@ ZutFileNode *nextNode(ZutFileNode *node) { return nodeAt(node->links.right); }
 ZutFileNode *nodeNamed(const char *name) {
   ZutFileNode *alike = nullptr;
   for (ZutFileNode *node = firstNode(); node; node = nextNode(node)) {
+    utCheck(node->fname && node->mode && node->stream);
     if (utSame(node->fname, name)) return node;
     if (!alike && utSameName(node->fname, name) && !utPlatFilesDiffer(node->fname, name)) {
       alike = node;
@@ -37,6 +39,7 @@ ZutFileNode *nodeNamed(const char *name) {
 }
 
 void addNode(const char *name, const char *mode, FILE *stream) {
+  utCheck(files && stream);
   auto *node = utNew<ZutFileNode>("file_node");
   node->fname = utDup(name, "file_node->fname");
   node->mode = utDup(mode, "file_node->mode");
@@ -46,6 +49,7 @@ void addNode(const char *name, const char *mode, FILE *stream) {
 }
 
 void freeNode(ZutFileNode *node) {
+  utCheck(node->ref_count == 0);
   Z_FREE(node->fname, "file_node->fname");
   Z_FREE(node->mode, "file_node->mode");
   Z_FREE(node, "file_node");
@@ -82,6 +86,7 @@ KeepMode::KeepMode(const char *mode) : text{} {
   for (const char letter : {'+', 'b', 't', 'n'}) {
     if (std::strchr(mode, letter)) *end++ = letter;
   }
+  utCheck(end < text + sizeof text);
 }
 
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode) {
@@ -101,6 +106,7 @@ FILE *Z_CALL ZutOpenFile(const char *name, const char *mode) {
   if (!files) ZutDqOpen(&files);
   if (ZutFileNode *node = nodeNamed(name)) {
     if (!utSame(node->mode, mode)) return utFailNull(Err::typeMismatch);
+    utCheck(node->ref_count > 0);
     ++node->ref_count;
     return node->stream;
   }
@@ -121,6 +127,7 @@ int32_t Z_CALL ZutCloseFile(FILE *stream) {
   const ProcessGuard guard;
   ZutFileNode *node = utFileNodeOf(stream);
   if (!node) return utFail(Err::notFound);
+  utCheck(node->ref_count > 0);
   if (--node->ref_count > 0) return 1;
   ZutDqDetach(files, &node->links); // first: a close hook may open the same name again
   closeStream(*node);

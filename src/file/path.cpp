@@ -2,6 +2,7 @@
 // owns, in the order they were added; it belongs to its maker and has no lock.
 #include "file/path.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -106,6 +107,7 @@ int32_t Z_CALL ZutPathDeleteDir(ZutPath *path, const char *directory) {
   for (const ZutPqNode *node = path->directories.head; node; node = node->next) {
     if (!utSameName(directoryOf(node), directory)) continue;
     auto *dname = reinterpret_cast<char *>(ZutPqDelete(&path->directories, node->item));
+    utCheck(dname); // the queue had it
     Z_FREE(dname, "dname");
     return 1;
   }
@@ -126,8 +128,10 @@ int32_t Z_CALL ZutPathDestroy(ZutPath *path) {
   if (!path) return utFail(Err::nullPointer);
   while (path->directories.head) {
     auto *dname = reinterpret_cast<char *>(ZutPqPop(&path->directories));
+    utCheck(dname);
     Z_FREE(dname, "dname");
   }
+  utCheck(!path->directories.tail);
   Z_FREE(path, "search path");
   return 1;
 }
@@ -156,6 +160,7 @@ int32_t Z_CALL ZutFileExplodeName(const char *full_name, char **directory_out, c
   if (!full_name || !directory_out || !base_out || !extension_out) return utFail(Err::nullPointer);
   const char *base = utFileBase(full_name);
   const char *extension = extensionOf(base);
+  utCheck(full_name <= base && base <= extension);
   if (!isBaseName({base, extension})) return utFail(Err::invalid);
   const size_t directory = base == full_name ? 0 : static_cast<size_t>(base - full_name) - 1;
   *directory_out = utDupPart(full_name, directory, "*dir_ptr");
@@ -168,6 +173,7 @@ int32_t Z_CALL ZutFileExplodeName(const char *full_name, char **directory_out, c
 int32_t Z_CALL ZutGetTmpFilePath(char *out) {
   if (!out) return utFail(Err::nullPointer);
   char *directory = tmpDirectory();
+  utCheck(*directory);
   const bool writable = utPlatFileWritable(directory);
   if (!writable) utFailC();
   std::strcpy(out, directory);

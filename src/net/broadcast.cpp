@@ -15,6 +15,8 @@ constexpr uint16_t networkOrder(int32_t port) {
   return static_cast<uint16_t>(value << 8 | value >> 8);
 }
 
+static_assert(sizeof(ZutSocketAddr) == 16); // the system's own record
+
 } // namespace
 
 extern "C" {

@@ -6,6 +6,7 @@
 // `started` does the clean-up.
 #include "net/socket.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/places.h"
@@ -27,6 +28,7 @@ char *socketDir = nullptr;
 void Z_CALL endAtExit() { ZutWinEndWinsock(); }
 
 int32_t startFailed(PlatSocketStart outcome) {
+  utCheck(outcome != PlatSocketStart::started);
   if (outcome == PlatSocketStart::failed) {
     ZutErrNumSetSocket(0);
     ZutPerror("WSAStartup");
@@ -69,6 +71,7 @@ int32_t receiveFailed() {
 }
 
 int32_t receive(int32_t socket, void *buffer, int32_t length, int32_t flags) {
+  utCheck(length > 0);
   for (;;) {
     const int32_t got = utPlatSocketReceive(socket, buffer, length, flags);
     if (got >= 0 || !utSocketMayRepeat()) return got;
@@ -101,6 +104,7 @@ int32_t waitFor(int32_t socket, PlatSocketFor what, double timeout) {
 // closed stays closed, and a socket layer that was ended is not started again here.
 bool mayWaitAgain() {
   constexpr int32_t lasting[] = {10009, 10022, 10038, 10093};
+  utCheck(utErrGet() != Err::timeout);
   if (utErrGet() == Err::interrupted) return true;
   return utErrGet() == Err::socket && std::ranges::count(lasting, ZutErrNumGetSocket()) == 0;
 }
@@ -127,6 +131,7 @@ int64_t closingTries() {
 }
 
 int32_t closeWithin(int32_t socket, int64_t tries) {
+  utCheck(tries <= int64_t{INT32_MAX} * 100);
   for (; tries > 0; --tries) {
     if (utPlatSocketClose(socket)) return 0;
     if (utPlatSocketErrorGet() != utPlatWouldBlock) return -1;
@@ -165,6 +170,7 @@ int32_t utSocketGiveUp(int32_t socket, const char *call) {
 }
 
 void utSocketPrepare(int32_t socket) {
+  utCheck(socket >= 0);
   const int32_t size = utToInt32(utOptionNumber("_socket_buffer_size", 0.0));
   if (size == 0) return;
   ZutSocketSetSendBufSize(socket, size);
@@ -206,6 +212,7 @@ int32_t Z_CALL ZutSocketRecvAll(int32_t socket, void *buffer, int32_t length, in
     const int32_t got = receive(socket, place, length - count, flags);
     if (got < 0) return receiveFailed();
     if (got == 0) break;
+    utCheck(got <= length - count);
     count += got;
   }
   return count;
@@ -232,6 +239,7 @@ int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length
     }
     if (got < 0) return receiveFailed();
     if (got == 0) break;
+    utCheck(got <= length - count);
     count += got;
   }
   return count;
@@ -267,6 +275,7 @@ const char *Z_CALL ZutGetSocketDir() {
   const ProcessGuard guard;
   if (socketDir) return socketDir;
   socketDir = makeSocketDirName();
+  utCheck(*socketDir);
   if (!ZutMkdir(socketDir) && utErrGet() != Err::exists) {
     ZutPerror("ZutMkdir");
     utReport<Msg::socketDir>(Z_TRACE_LEVEL_WARNING, socketDir);

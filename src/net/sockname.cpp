@@ -1,5 +1,6 @@
 // Names of nodes, addresses and sockets. The name service is asked only for texts with a letter,
 // so that an address never waits for it.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/report.h"
 #include "base/text.h"
@@ -98,7 +99,9 @@ void utSocketNameText(const PlatSocketName &name, bool withPort, char *text) {
   } else {
     length = std::snprintf(text, utSocketNameSize, "local");
   }
+  utCheck(length > 0 && length < utSocketNameSize);
   if (!withPort) return;
+  utCheck(name.port >= 0 && name.port <= UINT16_MAX);
   std::snprintf(text + length, static_cast<size_t>(utSocketNameSize - length), ":%ld",
                 static_cast<long>(name.port));
 }
@@ -127,6 +130,7 @@ int32_t Z_CALL ZutSocketGetPort(int32_t socket, int32_t *port_out) {
     return 0;
   }
   if (!name.internet) return utFail(Err::typeMismatch);
+  utCheck(name.port >= 0 && name.port <= UINT16_MAX);
   *port_out = name.port;
   return 1;
 }

@@ -1,6 +1,7 @@
 // TCP servers and clients. A client connects in two phases, begin and complete, so that the wait
 // between them can have a time-out. Everything that the options say of a socket is read when the
 // socket is made.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/report.h"
@@ -104,6 +105,7 @@ int32_t waitForConnection(int32_t socket, double timeout) {
     if (utErrGet() == Err::interrupted) return utPlatInterrupted;
     if (utErrGet() != Err::socket || ZutErrNumGetSocket() != utPlatInterrupted) return timedOut;
     const std::chrono::duration<double> passed = Clock::now() - begin;
+    utCheck(passed.count() >= 0.0);
     if (timeout >= 0.0) rest = std::max(timeout - passed.count(), 0.0);
   }
   return 0;
@@ -115,6 +117,7 @@ bool isConnected(int32_t socket, double timeout) {
   int32_t pending = 0;
   if (!utPlatSocketGet(socket, PlatSocketSetting::pendingError, &pending)) return false;
   const int32_t reason = pending ? pending : ended;
+  utCheck(reason >= 0);
   if (reason) utPlatSocketErrorSet(reason);
   return reason == 0;
 }
