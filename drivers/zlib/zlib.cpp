@@ -2,9 +2,8 @@
 // 6 when there is none. Mode 0 lets zlib keep back what it likes, 1 ends with a sync flush, 2 ends
 // the stream; the next call begins a new one.
 //
-// A call that finds too little room must leave no trace. At the start of a stream, where whole
-// messages begin, the stream is simply reset; in the middle a copy made before the call is put
-// back.
+// A call with too little room must change nothing. At the start of a stream the stream is reset; in
+// the middle a copy made before the call is restored.
 #include "zut.h"
 
 #include <zlib.h>
@@ -15,7 +14,7 @@ namespace {
 
 constexpr int32_t tooSmall = 4, invalid = 7, corrupt = 24, noMemory = 30;
 
-// One direction of a compressor. `open` from its first use on.
+// One direction of a compressor, opened by its first use.
 struct Stream {
   z_stream z;
   bool open;
@@ -54,8 +53,8 @@ struct Inflate {
   static int end(z_stream &z) { return inflateEnd(&z); }
 };
 
-// What a call of zlib came to: 0 for success, else an error number. zlib may keep more output back
-// as long as the room is used up to the last byte.
+// The error number for a result of zlib, 0 for success. When the room is used up to the last byte,
+// zlib may hold more output.
 int32_t judge(int result, const z_stream &z, int32_t mode) {
   if (result == Z_STREAM_END) return 0;
   if (result == Z_MEM_ERROR) return noMemory;
@@ -64,47 +63,47 @@ int32_t judge(int result, const z_stream &z, int32_t mode) {
   return mode == 2 ? corrupt : 0; // the input ended before its stream
 }
 
-// Puts back what was saved. False: there is no memory for it, the stream is lost, and the next call
-// opens a new one.
-template <class Way>
-bool putBack(Stream &stream, z_stream &before) {
-  Way::end(stream.z);
-  stream.open = Way::copy(stream.z, before) == Z_OK;
-  Way::end(before);
+// Restores the saved stream. False when there is no memory for it: the stream is lost, and the next
+// call opens a new one.
+template <class Direction>
+bool restore(Stream &stream, z_stream &before) {
+  Direction::end(stream.z);
+  stream.open = Direction::copy(stream.z, before) == Z_OK;
+  Direction::end(before);
   return stream.open;
 }
 
-// Works on the unread part of `source`; takes and gives everything or nothing.
-template <class Way>
+// Runs zlib on the unread part of `source`. On failure neither buffer changes.
+template <class Direction>
 int32_t work(Stream &stream, ZutBuf &destination, ZutBuf &source, int32_t mode) {
   constexpr int flushes[] = {Z_NO_FLUSH, Z_SYNC_FLUSH, Z_FINISH};
   z_stream &z = stream.z;
   const bool fresh = atStart(z);
   z_stream before;
-  if (!fresh && Way::copy(before, z) != Z_OK) return noMemory;
+  if (!fresh && Direction::copy(before, z) != Z_OK) return noMemory;
   const int32_t unread = source.size > source.offset ? source.size - source.offset : 0;
   const int32_t room = destination.capacity - destination.size;
   z.next_in = source.data + source.offset;
   z.avail_in = static_cast<uInt>(unread);
   z.next_out = destination.data + destination.size;
   z.avail_out = static_cast<uInt>(room);
-  const int result = Way::run(z, flushes[mode]);
+  const int result = Direction::run(z, flushes[mode]);
   if (const int32_t error = judge(result, z, mode)) {
-    if (!fresh) return putBack<Way>(stream, before) ? error : noMemory;
-    Way::reset(z);
+    if (!fresh) return restore<Direction>(stream, before) ? error : noMemory;
+    Direction::reset(z);
     return error;
   }
-  if (!fresh) Way::end(before);
+  if (!fresh) Direction::end(before);
   source.offset += unread - static_cast<int32_t>(z.avail_in);
   destination.size += room - static_cast<int32_t>(z.avail_out);
-  if (result == Z_STREAM_END) Way::reset(z);
+  if (result == Z_STREAM_END) Direction::reset(z);
   return 0;
 }
 
 // A finished stream has been reset already; for a deflater that is half of a small message's time.
-template <class Way>
+template <class Direction>
 void restart(Stream &stream) {
-  if (stream.open && !atStart(stream.z)) Way::reset(stream.z);
+  if (stream.open && !atStart(stream.z)) Direction::reset(stream.z);
 }
 
 // --- The driver's functions ---
@@ -146,7 +145,7 @@ int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int3
   return error ? fail(error) : 1;
 }
 
-// Of compressing, so that bytes in by bytes out is the ratio.
+// Counts compression only, so that the ratio is bytes in divided by bytes out.
 int32_t Z_CALL getStats(void *state, ZutCompressorStats *stats) {
   const Codec &codec = codecOf(state);
   stats->operations = codec.operations;

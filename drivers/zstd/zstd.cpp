@@ -2,8 +2,8 @@
 // Modes as the library means them: 0 go on, 1 flush, 2 end the frame; the next call begins a new
 // one. Skippable frames before a frame are passed over.
 //
-// A context cannot be put back, so a call whose output finds too little room keeps it, and the
-// call's repetition goes on from there.
+// A context cannot be rolled back. So a call with too little room keeps its output, and the
+// repeated call delivers it.
 #include "zut.h"
 
 #include <zstd.h>
@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int32_t tooSmall = 4, tooLarge = 5, invalid = 7, corrupt = 24, noMemory = 30;
-constexpr int32_t largest = INT32_MAX - 1048576; // output; behind it a piece of zstd's still fits
+constexpr int32_t largest = INT32_MAX - 1048576; // of output, with room for one more piece
 
 // Output that waits for room, and how much input it stands for.
 struct Pending {
@@ -49,7 +49,7 @@ int32_t fail(int32_t error) {
   return 0;
 }
 
-// Makes room for a good piece more.
+// Makes room for at least `piece` more bytes.
 ZSTD_outBuffer roomIn(ZutBuf &buffer, size_t piece) {
   ZutBufGrow(&buffer, buffer.size + static_cast<int32_t>(piece));
   return {buffer.data, static_cast<size_t>(buffer.capacity), static_cast<size_t>(buffer.size)};
@@ -221,7 +221,7 @@ int32_t Z_CALL uncompress(void *state, ZutBuf *destination, ZutBuf *source, int3
   return deliver(pending, *destination, *source);
 }
 
-// Of compressing, so that bytes in by bytes out is the ratio.
+// Counts compression only, so that the ratio is bytes in divided by bytes out.
 int32_t Z_CALL getStats(void *state, ZutCompressorStats *stats) {
   const Codec &codec = codecOf(state);
   stats->operations = codec.operations;

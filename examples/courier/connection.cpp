@@ -18,7 +18,7 @@
 namespace {
 
 constexpr double forEver = -1.0;
-constexpr double glance = 0.25;  // seconds after which a waiting thread looks whether it shall end
+constexpr double glance = 0.25;  // seconds between checks whether the connection is closing
 constexpr double farewell = 5.0; // seconds for sending the rest at the end
 
 enum class State { open, finishing, closing }; // finishing: the queue is still sent
@@ -120,8 +120,8 @@ ZutBuf *nextMessage(Connection &connection) {
   }
 }
 
-// The count sent, 0 when the peer takes nothing at the moment, -1 on failure. The library has no
-// operation for it: programs send by the system's own.
+// The count sent, 0 when the socket would block, -1 on failure. The library has no operation that
+// sends: programs use the system's.
 int32_t sendSome(int32_t socket, const uint8_t *bytes, int32_t length) {
 #ifdef _WIN32
   const int count =
@@ -161,8 +161,8 @@ ZutWord Z_CALL writeMessages(ZutWord argument) {
   return 0;
 }
 
-// --- Reading. What comes from the peer is not believed: each function gives null when all is well,
-// else why the connection has to end. ---
+// --- Reading. The peer is not trusted: each function returns null on success, else why the
+// connection has to end. ---
 
 const char *waitForData(Connection &connection) {
   const double longest = number("courier_silence");
@@ -217,7 +217,7 @@ const char *readMessage(Connection &connection) {
   return head.kind == MessageKind::alive ? nullptr : receiveData(connection, head);
 }
 
-// Not under the lock of the table: while a peer does not take what was sent, closing lingers.
+// Not under the lock of the table: closing waits while the peer does not read what was sent.
 void freeConnection(Connection &connection) {
   while (const ZutWord item = ZutPqPop(&connection.queue)) {
     ZutBufDestroy(reinterpret_cast<ZutBuf *>(item));

@@ -1,5 +1,5 @@
-// The courier's connections. Each has a thread that reads and one that writes, so that a peer that
-// is slow, silent or hostile holds up nobody else.
+// The courier's connections. Each has a thread that reads and one that writes, so that a slow,
+// silent or hostile peer delays no other connection.
 #pragma once
 
 #include "zut.h"
@@ -9,11 +9,10 @@ void connectionsInit();
 
 // Takes a connected socket and serves it from now on.
 void connectionBegin(int32_t socket);
-// Give the number of connections to which the text goes: the newest one, or all.
+// Sends the text to the newest connection, or to all. Returns the number of connections.
 int32_t connectionSend(const char *text);
 int32_t connectionBroadcast(const char *text);
-// Closes one connection, once what it was given to send is sent; false when there is none of that
-// number.
+// Closes one connection after its queue is sent; false when no connection has that number.
 bool connectionEnd(int32_t number);
 // The same for all; waits until they are gone, a few seconds at most.
 void connectionsEnd();

@@ -33,7 +33,7 @@ bool atEnd(const ZutLexer *lexer) {
   return lexer->token == Z_LEX_END || lexer->token == Z_LEX_SEMICOLON;
 }
 
-// Of what is no port: one that the library refuses.
+// For a text that is no port: a number that the library refuses.
 int32_t portOf(double number) {
   constexpr int32_t beyond = 65536;
   return number < beyond ? static_cast<int32_t>(number) : beyond;
@@ -56,7 +56,7 @@ void stopListening() {
   ZutWinCloseSocket(listener);
 }
 
-// What listens already goes on until the new socket stands.
+// The old listener goes on until the new socket is open.
 bool startListening(int32_t port) {
   const int32_t socket = ZutSocketCreateServerTcp(port);
   if (socket < 0) return false;
@@ -153,7 +153,7 @@ void Z_CALL leave(void *, void *, ZutWord) {
   connectionsEnd();
 }
 
-// Some of the names are the library's own commands, whose place the courier's take.
+// Some names are those of built-in commands, which they replace.
 void makeCommand(const char *name, ZutCommandFunc function) {
   if (!ZutCommandCreate(name, function)) ZutCommandSetParseFunc(ZutCommandLookup(name), function);
 }

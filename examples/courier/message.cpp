@@ -21,7 +21,7 @@ bool compresses() {
   return ZutOptionGetBool(ZutOptionLookup("Compression"), &on) && on;
 }
 
-// Into a buffer that grows up to the limit, and not beyond whatever the data claims.
+// The buffer grows up to the limit only, whatever size the data claims.
 ZutBuf *unpack(ZutBuf *data, int32_t longest) {
   ZutCompressor *compressor = ZutCompressorCreate(nullptr, nullptr);
   if (!compressor) return nullptr;
@@ -52,8 +52,8 @@ size_t lengthByFirst(uint8_t first) {
   return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
 
-// Is the second byte possible behind the first? Not in longer forms than need be, in halves of
-// pairs and beyond the last character.
+// May the second byte follow the first? Not in overlong forms, surrogates and beyond the last
+// character.
 bool fitsBehind(uint8_t first, uint8_t second) {
   const int lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
   const int highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;

@@ -1,9 +1,8 @@
 // routes: shortest routes in a graph that is read from a list of edges and may change while the
 // program runs.
 //
-// In C, because the functions behind the commands are left by a long jump at a bad argument: all
-// that a C function can lose by that is what it has allocated, and these allocate nothing before
-// their last argument is read.
+// In C, because a bad argument leaves a command's function by a long jump. A C function can lose
+// only memory by that, and these allocate nothing before their last argument is read.
 #include "zut.h"
 
 #include <stdlib.h>
@@ -73,8 +72,8 @@ static const char *takeLine(char *line) {
   return addEdge(from, to, strtod(number, NULL));
 }
 
-// One line without its end, with a NUL behind it; what is too long is cut. Result: its length with
-// what was cut, -1 at the end of the list.
+// Reads one line without its end, terminated by a NUL and cut when it is too long. Result: its
+// whole length, -1 at the end of the list.
 static long readLine(FILE *stream, char *line) {
   int character = getc(stream);
   if (character == EOF) return -1;
@@ -120,7 +119,7 @@ struct route {
 };
 
 static ZutGraphVertex *followed; // or null
-static struct route *known;      // its routes by place, as far as they were told
+static struct route *known;      // its routes by place, as last printed
 static int32_t knownCount;
 
 static void printRoute(const ZutGraphVertex *vertex) {
@@ -128,7 +127,7 @@ static void printRoute(const ZutGraphVertex *vertex) {
   else ZutOut("  %s: %ld by %s\n", vertex->name, (long)vertex->distance, vertex->first_hop->name);
 }
 
-// Computes the routes anew and tells those that have changed.
+// Computes the routes again and prints those that have changed.
 static void tellRoutes(void) {
   if (!followed) return;
   ZutGraphSetShortPath(graph, followed);
@@ -256,7 +255,7 @@ static void addCommands(void) {
 }
 
 static void Z_CALL cleanUp(void) {
-  ZutCbDestroy(ZutGraphChangeCbLookup(graph, graphChanged, 0)); // nobody wants to hear the end
+  ZutCbDestroy(ZutGraphChangeCbLookup(graph, graphChanged, 0)); // the end is no change
   ZutGraphDestroy(graph);
   ZutPtrAryDestroy(places, NULL, 0);
   ZutHashDestroyFreeKey(vertices);
@@ -297,7 +296,7 @@ int main(int argc, char **argv) {
     ZutExit(EXIT_LIST);
   }
   if (file) fclose(list);
-  ZutGraphChangeCbCreate(graph, graphChanged, 0); // not before: the list itself is no news
+  ZutGraphChangeCbCreate(graph, graphChanged, 0); // not before: reading the list is no change
   for (int i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "-c") == 0) ZutCommandParseTypedStr(argv[++i]);
   }

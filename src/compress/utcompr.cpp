@@ -55,7 +55,7 @@ const Driver *findDriver(const char *name) {
   return reinterpret_cast<const Driver *>(ZutHashLookup(drivers, reinterpret_cast<ZutWord>(name)));
 }
 
-// Two threads may load one driver at once: the second finds its name taken, which is as good.
+// When two threads load one driver at once, the second finds the name registered and uses it.
 const Driver *driverOfLibrary(const char *library, const char *name) {
   using Init = int32_t(Z_CALL *)();
   ZutLibrary *loaded = ZutLibraryLoad(library, 1);
@@ -65,7 +65,7 @@ const Driver *driverOfLibrary(const char *library, const char *name) {
   return findDriver(name);
 }
 
-// The names of drivers ignore case, those of files do not everywhere: lower case is tried as well.
+// Names of drivers ignore case, file names may not: lower case is tried as well.
 const Driver *loadDriver(const char *name) {
   if (const Driver *driver = driverOfLibrary(name, name)) return driver;
   char *lower = utLowerText(utDup(name, "driver name"));
@@ -78,7 +78,7 @@ const Driver *loadDriver(const char *name) {
   return utFailNull(Err::notFound);
 }
 
-// Either text may be null: the options' then.
+// Null when there is no such driver or it refuses the arguments, which may be null.
 ZutCompressor *create(const char *name, const char *args) {
   const Driver *driver = findDriver(name);
   if (!driver) driver = loadDriver(name);
@@ -112,8 +112,7 @@ int32_t checkWork(const ZutCompressor *compressor, const ZutBuf *destination, co
   return mode >= 0 && mode <= finish ? 1 : utFail(Err::invalid);
 }
 
-// Drivers are foreign code: behind a size beyond the capacity, every later write would run over the
-// end of the buffer.
+// Drivers are foreign code. A size beyond the capacity would make later writes overrun the buffer.
 int32_t checkDone(ZutBuf &destination, int32_t size, ZutBuf &source, int32_t offset,
                   int32_t result) {
   const bool written = destination.size >= 0 && destination.size <= destination.capacity;
@@ -124,7 +123,7 @@ int32_t checkDone(ZutBuf &destination, int32_t size, ZutBuf &source, int32_t off
   return utFail(Err::corrupt);
 }
 
-// Calls the driver.
+// Calls the driver and checks what it did.
 int32_t work(ZutCompressorWorkFunc function, ZutCompressor &compressor, ZutBuf &destination,
              ZutBuf &source, int32_t mode) {
   const int32_t size = destination.size, offset = source.offset;
@@ -136,7 +135,7 @@ int32_t work(ZutCompressorWorkFunc function, ZutCompressor &compressor, ZutBuf &
 
 bool sameText(const char *a, const char *b) { return a && b ? utSame(a, b) : a == b; }
 
-// Is it what the options say at the moment?
+// Was it made as the options say now?
 bool isAsWanted(const ZutCompressor &compressor) {
   char *name = utOptionDup("Compression_Name");
   char *args = utOptionDup("Compression_Args");
@@ -147,7 +146,7 @@ bool isAsWanted(const ZutCompressor &compressor) {
   return wanted;
 }
 
-// What stood in its place keeps its ident. Null when none can be made.
+// A new compressor with the ident of the old one, which may be null. Null when none can be made.
 ZutCompressor *replace(ZutCompressor *old) {
   char *ident = old ? std::exchange(old->ident, nullptr) : nullptr;
   if (old) ZutCompressorDestroy(old);
@@ -158,8 +157,8 @@ ZutCompressor *replace(ZutCompressor *old) {
   return compressor;
 }
 
-// One that failed may be in the middle of a stream. Without a function that resets it, nobody could
-// use it again.
+// A compressor that failed may be in the middle of a stream. Without a reset function it is of no
+// further use.
 void giveBack(ZutCompressor *compressor, bool failed) {
   if (!failed || compressor->driver->reset) {
     utCompressorPoolPut(compressor);

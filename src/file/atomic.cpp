@@ -44,7 +44,7 @@ void leave(bool held) {
   if (!installed) utInterruptRefused<Msg::signalInstall>(error);
 }
 
-// Runs an operation of the C runtime. When that fails, the way back must not hide its reason.
+// Runs an operation of the C runtime. When it fails, leaving must not change the error state.
 template <class Operation>
 int32_t uninterrupted(Operation operation) {
   const bool held = enter();

@@ -1,7 +1,7 @@
-// Short base names for names that are too long or hold characters that file names do not take:
-// the hash of the name, and beside it a name file that tells which name the hash stands for: the
-// lower-cased name and a line's end, nothing else. Processes and threads may ask at once, so a name
-// file appears with its whole text or not at all, and the first one stays.
+// Short base names for names that are too long or hold characters that file names cannot have. The
+// base is the hash value of the name. A name file of that base holds the lower-cased name and a
+// newline, nothing else. Several processes and threads may make one at once: a name file appears
+// with its whole text or not at all, and the first one stays.
 #include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
@@ -21,8 +21,8 @@ namespace {
 constexpr int32_t longestPlain = 255;
 constexpr size_t hashSize = sizeof "12345678";
 
-// A hash that is taken by another name is continued into the next one. The walk may meet itself,
-// and a directory that is full of collisions is not a directory of ours.
+// A hash value taken by another name is continued into the next one. The sequence may be a cycle,
+// so the tries are limited.
 constexpr int hashTries = 100;
 
 bool isPlain(const char *name) {
@@ -39,13 +39,13 @@ uint32_t continueHash(uint32_t hash, const char *name) {
   return hash;
 }
 
-// Bounds the search for a free name and the race with others who make and remove a name file.
+// Limits the search for a free name, and the race with processes that make and remove a name file.
 constexpr int attempts = 100;
 
 enum class Owner { none, us, other, unreadable };
 
-// Whose name the open name file holds. It is read one byte further than our own name and the line's
-// end, so that a longer text which begins like ours is seen to be another's.
+// Whose name the open name file holds. One byte more than our own line is read, so that a longer
+// text that begins like ours is seen to be another's.
 Owner ownerInside(FILE *stream, std::string_view name) {
   const size_t size = name.size() + 2;
   char *text = utNewArray<char>(static_cast<int64_t>(size), "name line");
@@ -93,7 +93,7 @@ FILE *openAside(const char *directory, const char *base, char **aside) {
   return nullptr;
 }
 
-// False: errno tells.
+// False with errno.
 bool writeAndClose(FILE *stream, const char *name) {
   const bool written = std::fprintf(stream, "%s\n", name) > 0 && std::fflush(stream) == 0;
   const int error = errno;
@@ -102,7 +102,7 @@ bool writeAndClose(FILE *stream, const char *name) {
   return written;
 }
 
-// False: errno tells; EEXIST when there is a name file by now.
+// False with errno, EEXIST when the name file exists by now.
 bool makeNameFile(const char *directory, const char *base, const char *nameFile, const char *name) {
   char *aside = nullptr;
   FILE *stream = openAside(directory, base, &aside);
@@ -116,8 +116,8 @@ bool makeNameFile(const char *directory, const char *base, const char *nameFile,
   return made;
 }
 
-// Whose the base is; with `create` a free one is made ours. It stays free where a name is taken by
-// something that cannot be seen, such as a link to nowhere.
+// The owner of the base; with `create` a free one becomes ours. It stays free where the name is
+// taken by something invisible, such as a dangling link.
 Owner settle(const char *directory, const char *base, const char *name, bool create) {
   char *nameFile = utFileNameDup(directory, base, ".nam");
   Owner owner = ownerOf(nameFile, name);

@@ -1,4 +1,4 @@
-// Showing files to a person: in an editor, or copied to the output.
+// Showing files: in an editor, or copied to the output.
 #include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
@@ -28,7 +28,7 @@ char *editorName() {
   return utDup(utPlatDefaultEditor, "editor");
 }
 
-// The line that holds the byte at `offset`, 0 when it cannot be told.
+// The number of the line that holds the byte at `offset`, 0 when it is unknown.
 int32_t lineAt(const char *name, long offset) {
   FILE *stream = offset < 0 ? nullptr : utPlatFileOpen(name, "rb");
   if (!stream) return 0;
@@ -40,8 +40,8 @@ int32_t lineAt(const char *name, long offset) {
   return line;
 }
 
-// The name becomes one word of the command, whatever it holds. The offset is that of the byte to
-// look at, -1 when there is none.
+// The name is quoted as one word of the command. The offset is that of the byte to show, -1 for
+// none.
 int32_t runEditor(const char *editor, const char *name, long offset) {
   const int32_t wordLength = utPlatShellWord(name, nullptr);
   if (wordLength < 0) return utFail(Err::invalid);
@@ -154,7 +154,7 @@ FILE *Z_CALL ZutViewFilePtr(FILE *stream) {
   }
   std::fflush(stream);
   const long position = std::ftell(stream);
-  show(name, position); // without the lock: a person takes his time
+  show(name, position); // without the lock: an editor may run for hours
   reopen(stream, name, mode, position);
   ZutCloseFile(stream);
   Z_FREE(name, "file_node->fname");

@@ -8,5 +8,5 @@
 // to free with Z_FREE.
 char *utFileNameDup(const char *directory, const char *base, const char *extension);
 
-// The runtime error number as errno stands; gives 0.
+// Sets the runtime error number from errno. Returns 0.
 int32_t utFailC();

@@ -1,7 +1,7 @@
 // The table of open files: one node for each name and mode, with one stream that all openers of
 // it share. The table, its nodes and the two hooks are guarded by the process mutex, which is held
-// over the opening and closing of the streams too: an open never waits (platform_file.h), and what
-// a hook does while it holds every other thread up is the program's own care.
+// over the opening and closing of the streams too: an open never waits (platform_file.h), and a
+// slow hook delays every thread, which is the program's responsibility.
 #include "file/filetable.h"
 
 #include "base/check.h"
@@ -55,7 +55,7 @@ void freeNode(ZutFileNode *node) {
   Z_FREE(node, "file_node");
 }
 
-// Other modes that truncate are what a caller takes who wants no backup.
+// A caller that wants no backup uses one of the other modes that truncate.
 bool wantsBackup(const char *mode) { return utSame(mode, "w") || utSame(mode, "w+b"); }
 
 FILE *openStream(const char *name, const char *mode) {
@@ -139,7 +139,7 @@ int32_t Z_CALL ZutFileTraverse(ZutFileTraverseFunc function, ZutWord argument) {
   if (!function) return utFail(Err::nullPointer);
   const ProcessGuard guard;
   for (ZutFileNode *node = firstNode(); node;) {
-    ZutFileNode *next = nextNode(node); // the function may close what it was handed
+    ZutFileNode *next = nextNode(node); // the function may close this one
     if (const int32_t result = function(node, argument)) return result;
     node = next;
   }

@@ -1,5 +1,4 @@
-// The table of open files. The caller of these holds the process mutex, and as long as it uses a
-// node.
+// The table of open files. The caller holds the process mutex, and keeps it while it uses a node.
 #pragma once
 
 #include "zut.h"
@@ -13,14 +12,14 @@ enum class FileRotation {
   failed, // backed up, but no new file could be opened: the stream goes on in the backup
 };
 // Starts the file of an open stream over, as ZutBackupFile and a new opening with `mode` would.
-// The stream object stays the same and open, so whoever shares it is not disturbed; nothing is
-// truncated that was not backed up. Reports nothing; the error number tells why it was not
-// done. Where a sharing violation is in the way it waits a twentieth of a second: after `kept` try
-// again now and then, not at each line.
+// The stream object stays the same and open, so others that share it are not affected; nothing is
+// truncated that was not backed up. Prints nothing; the error number says why it was not done. A
+// sharing violation is waited for a twentieth of a second: after `kept` try again at intervals, not
+// at each line.
 FileRotation utFileRotate(FILE *stream, const char *name, const char *mode);
 
-// The mode that opens the same file with the same rights and neither truncates it nor insists on
-// making it: "w" gives "a", "w+bx" gives "a+b".
+// The mode that opens the same file with the same rights, does not truncate it and does not fail
+// when it exists: "a" for "w", "a+b" for "w+bx".
 struct KeepMode {
   explicit KeepMode(const char *mode);
   char text[8];

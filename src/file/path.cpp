@@ -55,15 +55,15 @@ const char *extensionOf(const char *base) {
   return dot ? dot : base + std::strlen(base);
 }
 
-// Something to call a file by: not empty and without control characters. Bytes above 126 belong to
-// letters of the user's own character set.
+// Not empty and without control characters. Bytes above 127 belong to letters of the user's
+// character set.
 bool isBaseName(std::string_view text) {
   return !text.empty() && std::none_of(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
   });
 }
 
-// A result text where the caller gave room for none.
+// The result in a buffer of the thread, for a caller that passed none.
 char *resultText(TextSlot slot, const char *text) {
   const size_t size = std::strlen(text) + 1;
   return static_cast<char *>(
@@ -80,7 +80,7 @@ char *utTmpFilePathDup() {
   return nullptr;
 }
 
-// Names are looked for in lower case; where files are told apart by case, then as they are given.
+// The lower-cased name is tried first, then, where it differs, the name as given.
 char *utPathFindDup(const ZutPath *path, const char *name) {
   char *lower = utLowerName(utDup(name, "lower-cased name"));
   char *found = find(path, lower);
@@ -117,7 +117,7 @@ int32_t Z_CALL ZutPathDeleteDir(ZutPath *path, const char *directory) {
 int32_t Z_CALL ZutPathForEachDir(ZutPath *path, ZutPathFunc function, ZutWord argument) {
   if (!path || !function) return utFail(Err::nullPointer);
   for (const ZutPqNode *node = path->directories.head; node;) {
-    const ZutPqNode *next = node->next; // the function may delete what it was handed
+    const ZutPqNode *next = node->next; // the function may delete this one
     if (const int32_t result = function(directoryOf(node), argument)) return result;
     node = next;
   }

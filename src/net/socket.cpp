@@ -2,8 +2,8 @@
 // directory of local sockets.
 //
 // The process mutex guards the start and the directory. The end takes no lock, because a process
-// that is being stopped by a fatal error or an interrupt must not wait for one: whoever clears
-// `started` does the clean-up.
+// that a fatal error or an interrupt stops must not wait for one: the thread that clears `started`
+// cleans up.
 #include "net/socket.h"
 
 #include "base/check.h"
@@ -100,8 +100,8 @@ int32_t waitFor(int32_t socket, PlatSocketFor what, double timeout) {
   return waitFailed();
 }
 
-// After a wait that failed: is there a point in another one? Arguments stay wrong, a socket that is
-// closed stays closed, and a socket layer that was ended is not started again here.
+// After a failed wait: whether another one may succeed. Not after a wrong argument, on a closed
+// socket or after the end of the socket layer.
 bool mayWaitAgain() {
   constexpr int32_t lasting[] = {10009, 10022, 10038, 10093};
   utCheck(utErrGet() != Err::timeout);
@@ -225,7 +225,7 @@ int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32_t length
   *timed_out_out = 0;
   int32_t count = 0;
   while (count < length) {
-    // Most often data is there already: the wait is for when it is not.
+    // Fast path: most often data is there already.
     char *const place = static_cast<char *>(buffer) + count;
     int32_t got = utPlatSocketReceiveNow(socket, place, length - count, flags);
     if (got == utPlatNothingYet) {

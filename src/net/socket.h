@@ -17,28 +17,28 @@ constexpr Err utSocketPortFault(int32_t port, int32_t smallest) {
   return port > UINT16_MAX ? Err::tooLarge : Err::none;
 }
 
-// After a call of the system that failed: it was ended by a signal, and the interrupt counter does
-// not say that the caller is to stop. Such a call is repeated.
+// After a failed system call: whether to repeat it, because a signal ended it and the interrupt
+// counter does not ask to stop.
 bool utSocketMayRepeat();
 
-// Closes a socket that was not handed out, whatever the option says of closing; keeps the error
+// Closes a socket that the caller has not got, even if the close time-out is 0. Keeps the error
 // state.
 void utSocketDiscard(int32_t socket);
 
-// Ends a failing step: takes the reason from the system, prints it with the call's name, closes the
-// socket and keeps the reason as the caller's error state. Gives -1.
+// After a failed system call: takes the reason from the system, prints it with the call's name,
+// closes the socket and leaves the reason as the error state. Returns -1.
 int32_t utSocketGiveUp(int32_t socket, const char *call);
-// The same when there is no socket, or when it is to stay.
+// The same without closing a socket.
 int32_t utSocketFail(const char *call);
 
-// What every new socket gets: the sizes of its buffers.
+// Sets the buffer sizes that the option asks for.
 void utSocketPrepare(int32_t socket);
 
 // The address of a node's name or of numbers and dots.
 bool utSocketAddressOf(const char *text, uint32_t *address);
-// Where to send what all hosts of a node's network shall get. Prints nothing.
+// The broadcast address of a node's network. Prints nothing.
 bool utSocketBroadcastAddress(const char *text, uint32_t *address);
 // Room for the text of any address, with its port.
 constexpr int32_t utSocketNameSize = 22;
-// Writes "a.b.c.d", with ":port" behind it when `withPort`; "local" without an address.
+// Writes "a.b.c.d", followed by ":port" when `withPort`; "local" without an address.
 void utSocketNameText(const PlatSocketName &name, bool withPort, char *text);

@@ -17,7 +17,8 @@ constexpr const char limitedBroadcast[] = "255.255.255.255";
 
 bool isHostName(std::string_view text) { return std::ranges::any_of(text, utIsAlpha); }
 
-// Numbers and dots. Some systems' conversion cannot tell the limited broadcast from a failure.
+// Numbers and dots. Some systems' conversion returns the same for the limited broadcast and for a
+// failure.
 bool parseNumbers(const char *text, uint32_t *address) {
   if (!utSame(text, limitedBroadcast)) return utPlatAddressParse(text, address);
   *address = UINT32_MAX;

@@ -1,6 +1,5 @@
 // TCP servers and clients. A client connects in two phases, begin and complete, so that the wait
-// between them can have a time-out. Everything that the options say of a socket is read when the
-// socket is made.
+// between them can have a time-out. The options of a socket are read when it is made.
 #include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
@@ -44,7 +43,8 @@ void applyLinger(int32_t socket, const char *operation) {
   expect<M>(utPlatSocketSetLinger(socket, on, seconds));
 }
 
-// The value of a boolean option that may be unknown: it answers as it is asked then.
+// The value of a boolean option. False when the option does not exist: reading it then returns
+// whichever fallback is passed.
 bool isKnown(const char *option, bool *value) {
   *value = utOptionFlag(option, false);
   return *value == utOptionFlag(option, true);
@@ -95,9 +95,9 @@ bool addressOfNode(const char *node, uint32_t *address) {
   return utSocketAddressOf(node, address);
 }
 
-// Waits for the end of connecting. A signal ends a single wait: the rest of the time is waited for
-// again, unless the interrupt counter says that the caller is to stop.
-// Result: 0, or why the wait has ended before.
+// Waits until connecting has ended. A signal ends a single wait: the remaining time is waited for
+// again, unless the interrupt counter asks to stop.
+// Result: 0, or why the wait ended early.
 int32_t waitForConnection(int32_t socket, double timeout) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point begin = Clock::now();
@@ -111,7 +111,7 @@ int32_t waitForConnection(int32_t socket, double timeout) {
   return 0;
 }
 
-// False, with the socket error, when the connection does not stand at the end of the wait.
+// False, with the socket error, when the socket is not connected after the wait.
 bool isConnected(int32_t socket, double timeout) {
   const int32_t ended = waitForConnection(socket, timeout);
   int32_t pending = 0;
@@ -122,7 +122,7 @@ bool isConnected(int32_t socket, double timeout) {
   return reason == 0;
 }
 
-// A blocking call that a signal ends leaves the connection under way.
+// After a signal has ended the blocking call, the system goes on connecting.
 bool connectWaiting(int32_t socket, uint32_t address, int32_t port) {
   if (utPlatSocketConnect(socket, address, port)) return true;
   return utSocketMayRepeat() && isConnected(socket, -1.0);
