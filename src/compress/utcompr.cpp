@@ -112,23 +112,18 @@ int32_t checkWork(const ZutCompressor *compressor, const ZutBuf *destination, co
   return mode >= 0 && mode <= finish ? 1 : utFail(Err::invalid);
 }
 
-// Drivers are foreign code. A size beyond the capacity would make later writes overrun the buffer.
-int32_t checkDone(ZutBuf &destination, int32_t size, ZutBuf &source, int32_t offset,
-                  int32_t result) {
+// Calls the driver. Drivers are foreign code: a size beyond the capacity would make later writes
+// overrun the buffer.
+int32_t work(ZutCompressorWorkFunc function, ZutCompressor &compressor, ZutBuf &destination,
+             ZutBuf &source, int32_t mode) {
+  const int32_t size = destination.size, offset = source.offset;
+  const int32_t result = function(compressor.state, &destination, &source, mode);
   const bool written = destination.size >= 0 && destination.size <= destination.capacity;
   const bool read = source.offset >= 0 && source.offset <= std::max(source.size, offset);
   if (written && read) return result;
   destination.size = std::min(size, destination.capacity);
   source.offset = offset;
   return utFail(Err::corrupt);
-}
-
-// Calls the driver and checks what it did.
-int32_t work(ZutCompressorWorkFunc function, ZutCompressor &compressor, ZutBuf &destination,
-             ZutBuf &source, int32_t mode) {
-  const int32_t size = destination.size, offset = source.offset;
-  const int32_t result = function(compressor.state, &destination, &source, mode);
-  return checkDone(destination, size, source, offset, result);
 }
 
 // --- The pool ---

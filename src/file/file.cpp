@@ -50,9 +50,6 @@ char *join(char *out, const NameParts &parts) {
   return out;
 }
 
-// Only what can lose its contents is backed up: not a device, a pipe or a directory.
-bool needsBackup(const char *name) { return utPlatFileKind(name) == PlatFileKind::regular; }
-
 } // namespace
 
 char *utFileNameDup(const char *directory, const char *base, const char *extension) {
@@ -122,7 +119,8 @@ int32_t Z_CALL ZutMvsAccess(const char *, int32_t) { return -1; }
 
 int32_t Z_CALL ZutBackupFile(const char *name) {
   if (!name) return utFail(Err::nullPointer);
-  if (!needsBackup(name)) return 1;
+  // Only what can lose its contents is backed up: not a device, a pipe or a directory.
+  if (utPlatFileKind(name) != PlatFileKind::regular) return 1;
   char *ending = utOptionDup("backup_name");
   // Without an ending the file itself would be its backup.
   if (!ending || !*ending) {

@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr int32_t hostUnreachable = 10065;
-
 constexpr uint16_t networkOrder(int32_t port) {
   const auto value = static_cast<uint16_t>(port);
   if (std::endian::native == std::endian::big) return value;
@@ -27,7 +25,7 @@ int32_t Z_CALL ZutSocketCreateServerBcast(int32_t port) {
   const int32_t socket = utPlatSocketOpen(PlatSocketKind::udp);
   if (socket == -1) return utSocketFail("socket");
   utSocketPrepare(socket);
-  return utPlatSocketBind(socket, 0, port) ? socket : utSocketGiveUp(socket, "bind");
+  return utPlatSocketBind(socket, 0, port) ? socket : utSocketFailAndClose(socket, "bind");
 }
 
 int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
@@ -41,13 +39,13 @@ int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t port,
   uint32_t destination;
   if (!utSocketBroadcastAddress(address, &destination)) {
     utReport<Msg::broadcastAddress>(Z_TRACE_LEVEL_WARNING, address);
-    utSocketDiscard(socket);
-    ZutErrNumSetSocket(hostUnreachable);
+    utSocketCloseUnused(socket);
+    ZutErrNumSetSocket(utHostUnreachable);
     return -1;
   }
   if (!utPlatSocketSet(socket, PlatSocketSetting::broadcast, 1)) {
     utReport<Msg::broadcastRefused>(Z_TRACE_LEVEL_WARNING);
-    return utSocketGiveUp(socket, "setsockopt");
+    return utSocketFailAndClose(socket, "setsockopt");
   }
   *destination_out = {2, networkOrder(port), destination, {}};
   return socket;

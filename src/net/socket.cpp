@@ -146,7 +146,7 @@ bool utSocketMayRepeat() {
   return utPlatSocketErrorGet() == utPlatInterrupted && ZutInterruptGet() == 0;
 }
 
-void utSocketDiscard(int32_t socket) {
+void utSocketCloseUnused(int32_t socket) {
   ZutErrState reason;
   ZutErrNumSave(&reason);
   closeWithin(socket, std::max<int64_t>(closingTries(), 1));
@@ -159,13 +159,13 @@ int32_t utSocketFail(const char *call) {
   return -1;
 }
 
-int32_t utSocketGiveUp(int32_t socket, const char *call) {
+int32_t utSocketFailAndClose(int32_t socket, const char *call) {
   ZutErrNumSetSocket(0);
   ZutErrState reason;
   ZutErrNumSave(&reason);
   ZutPerror(call);
   ZutErrNumRestore(&reason);
-  utSocketDiscard(socket);
+  utSocketCloseUnused(socket);
   return -1;
 }
 

@@ -5,6 +5,8 @@
 #include "platform/platform_socket.h"
 #include "zut.h"
 
+constexpr int32_t utHostUnreachable = 10065; // a socket error
+
 // -1, no socket, with the error number.
 inline int32_t utFailSocket(Err error) {
   utErrSet(error);
@@ -23,11 +25,11 @@ bool utSocketMayRepeat();
 
 // Closes a socket that the caller has not got, even if the close time-out is 0. Keeps the error
 // state.
-void utSocketDiscard(int32_t socket);
+void utSocketCloseUnused(int32_t socket);
 
 // After a failed system call: takes the reason from the system, prints it with the call's name,
 // closes the socket and leaves the reason as the error state. Returns -1.
-int32_t utSocketGiveUp(int32_t socket, const char *call);
+int32_t utSocketFailAndClose(int32_t socket, const char *call);
 // The same without closing a socket.
 int32_t utSocketFail(const char *call);
 

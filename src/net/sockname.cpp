@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr int32_t hostUnreachable = 10065;
 constexpr const char limitedBroadcast[] = "255.255.255.255";
 
 bool isHostName(std::string_view text) { return std::ranges::any_of(text, utIsAlpha); }
@@ -42,22 +41,20 @@ uint32_t broadcastOf(uint32_t address) {
 }
 
 int32_t unreachable() {
-  ZutErrNumSetSocket(hostUnreachable);
+  ZutErrNumSetSocket(utHostUnreachable);
   return 0;
 }
 
-int32_t nameText(bool known, const PlatSocketName &name, int32_t withPort, char *text) {
-  if (!known) {
+int32_t nameText(bool (*nameOf)(int32_t, PlatSocketName *), int32_t socket, int32_t withPort,
+                 char *text) {
+  if (!text) return utFail(Err::nullPointer);
+  if (withPort != 0 && withPort != 1) return utFail(Err::invalid);
+  PlatSocketName name;
+  if (!nameOf(socket, &name)) {
     ZutErrNumSetSocket(0);
     return 0;
   }
-  utSocketNameText(name, withPort != 0, text);
-  return 1;
-}
-
-int32_t checkNameArguments(int32_t withPort, const char *text) {
-  if (!text) return utFail(Err::nullPointer);
-  if (withPort != 0 && withPort != 1) return utFail(Err::invalid);
+  utSocketNameText(name, withPort == 1, text);
   return 1;
 }
 
@@ -110,17 +107,11 @@ void utSocketNameText(const PlatSocketName &name, bool withPort, char *text) {
 extern "C" {
 
 int32_t Z_CALL ZutSocketGetNameStr(int32_t socket, int32_t with_port, char *text_out) {
-  if (!checkNameArguments(with_port, text_out)) return 0;
-  PlatSocketName name;
-  const bool known = utPlatSocketName(socket, &name);
-  return nameText(known, name, with_port, text_out);
+  return nameText(utPlatSocketName, socket, with_port, text_out);
 }
 
 int32_t Z_CALL ZutSocketGetPeerNameStr(int32_t socket, int32_t with_port, char *text_out) {
-  if (!checkNameArguments(with_port, text_out)) return 0;
-  PlatSocketName name;
-  const bool known = utPlatSocketPeerName(socket, &name);
-  return nameText(known, name, with_port, text_out);
+  return nameText(utPlatSocketPeerName, socket, with_port, text_out);
 }
 
 int32_t Z_CALL ZutSocketGetPort(int32_t socket, int32_t *port_out) {

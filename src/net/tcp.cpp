@@ -18,29 +18,24 @@ namespace {
 constexpr int32_t timedOut = 10060;
 constexpr int32_t protocolNotSupported = 10043;
 
-void traceLinger(const char *operation, bool on, int32_t seconds) {
+// Prints the report when the system refused a setting; the socket is used without it.
+using Report = void (*)(int32_t level);
+void expect(bool done, Report refused) {
+  if (done) return;
+  ZutErrNumSetSocket(0);
+  refused(Z_TRACE_LEVEL_WARNING);
+  ZutPerror("setsockopt");
+}
+
+void applyLinger(int32_t socket, const char *operation, Report refused) {
+  const int32_t wanted = utToInt32(utOptionNumber("_socket_linger_time", 0.0));
+  const bool on = utOptionFlag("_socket_linger", false) && wanted > 0;
+  const int32_t seconds = on ? wanted : 0;
   if (struct ZutTrace *trace = utDefaultTraceObj.load(std::memory_order_acquire)) {
     ZutTrace(trace, Z_TRACE_LEVEL_DEBUG, "<%s> Setting SO_LINGER onoff: %d, linger: %d.\n",
              operation, on ? 1 : 0, seconds);
   }
-}
-
-// Reports a setting that the system refused; the socket is used without it.
-template <Msg M>
-void expect(bool done) {
-  if (done) return;
-  ZutErrNumSetSocket(0);
-  utReport<M>(Z_TRACE_LEVEL_WARNING);
-  ZutPerror("setsockopt");
-}
-
-template <Msg M>
-void applyLinger(int32_t socket, const char *operation) {
-  const int32_t wanted = utToInt32(utOptionNumber("_socket_linger_time", 0.0));
-  const bool on = utOptionFlag("_socket_linger", false) && wanted > 0;
-  const int32_t seconds = on ? wanted : 0;
-  traceLinger(operation, on, seconds);
-  expect<M>(utPlatSocketSetLinger(socket, on, seconds));
+  expect(utPlatSocketSetLinger(socket, on, seconds), refused);
 }
 
 // The value of a boolean option. False when the option does not exist: reading it then returns
@@ -50,41 +45,34 @@ bool isKnown(const char *option, bool *value) {
   return *value == utOptionFlag(option, true);
 }
 
-template <Msg M>
-void applyKeepAlive(int32_t socket) {
+void applyKeepAlive(int32_t socket, Report refused) {
   bool on;
   if (!isKnown("_socket_tcp_keepalive", &on)) return;
   utReport<Msg::socketKeepAlive>(Z_TRACE_LEVEL_INFO, on);
-  expect<M>(utPlatSocketSet(socket, PlatSocketSetting::keepAlive, on));
+  expect(utPlatSocketSet(socket, PlatSocketSetting::keepAlive, on), refused);
 }
 
-template <Msg M>
-void applyNoDelay(int32_t socket) {
+void applyNoDelay(int32_t socket, Report refused) {
   bool on;
   if (!isKnown("_socket_tcp_nodelay", &on)) return;
-  expect<M>(utPlatSocketSet(socket, PlatSocketSetting::noDelay, on));
+  expect(utPlatSocketSet(socket, PlatSocketSetting::noDelay, on), refused);
 }
 
 void prepareServer(int32_t socket) {
   utSocketPrepare(socket);
-  expect<Msg::serverReuse>(utPlatSocketSet(socket, PlatSocketSetting::reuseAddress,
-                                           utOptionFlag("_socket_reuseaddr", false)));
-  applyLinger<Msg::serverLinger>(socket, "ZutSocketCreateServerTcpEx");
-  applyKeepAlive<Msg::serverKeepAlive>(socket);
-  applyNoDelay<Msg::serverNoDelay>(socket);
+  const bool reuses = utOptionFlag("_socket_reuseaddr", false);
+  expect(utPlatSocketSet(socket, PlatSocketSetting::reuseAddress, reuses),
+         utReport<Msg::serverReuse>);
+  applyLinger(socket, "ZutSocketCreateServerTcpEx", utReport<Msg::serverLinger>);
+  applyKeepAlive(socket, utReport<Msg::serverKeepAlive>);
+  applyNoDelay(socket, utReport<Msg::serverNoDelay>);
 }
 
 void prepareClient(int32_t socket) {
   utSocketPrepare(socket);
-  applyLinger<Msg::clientLinger>(socket, "ZutSocketConnectBeginTcp");
-  applyKeepAlive<Msg::clientKeepAlive>(socket);
-  applyNoDelay<Msg::clientNoDelay>(socket);
-}
-
-// Closes a socket whose name or address is wrong: the reason is set already.
-int32_t drop(int32_t socket) {
-  utSocketDiscard(socket);
-  return -1;
+  applyLinger(socket, "ZutSocketConnectBeginTcp", utReport<Msg::clientLinger>);
+  applyKeepAlive(socket, utReport<Msg::clientKeepAlive>);
+  applyNoDelay(socket, utReport<Msg::clientNoDelay>);
 }
 
 bool addressOfNode(const char *node, uint32_t *address) {
@@ -132,30 +120,6 @@ bool connectAtOnce(int32_t socket, uint32_t address, int32_t port) {
   return utPlatSocketConnect(socket, address, port) || utPlatSocketErrorGet() == utPlatWouldBlock;
 }
 
-int32_t accepted(int32_t socket, const PlatSocketName &peer) {
-  utSocketPrepare(socket);
-  char address[utSocketNameSize];
-  utSocketNameText(peer, false, address);
-  utReport<Msg::socketAccess>(Z_TRACE_LEVEL_VERBOSE, "allowed", peer.port, address);
-  return socket;
-}
-
-int32_t notAccepted() {
-  if (utPlatSocketErrorGet() == utPlatWouldBlock) {
-    utErrSet(Err::wouldBlock);
-  } else {
-    utSocketFail("accept");
-  }
-  utReport<Msg::socketAccess>(Z_TRACE_LEVEL_VERBOSE, "denied", 0, "an unknown node");
-  return -1;
-}
-
-int32_t noDecnet() {
-  ZutErrNumSetSocket(protocolNotSupported);
-  ZutPerror("decnet");
-  return -1;
-}
-
 } // namespace
 
 extern "C" {
@@ -172,10 +136,13 @@ int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port) {
   if (socket == -1) return utSocketFail("socket");
   prepareServer(socket);
   uint32_t local = 0;
-  if (!utSameWord(address, "_any") && !utSocketAddressOf(address, &local)) return drop(socket);
-  if (!utPlatSocketBind(socket, local, port)) return utSocketGiveUp(socket, "bind");
+  if (!utSameWord(address, "_any") && !utSocketAddressOf(address, &local)) {
+    utSocketCloseUnused(socket);
+    return -1;
+  }
+  if (!utPlatSocketBind(socket, local, port)) return utSocketFailAndClose(socket, "bind");
   const int32_t backlog = utToInt32(utOptionNumber("_socket_listen_backlog", 0.0));
-  if (!utPlatSocketListen(socket, backlog)) return utSocketGiveUp(socket, "listen");
+  if (!utPlatSocketListen(socket, backlog)) return utSocketFailAndClose(socket, "listen");
   return socket;
 }
 
@@ -190,13 +157,13 @@ int32_t Z_CALL ZutSocketConnectBeginTcp(const char *node, int32_t port, int32_t 
   prepareClient(socket);
   if (block == 0) ZutSocketSetBlockMode(socket, 0);
   const auto connect = block == 0 ? connectAtOnce : connectWaiting;
-  return connect(socket, address, port) ? socket : utSocketGiveUp(socket, "connect");
+  return connect(socket, address, port) ? socket : utSocketFailAndClose(socket, "connect");
 }
 
 int32_t Z_CALL ZutSocketConnectCompleteTcp(int32_t socket, double timeout) {
   if (socket == -1) return utFail(Err::invalid);
   if (!isConnected(socket, timeout)) {
-    utSocketGiveUp(socket, "connect");
+    utSocketFailAndClose(socket, "connect");
     return 0;
   }
   ZutSocketSetBlockMode(socket, 1);
@@ -219,7 +186,17 @@ int32_t Z_CALL ZutSocketAccept(int32_t listener) {
   int32_t socket = -1;
   do socket = utPlatSocketAccept(listener, &peer);
   while (socket == -1 && utSocketMayRepeat());
-  return socket == -1 ? notAccepted() : accepted(socket, peer);
+  if (socket == -1) {
+    if (utPlatSocketErrorGet() == utPlatWouldBlock) utErrSet(Err::wouldBlock);
+    else utSocketFail("accept");
+    utReport<Msg::socketAccess>(Z_TRACE_LEVEL_VERBOSE, "denied", 0, "an unknown node");
+    return -1;
+  }
+  utSocketPrepare(socket);
+  char address[utSocketNameSize];
+  utSocketNameText(peer, false, address);
+  utReport<Msg::socketAccess>(Z_TRACE_LEVEL_VERBOSE, "allowed", peer.port, address);
+  return socket;
 }
 
 int32_t Z_CALL ZutSocketConnectBeginLocal(const char *) {
@@ -235,11 +212,14 @@ int32_t Z_CALL ZutSocketCreateClientLocal(const char *name) {
 }
 
 int32_t Z_CALL ZutSocketCreateServerDecnet(const char *object) {
-  return object ? noDecnet() : utFail(Err::nullPointer);
+  return ZutSocketCreateClientDecnet("", object);
 }
 
 int32_t Z_CALL ZutSocketCreateClientDecnet(const char *node, const char *object) {
-  return node && object ? noDecnet() : utFail(Err::nullPointer);
+  if (!node || !object) return utFail(Err::nullPointer);
+  ZutErrNumSetSocket(protocolNotSupported);
+  ZutPerror("decnet");
+  return -1;
 }
 
 } // extern "C"
