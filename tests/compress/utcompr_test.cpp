@@ -199,9 +199,8 @@ TEST_F(Compressor, EachDriverThereAndBack) {
       EXPECT_TRUE(small[0] == first && source->offset == source->size && result.bytes() == text);
       EXPECT_ERROR(24, ZutUncompress(none, half));
     }
-    for (const char *args : {"20", "-1", "x", "6 "}) {
+    for (const char *args : {"20", "-1", "x", "6 "})
       EXPECT_ERROR(7, ZutCompressorCreate(driver, args)) << args;
-    }
   }
 }
 

@@ -8,19 +8,9 @@ Result convert(const std::vector<std::string> &arguments, const std::string &inp
 }
 
 TEST(Convert, ShowsANumberInEveryFormat) {
-  const Result result = convert({"-0.1", "1e100"});
+  const Result result = convert({"1e100"});
   EXPECT_EQ(result.code, 0);
-  EXPECT_EQ(result.out, R"(-0.1
-  IEEE, little-endian   4 bytes  cd cc cc bd              -0.100000001
-  IEEE, big-endian      4 bytes  bd cc cc cd              -0.100000001
-  DEC F                 4 bytes  cc be cd cc              -0.100000001
-  IBM 370               4 bytes  c0 19 99 99              -0.0999999642
-  IEEE, little-endian   8 bytes  9a 99 99 99 99 99 b9 bf  -0.10000000000000001
-  IEEE, big-endian      8 bytes  bf b9 99 99 99 99 99 9a  -0.10000000000000001
-  DEC D                 8 bytes  cc be cc cc cc cc d0 cc  -0.10000000000000001
-  DEC G                 8 bytes  d9 bf 99 99 99 99 9a 99  -0.10000000000000001
-  IBM 370               8 bytes  c0 19 99 99 99 99 99 9a  -0.10000000000000001
-1e100
+  EXPECT_EQ(result.out, R"(1e100
   IEEE, little-endian   4 bytes  too large
   IEEE, big-endian      4 bytes  too large
   DEC F                 4 bytes  too large
