@@ -1,6 +1,6 @@
 #ifndef ZUT_H
 #define ZUT_H
-/* Conventions, words and records that every family uses.
+/* The whole library: conventions, tables and records that every family uses, then the families.
  *
  * Results    A boolean is an int32_t, 1 for true and 0 for false. An operation that fails returns 0
  *            or a null pointer and sets the thread's error number (ZutErrNumGet); one that succeeds
@@ -31,12 +31,117 @@
  *              callback types   below 0 the library's, from 0 up a program's
  *              lobes            the same numbers: each callback type has the lobe of its number
  *              error numbers    up to 29999 the library's and the messaging programs', from 30000
- *                               up a program's (ZutErrStrCreate gives them texts)
+ *                               up a program's (ZutErrStrCreate sets their texts)
  *              messages         5000 to 5999 the library's in the catalog of the option
  *                               catalog_file; any number in a catalog of the program's own
  *              resource locks   any; the library's own are addresses of its objects
  *              reserved words   1 and up a program's, for all lexers of the process together
  */
+
+/* The families, in the order of this file; their names begin their sections.
+ *
+ *   Start-up, identity, locks       ZutInit, ZutInitThreads, ZutProcessMutex..., ZutResource...
+ *   Memory                          ZutMalloc, ZutFree, Z_MALLOC, Z_FREE
+ *   Stopping                        ZutAtExit, ZutExit, ZutFatalError, Z_ASSERT, Z_EXPECT
+ *   Random numbers, environment     ZutRandom, ZutGetenv, ZutPutenv, ZutFrame...
+ *   Process operations, libraries   ZutSystem, ZutLibrary..., ZutSleep
+ *   Keyed objects                   ZutDSMM...
+ *   Character format, small strings ZutStrCmpi, ZutStringCopy, ZutIdIsValid
+ *   Error numbers                   ZutErrNum..., ZutErrStr..., ZutPerror
+ *   Error reports                   ZutErrReportParams, ZutErrParamSet
+ *   Output, debug and dump streams  ZutOut..., ZutDebug..., ZutDump..., ZutWarning
+ *   Hash tables                     ZutHash...
+ *   Safe strings                    ZutSafeString...
+ *   Linked lists                    ZutDq..., ZutQueue..., ZutStack..., ZutList..., ZutPq...
+ *   Lobe tables                     ZutLobe...
+ *   Callback types and lists        ZutCbType..., ZutCbList..., ZutCb..., ZutQuitCb...
+ *   Pointer arrays                  ZutPtrAry...
+ *   Growable buffers                ZutBuf...
+ *   Fibonacci heap                  ZutFHeap...
+ *   Weighted graph                  ZutGraph...
+ *   Property lists                  ZutProperties...
+ *   Lexer                           ZutLex...
+ *   Options                         ZutOption...
+ *   Option values and named tables  ZutOptionValToStr, ZutOptionNamed..., ZutRealToStr
+ *   Command interpreter             ZutCommand...
+ *   Message catalogs                ZutCat... (but ZutCatFile is of "Files")
+ *   Trace objects                   ZutTrace...
+ *   Byte order and real numbers     ZutSwap..., ZutGetIntFormat
+ *   UTF-8 and UCS-2                 ZutConvert..., ZutStrLenByte
+ *   Clocks                          ZutGetWallTime..., ZutGetCurrentTime..., ZutTimeChangeCb...
+ *   Time converters                 ZutTimeCvt..., ZutTimeNumToStr, ZutTimeStrToNum
+ *   Threads, thread-specific data   ZutThread..., ZutTsd...
+ *   Mutexes, conditions, spinlocks  ZutMutex..., ZutCond..., ZutSpinlock...
+ *   Reader-writer mutex             ZutRwMutex...
+ *   Interrupt counter               ZutInterrupt...
+ *   Files                           ZutOpenFile, ZutFOpen, ZutBuildFileName, ZutEditFile
+ *   Atomic read and write           ZutReadAtomic, ZutWriteAtomic
+ *   Search paths and directories    ZutPath..., ZutOpenDir, ZutMkdir, ZutFileGetSize
+ *   Sockets                         ZutSocket..., ZutWinStartWinsock, ZutCompareNodeNames
+ *   Compressor                      ZutCompress..., ZutUncompress
+ */
+
+/* Results that do not follow the convention:
+ *
+ *   success is 0          ZutInit, ZutDeletePdqNode, ZutDeleteFile, ZutUnlinkAtomic,
+ *                         ZutFsyncAtomic, ZutWinCloseSocket, ZutCommandMainLoop
+ *   failure is -1         ZutSystem, ZutDeletePdqNode, ZutListPos, ZutDeleteFile, the operations of
+ *                         "Atomic read and write", ZutLexGetCurrentPositionInFile (without a file),
+ *                         and those of "Sockets" that return a socket or a count
+ *   0 although done       ZutLobeDelete, ZutCbListSetStartThresh and the three like it
+ *   0 or null for "none", the look-ups and tops that say so: ZutFHeapTop, ZutGraphVertexLookup,
+ *   without a number      ZutGraphEdgeLookup, ZutPropertiesGet, ZutBufNextAligned, ZutCatLookup;
+ *                         also ZutCbTypeCreate, ZutTimeCvtCreate and ZutCbSetFunction for what is
+ *                         there already, and what reads a text: ZutTimeStrToNum,
+ *                         ZutTraceLevelStrToVal, ZutCatSeverityStrToVal, ZutConvertUtf8ToUcs2
+ *   1 although not found  ZutCbTypeNumCbCall, ZutPropertiesSet of null, the operations of catalogs
+ *                         and trace objects that bind and unbind options
+ *   the argument          ZutExpect, ZutNoSupport, ZutErrFeedbackSet, ZutErrSeveritySet,
+ *                         ZutInterruptSet, the byte swaps, and what fills a caller's buffer
+ *   below, at, above 0    ZutStrCmpi
+ *   traversal without 18  ZutCbListTraverse, ZutHashSortTraverse, ZutFHeapTraverse,
+ *                         ZutPathForEachDir, ZutFileTraverse (sets the number to 0)
+ *
+ * Null is not checked for in these, which must have valid pointers:
+ *
+ *   everything of "Safe strings" and "Linked lists"; the insertion, replacement, sorting, dump,
+ *   reset, destruction and getters of "Hash tables"; ZutPtrAryGetArray, ZutBufAllocAligned,
+ *   ZutBufNextAligned; of "Trace objects" the setters and getters of level, flags and prefix,
+ *   ZutTraceAddref, ZutTraceCatalogBind and ZutTraceCatalogUnbind; ZutTimeCvtNumToStr,
+ *   ZutTimeCvtStrToNum, ZutTimeCvtSetCurrent; formats and argument lists of what prints; functions
+ *   that are there to be registered: ZutLex...ErrorFunc, ZutCbOption..., ZutOptionVerify... */
+
+/* Environment variables. "Set" means that the value does not matter. In a process with more rights
+ * than its user those that begin with VN are not read.
+ *
+ *   VNHOME                     directory of the data files (catalog, help, start-up files, error
+ *                              texts); unset: share/zut beside the library
+ *   VNERRDIR                   instead of VNHOME for the error texts
+ *   VNDEBUGFILENAME            name of the debug file (ZutDebugOpen)
+ *   VNTIMESTAMPOUTPUT          set: the time before each text of ZutOut, and in trace objects
+ *   VNTIMESTAMPOUTPUTSUPPRESS  set: no time before catalog messages
+ *   VNTRACEPREFIXSUPPRESS      set: no identifier before catalog messages
+ *   VNFULLFORMAT               format of the seconds' fraction in the time converter "full"
+ *   VN_DEFAULT_PROTOCOLS, VN_CONN_INIT_TIMEOUT, VN_SOCKET_LINGER, VN_SOCKET_LINGER_TIME,
+ *   VN_SOCKET_TCP_KEEPALIVE, VN_SOCKET_TCP_NODELAY
+ *                              first values of the options default_protocols, _conn_init_timeout,
+ *                              _socket_linger and so on
+ *   VN_FATAL_ERROR_CONTINUE, VN_FATAL_ERROR_ABORT, VN_FATAL_ERROR_SLEEP
+ *                              set: another end of a fatal error (ZutFatalError)
+ *   VN_WARNING_ABORT           set: ZutWarning ends the process
+ *   VN_ABORT_NATIVE            set: the command that aborts the process uses abort()
+ *   VN_FORCE_USER_NAME, VN_FORCE_NODE_NAME
+ *                              instead of what the system answers
+ *   VN_FORCE_SHORT_NODE_NAME   set: unique_subject begins with the node's name without its domain
+ *   VN_INTERRUPT_MAX           limit of the interrupt counter
+ *   VN_MAX_BASE_NAME           longest base name that is short (ZutBuildBaseName)
+ *   HASH_INSERT_VERBOSE_ERROR, HASH_INSERT_FATAL_ERROR
+ *                              set: what a key that is inserted twice does (ZutHashInsert)
+ *   TRANSLATE_NODE_NAME        set: variables named like nodes replace their names
+ *   EDITOR                     the editor when the option "editor" has no value
+ *   HOME, TEMP                 directories for start-up files and for temporary files
+ *   TMP, TEMP, windir, TMPDIR  the directory of local sockets (ZutGetSocketDir)
+ *   TZ                         the time zone */
 #include <setjmp.h>
 #include <stdarg.h>
 #include <stdint.h>
@@ -137,17 +242,20 @@ typedef int32_t(Z_CALL *ZutVPrintFunc)(const char *format, va_list args);
  * SIGXFSZ as it was. `process_type` is kept, not copied, and not checked.
  * Result   0. A report that ends the program prints message 5242 and exits with code 2. */
 Z_EXPORT int32_t Z_CALL ZutInit(const char *process_type);
-/* Makes locks lock and gives each thread its own error number, for the rest of the process.
+/* From here on locks lock and each thread has an error number of its own, for the rest of the
+ * process.
  * Result   1, also when called again. */
 Z_EXPORT int32_t Z_CALL ZutInitThreads(void);
-/* The process mutex; a thread may take it again, one unlock each.
- * Errors   7 for an unlock by a thread that does not hold it. */
+/* Takes the process mutex; a thread may take it again, one unlock each. */
 Z_EXPORT int32_t Z_CALL ZutProcessMutexLock(void);
+/* Gives one lock back.
+ * Errors   7 when the thread does not hold it. */
 Z_EXPORT int32_t Z_CALL ZutProcessMutexUnlock(void);
-/* The lock of a number, made when first wanted and destroyed when nobody holds or waits for it; a
- * thread may take it again.
- * Errors   7 for an unlock by a thread that does not hold it. */
+/* Takes the lock of a number, which is made by its first lock and destroyed when no thread holds
+ * it or waits for it; a thread may take it again. */
 Z_EXPORT int32_t Z_CALL ZutResourceLock(ZutWord resource);
+/* Gives one lock back.
+ * Errors   7 when the thread does not hold it. */
 Z_EXPORT int32_t Z_CALL ZutResourceUnlock(ZutWord resource);
 /* What ZutInit was given; "unknown" before. */
 Z_EXPORT const char *Z_CALL ZutGetProcessType(void);
@@ -156,43 +264,51 @@ Z_EXPORT const char *Z_CALL ZutGetProcessType(void);
  * Result   `buffer`. When the system does not know, messages 5245 and 5246 and "UNKNOWN". */
 Z_EXPORT char *Z_CALL ZutGetUserName(char *buffer);
 /* The name of this machine, cut to fit `buffer`, which has room for 256 bytes; VN_FORCE_NODE_NAME
- * replaces it. Asked anew at each call; starts the socket layer.
+ * replaces it. Asked again at each call; starts the socket layer.
  * Result   `buffer`, an empty text with error 29 when the system does not know. */
 Z_EXPORT char *Z_CALL ZutGetNodeName(char *buffer);
-/* A text by which the program identifies itself; the pointer is kept. Null before the first set. */
+/* The text by which the program identifies itself; null before the first set. */
 Z_EXPORT int32_t Z_CALL ZutGetIdentStr(const char **out);
+/* Sets it; the pointer is kept. */
 Z_EXPORT int32_t Z_CALL ZutSetIdentStr(const char *ident);
 
 /* ---- Memory ----
  *
- * The allocator of the library and of its callers. Sizes are in bytes; a size of 0 gives a block of
+ * The allocator of the library and of its callers. Sizes are in bytes; a size of 0 is a block of
  * one byte. A block is never null: when the heap is exhausted, or the size negative, the program
- * ends with a fatal report that names what was to be allocated and where. Where that report is told
- * to continue, the process aborts all the same. Blocks of every form are freed by ZutFree or
- * Z_FREE; freeing null does nothing. */
+ * ends with a fatal report that names what was to be allocated and where. The process aborts even
+ * where VN_FATAL_ERROR_CONTINUE is set. Blocks of every form are freed by ZutFree or Z_FREE;
+ * freeing null does nothing. */
+/* A block of `size` bytes, not initialised. */
 Z_EXPORT void *Z_CALL ZutMalloc(int32_t size);
 /* Zero-filled. */
 Z_EXPORT void *Z_CALL ZutCalloc(int32_t size);
 /* Changes a block's size, keeping what fits; a null block is a new one. */
 Z_EXPORT void *Z_CALL ZutRealloc(void *block, int32_t size);
+/* Frees a block of any form. */
 Z_EXPORT void Z_CALL ZutFree(void *block);
-/* The same with the names that the report prints; the macros fill in the place. A ZutReallocCheck
- * of a null block names a place of the library instead. */
+/* ZutMalloc with the names that the report prints; use Z_MALLOC, which fills in the place. */
 Z_EXPORT void *Z_CALL ZutMallocCheck(int32_t size, const char *what, const char *file,
                                      int32_t line);
+/* ZutCalloc with the names of the report; use Z_CALLOC. */
 Z_EXPORT void *Z_CALL ZutCallocCheck(int32_t size, const char *what, const char *file,
                                      int32_t line);
+/* ZutRealloc with the names of the report; use Z_REALLOC. For a null block the report names a
+ * place of the library instead. */
 Z_EXPORT void *Z_CALL ZutReallocCheck(void *block, int32_t size, const char *what, const char *file,
                                       int32_t line);
+/* ZutFree; the names are not used. Use Z_FREE. */
 Z_EXPORT void Z_CALL ZutFreeCheck(void *block, const char *what, const char *file, int32_t line);
 #define Z_MALLOC(size, what) ZutMallocCheck((size), (what), __FILE__, __LINE__)
 #define Z_CALLOC(size, what) ZutCallocCheck((size), (what), __FILE__, __LINE__)
 #define Z_REALLOC(block, size, what) ZutReallocCheck((block), (size), (what), __FILE__, __LINE__)
 #define Z_FREE(block, what) ZutFreeCheck((block), (what), __FILE__, __LINE__)
-/* Rough measures of the heap's growth: the highest address, modulo 2^32, that this operation has
- * seen the heap give, and what it was at the first call of either of the other two. */
+/* A rough measure of the heap's growth: the highest address, modulo 2^32, that this operation has
+ * seen the heap return. */
 Z_EXPORT uint32_t Z_CALL ZutGetCurrentSbrk(void);
+/* Keeps what ZutGetCurrentSbrk returns now, if nothing is kept yet. */
 Z_EXPORT void Z_CALL ZutSetInitialSbrk(void);
+/* What ZutGetCurrentSbrk returned at the first call of this operation or of ZutSetInitialSbrk. */
 Z_EXPORT uint32_t Z_CALL ZutGetInitialSbrk(void);
 
 /* ---- Stopping ----
@@ -208,8 +324,10 @@ Z_EXPORT int32_t Z_CALL ZutExpect(int32_t condition, const char *text, const cha
                                   int32_t line);
 #define Z_ASSERT(condition) ZutAssert((condition) ? 1 : 0, #condition, __FILE__, __LINE__)
 #define Z_EXPECT(condition) ZutExpect((condition) ? 1 : 0, #condition, __FILE__, __LINE__)
-/* Where the report goes beside the debug file; null until set or first used: standard output. */
+/* Where the report goes beside the debug file; null until it is set or first used: standard
+ * output. */
 Z_EXPORT int32_t Z_CALL ZutGetFatalErrorFile(FILE **out);
+/* Sets that stream, which stays the caller's. */
 Z_EXPORT int32_t Z_CALL ZutSetFatalErrorFile(FILE *stream);
 /* Prints the report, waits 5 seconds and exits with code 2. The presence of a variable changes the
  * end: VN_FATAL_ERROR_CONTINUE returns to the caller, VN_FATAL_ERROR_ABORT aborts at once,
@@ -217,7 +335,7 @@ Z_EXPORT int32_t Z_CALL ZutSetFatalErrorFile(FILE *stream);
  * same thread during its report aborts without another one; later, in an exit handler, it only ends
  * that handler.
  * Threads  any; waits for no lock of the library. While another thread reports and ends the
- *          process, the caller gives the process mutex back and waits for that end. */
+ *          process, the caller releases the process mutex and waits for that end. */
 Z_EXPORT void Z_CALL ZutFatalError(const char *format, ...) Z_PRINTF(1, 2);
 /* Adds a function for ZutExit to call. */
 Z_EXPORT int32_t Z_CALL ZutAtExit(ZutExitFunc function);
@@ -228,9 +346,10 @@ Z_EXPORT int32_t Z_CALL ZutAtExit(ZutExitFunc function);
 Z_EXPORT void Z_CALL ZutExit(int32_t code);
 
 /* ---- Random numbers, environment, frames, notices ---- */
-/* 0 to 32767, the same sequence in every process with the same seed, which is 1 at first. Not for
- * names, keys or secrets. */
+/* A number from 0 to 32767, the same sequence in every process with the same seed, which is 1 at
+ * first. Not for names, keys or secrets. */
 Z_EXPORT int32_t Z_CALL ZutRandom(void);
+/* Begins the sequence of a seed. */
 Z_EXPORT void Z_CALL ZutRandomSeed(int32_t seed);
 /* Reads a variable of the environment; `*out` is null when it is not set. The text stays until the
  * thread reads the same variable again or ends. In a process with more rights than its user,
@@ -254,6 +373,7 @@ Z_EXPORT int32_t Z_CALL ZutGetSupportNotice(ZutSafeString *notice);
  * Result   `result`. */
 Z_EXPORT int32_t Z_CALL ZutNoSupport(int32_t feature, const char *file, int32_t line,
                                      int32_t result);
+/* Flushes standard output. */
 Z_EXPORT void Z_CALL ZutFlushStdout(void);
 
 /* ---- Process operations, libraries, system ---- */
@@ -270,8 +390,9 @@ Z_EXPORT ZutLibrary *Z_CALL ZutLibraryLoad(const char *name, int32_t flag);
 Z_EXPORT void *Z_CALL ZutLibrarySymbolLookup(ZutLibrary *library, const char *symbol);
 /* The system's family, 2 for the NT family and everything that is not Windows, and its version. */
 Z_EXPORT int32_t Z_CALL ZutWinVersionInfo(int32_t *platform, int32_t *major, int32_t *minor);
-/* Both wait at least that many seconds, not at all for 0 and less. */
+/* The same as ZutSleep. */
 Z_EXPORT void Z_CALL ZutWinSleep(double seconds);
+/* Waits at least that many seconds, not at all for 0 and less. */
 Z_EXPORT void Z_CALL ZutSleep(double seconds);
 
 /* ---- Keyed objects ----
@@ -281,6 +402,8 @@ Z_EXPORT void Z_CALL ZutSleep(double seconds);
  * are called with the process mutex held, so that threads that ask for one key get one object. */
 typedef void *(Z_CALL *ZutDSMMCreateFunc)(ZutWord key, void *argument);
 typedef void(Z_CALL *ZutDSMMDestroyFunc)(void *object, void *argument);
+/* A table; `argument` is handed to both functions. More buckets make look-ups faster.
+ * Errors   4 for less than one bucket. */
 Z_EXPORT ZutDSMM *Z_CALL ZutDSMMCreate(int32_t buckets, ZutDSMMCreateFunc create,
                                        ZutDSMMDestroyFunc destroy, void *argument);
 /* Result   the key's object, counted once more; null, uncounted, when the create function gave
@@ -290,9 +413,10 @@ Z_EXPORT void *Z_CALL ZutDSMMObjectCreate(ZutDSMM *table, ZutWord key);
 Z_EXPORT int32_t Z_CALL ZutDSMMObjectDestroy(ZutDSMM *table, ZutWord key);
 
 /* ---- Character format, small strings (strutil) ---- */
-/* The current character format is a number that ZutInitThreads sets to the system's, the number of
- * its code page (65001 is UTF-8). */
+/* Sets the current character format, a number that ZutInitThreads sets to the system's: the number
+ * of its code page (65001 is UTF-8). */
 Z_EXPORT int32_t Z_CALL ZutSetCharFormat(int32_t format);
+/* The system's character format. */
 Z_EXPORT int32_t Z_CALL ZutGetCharFormatSystemDefault(void);
 /* Compares ignoring the case of ASCII letters.
  * Result   below, equal to or above 0, as for strcmp; null, with error 3, comes before any text. */
@@ -318,26 +442,35 @@ Z_EXPORT int32_t Z_CALL ZutIdIsValid(const char *text);
  *   15 type mismatch, 16 interrupted, 17 verify failed, 18 end of traversal, 19 empty, 20 value
  *   mismatch, 21 type unknown, 24 file corrupt, 25 would block, 28 read only, 29 socket, 30 no
  *   memory, 31 unsupported, 32 object in use; 500 to 29999 the messaging programs' own. */
-/* Result   1; before ZutInitThreads the number itself. */
+/* Sets the number.
+ * Result   1; before ZutInitThreads the number itself. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSet(int32_t number);
+/* The calling thread's error number. */
 Z_EXPORT int32_t Z_CALL ZutErrNumGet(void);
 /* Where the calling thread's number stands. */
 Z_EXPORT int32_t *Z_CALL ZutErrNumGetPtr(void);
-/* These set the number (1, 2, 29) and its reason; a code of 0 leaves the reason as it is. */
+/* Sets the number 1 and the C runtime's reason; a code of 0 leaves the reason as it is. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSetC(int32_t code);
+/* The C runtime's reason, an errno. */
 Z_EXPORT int32_t Z_CALL ZutErrNumGetC(void);
+/* Sets the number 2 and the system's reason; a code of 0 leaves the reason as it is. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSetOs(int32_t code);
+/* The system's reason. */
 Z_EXPORT int32_t Z_CALL ZutErrNumGetOs(void);
+/* Sets the number 29 and the socket reason; a code of 0 leaves the reason as it is. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSetSocket(int32_t code);
+/* The socket reason, a Windows Sockets code. */
 Z_EXPORT int32_t Z_CALL ZutErrNumGetSocket(void);
 /* Sets 2 and errno; `second` is not used. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSetVms(int32_t code, int32_t second);
-/* Keep and bring back all four words around work that must not change what the caller reads. A
- * reason that was 0 is not brought back by ZutErrNumRestore. */
+/* Keeps all four words around work that must not change what the caller reads. */
 Z_EXPORT int32_t Z_CALL ZutErrNumSave(ZutErrState *state);
+/* Brings them back, except a reason that was 0: the present one stays. */
 Z_EXPORT int32_t Z_CALL ZutErrNumRestore(const ZutErrState *state);
-/* The cheap pair: the second takes what the first returned, and brings back every reason. */
+/* The cheap form of ZutErrNumSave.
+ * Result   a word for ZutErrNumRestoreTsd. */
 Z_EXPORT void *Z_CALL ZutErrNumSaveTsd(ZutErrState *state);
+/* Brings all four words back, every reason included; takes what ZutErrNumSaveTsd returned. */
 Z_EXPORT int32_t Z_CALL ZutErrNumRestoreTsd(const ZutErrState *state, void *tsd);
 /* The text of a number, "unknown error N" in this operation's buffer where it has none; never null,
  * and the error state stays as it is. */
@@ -346,17 +479,22 @@ Z_EXPORT const char *Z_CALL ZutErrNumToStr(int32_t number);
 Z_EXPORT const char *Z_CALL ZutErrStrGet(void);
 /* Adds or replaces the text of a number; the pointer is kept. */
 Z_EXPORT int32_t Z_CALL ZutErrStrCreate(int32_t number, const char *text);
-/* Does ZutPerror print? 0 at first. */
+/* With 1 ZutPerror prints; 0 at first. */
 Z_EXPORT int32_t Z_CALL ZutPerrorSetEnable(int32_t flag);
+/* Whether ZutPerror prints. */
 Z_EXPORT int32_t Z_CALL ZutPerrorGetEnable(int32_t *out);
 /* Prints "PREFIX: REASON" through ZutOutDebug when the number is 1, 2 or 29 and this is enabled.
  * Result   1; the error state stays as it is. */
 Z_EXPORT int32_t Z_CALL ZutPerror(const char *prefix);
-/* Two words that error reports read: feedback 0 novice, 1 expert, 2 no output; severity 0 warning,
- * 1 severe, 2 fatal. Not checked; setting returns the value. */
+/* The words of error reports: 0 for novices, 1 for experts, 2 no output. Not checked.
+ * Result   `level`. */
 Z_EXPORT int32_t Z_CALL ZutErrFeedbackSet(int32_t level);
+/* The feedback level. */
 Z_EXPORT int32_t Z_CALL ZutErrFeedbackGet(void);
+/* The threshold of error reports: 0 warning, 1 severe, 2 fatal. Not checked.
+ * Result   `severity`. */
 Z_EXPORT int32_t Z_CALL ZutErrSeveritySet(int32_t severity);
+/* The threshold. */
 Z_EXPORT int32_t Z_CALL ZutErrSeverityGet(void);
 /* Where a report that jumps goes when it is given no buffer of its own. ZutInit arms it for the
  * program's end; a program that arms it again, in a frame that stays, gets control there. */
@@ -379,9 +517,9 @@ Z_EXPORT uint8_t *Z_CALL ZutGetDebugFlags(void);
  * stands there, the first parameter in the file's order that fits is taken, and what follows it
  * stays. A "$" with a word that fits none is printed as it stands.
  *
- * Reports are printed with printf, and so are complaints: what goes wrong here is told that way and
- * not by an error number. Parameters belong to the process and have no lock: one thread at a time
- * makes reports. */
+ * Reports are printed with printf, and so are complaints: a complaint is a printed line and sets no
+ * error number. Parameters belong to the process and have no lock: one thread at a time makes
+ * reports. */
 
 /* Sets parameter `number`, 1 to 10, to a copy of what `value` points at: one number, one character,
  * or for %s a text. `format` has one conversion; what else looks like one is text.
@@ -398,19 +536,22 @@ Z_EXPORT int32_t Z_CALL ZutErrParamSet(int32_t number, const char *format, const
  * has no entry of the number, or one below the threshold of ZutErrSeveritySet.
  * Result   0 when the file cannot be opened or the entry's parameters cannot be read. */
 Z_EXPORT int32_t Z_CALL ZutErrReportParams(const char *function_name, int32_t error_number, ...);
+/* ZutErrReportParams with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutErrVReportParams(const char *function_name, int32_t error_number,
                                             va_list args);
-/* The same, then jumps to `jump_buffer` with the value 1. Null stands for the buffer of
+/* ZutErrReportParams, then a jump to `jump_buffer` with the value 1. Null stands for the buffer of
  * ZutErrGetJumpBufferPtr: unless the program has armed that one itself, the program ends then,
  * with message 5242 and exit code 2. Never returns. */
 Z_EXPORT void Z_CALL ZutErrReportParamsJmp(const char *function_name, int32_t error_number,
                                            jmp_buf *jump_buffer, ...);
 /* Forgets all parameters. */
 Z_EXPORT void Z_CALL ZutErrClearParams(void);
-/* The file is opened by the first report that needs it and stays open. Opening an open file and
- * closing a closed one do nothing.
+/* Opens the error-message file, which the first report opens otherwise; it stays open. Nothing to
+ * do when it is open.
  * Result   0 after a complaint. */
 Z_EXPORT int32_t Z_CALL ZutErrOpenFile(void);
+/* Closes it; nothing to do when it is closed.
+ * Result   0 after a complaint. */
 Z_EXPORT int32_t Z_CALL ZutErrCloseFile(void);
 
 /* ---- Output, debug and dump streams (utout) ----
@@ -424,28 +565,35 @@ Z_EXPORT int32_t Z_CALL ZutErrCloseFile(void);
  * Printing keeps the caller's error state. VNTIMESTAMPOUTPUT (any value) puts the time before each
  * text of ZutOut and ZutVOut; VNTIMESTAMPOUTPUTSUPPRESS takes the time from catalog messages. */
 
-/* The function that prints, like vprintf; null: none. Asking for it while there is none makes
- * standard output's the set one. */
+/* Sets the output function, which prints like vprintf; null for none. */
 Z_EXPORT void Z_CALL ZutSetOutputFunc(ZutVPrintFunc function);
+/* The output function. Where there is none, standard output's becomes the set one. */
 Z_EXPORT ZutVPrintFunc Z_CALL ZutGetOutputFunc(void);
-/* The function behind ZutOutFlush: prints and makes sure that it is seen. */
+/* Sets the function that ZutOutFlush calls: it prints and makes sure that the text is seen. */
 Z_EXPORT int32_t Z_CALL ZutSetOutFlushFunc(ZutVPrintFunc function);
+/* That function. */
 Z_EXPORT ZutVPrintFunc Z_CALL ZutGetOutFlushFunc(void);
 /* Prints through the output-flush function; the first use without one sets one that prints with
- * ZutVOut and flushes standard output. Result: what that function gives. */
+ * ZutVOut and flushes standard output.
+ * Result   what that function returns. */
 Z_EXPORT int32_t Z_CALL ZutOutFlush(const char *format, ...) Z_PRINTF(1, 2);
-/* Prints through the output function or to standard output, whatever the level. Result: what that
- * function gives. When the program has set an output function, the time of VNTIMESTAMPOUTPUT goes
- * to the default trace object and not to that function. */
+/* Prints through the output function or to standard output, whatever the level. When the program
+ * has set an output function, the time of VNTIMESTAMPOUTPUT goes to the default trace object and
+ * not to that function.
+ * Result   what the output function returns. */
 Z_EXPORT int32_t Z_CALL ZutVOut(const char *format, va_list args) Z_PRINTF(1, 0);
 /* Prints whatever the level. Without an output function the text goes to the trace object "utout",
- * which flushes it. Result: 1. */
+ * which flushes it.
+ * Result   1. */
 Z_EXPORT int32_t Z_CALL ZutOut(const char *format, ...) Z_PRINTF(1, 2);
-/* Prints at a trace level: an output function gets every text, the default trace object the ones
- * that its level admits. The forms named Default use that object's own level. */
+/* Prints at a trace level: an output function gets every text, the default trace object those that
+ * its level admits. */
 Z_EXPORT int32_t Z_CALL ZutOutStr(int32_t level, const char *format, ...) Z_PRINTF(2, 3);
+/* ZutOutStr with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutVOutStr(int32_t level, const char *format, va_list args) Z_PRINTF(2, 0);
+/* ZutOutStr at the default trace object's own level. */
 Z_EXPORT int32_t Z_CALL ZutOutStrDefault(const char *format, ...) Z_PRINTF(1, 2);
+/* The same with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutVOutStrDefault(const char *format, va_list args) Z_PRINTF(1, 0);
 /* Prints the catalog's message of that number with the arguments that follow, at `level`, or at
  * the level of the message's severity for Z_TRACE_LEVEL_DEFAULT. Result: 0 when the catalog has no
@@ -469,42 +617,51 @@ Z_EXPORT int32_t Z_CALL ZutVerbose(const char *format, ...) Z_PRINTF(1, 2);
  * extension .dbg. "stderr" in any case, and a file that cannot be created, give standard error.
  * ZutInit calls it with the process type. The command _debug_set ignores the variable. */
 Z_EXPORT int32_t Z_CALL ZutDebugOpen(const char *name);
-/* Closes the debug file; its name is kept for ZutDebugReopen, which appends. A stream that is
- * still open then stays open and is the caller's. */
+/* Closes the debug file; its name is kept for ZutDebugReopen. A stream that is still open then
+ * stays open and is the caller's. */
 Z_EXPORT int32_t Z_CALL ZutDebugClose(void);
+/* Opens the file of the kept name again, at its end. */
 Z_EXPORT FILE *Z_CALL ZutDebugReopen(void);
 /* Renames the debug file, on disk as well; "stderr" leaves it for standard error, and any other
  * name leaves standard error for a new file.
  * Errors   8 with no debug stream open; 6 for the name it has; 1 when the system refuses. */
 Z_EXPORT int32_t Z_CALL ZutDebugRename(const char *name);
-/* The name is null before the first open. Asking for the stream opens it on standard error. */
+/* The debug file's name, null before the first open. */
 Z_EXPORT const char *Z_CALL ZutDebugFileName(void);
+/* The debug stream; opens it on standard error when there is none. */
 Z_EXPORT FILE *Z_CALL ZutDebugFilePtr(void);
-/* Prints to the debug stream and flushes it. */
+/* ZutDebug with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutVDebug(const char *format, va_list args) Z_PRINTF(1, 0);
+/* Prints to the debug stream and flushes it. */
 Z_EXPORT int32_t Z_CALL ZutDebug(const char *format, ...) Z_PRINTF(1, 2);
-/* Prints to the output and keeps a record in the debug file. ZutWarning puts "WARNING: " before it
- * and ends the process with abort() when VN_WARNING_ABORT is set. */
+/* Prints to the output and keeps a record in the debug file. */
 Z_EXPORT int32_t Z_CALL ZutOutDebug(const char *format, ...) Z_PRINTF(1, 2);
+/* Prints "WARNING: " and the text as ZutOutDebug does; ends the process with abort() when
+ * VN_WARNING_ABORT is set. */
 Z_EXPORT int32_t Z_CALL ZutWarning(const char *format, ...) Z_PRINTF(1, 2);
 
-/* The dump file: "dump<process id>.dmp" in the directory for temporary files, for a long report
- * that a person then views. Opening makes it anew (a file or link of that name is removed, never
- * followed); appending keeps what is there, and refuses a link.
+/* Opens the dump file, "dump<process id>.dmp" in the directory for temporary files, for a long
+ * report that a person then views. It is made anew: a file or link of that name is removed, never
+ * followed.
  * Errors   6 when it is open; 8 when there is no writable directory. */
 Z_EXPORT FILE *Z_CALL ZutDumpOpen(void);
+/* The same, but keeps what is in the file; refuses a link. */
 Z_EXPORT FILE *Z_CALL ZutDumpOpenAppend(void);
 /* Writes to the dump file, opened when it is not; to the output when it cannot be opened. */
 Z_EXPORT int32_t Z_CALL ZutDumpOut(const char *format, ...) Z_PRINTF(1, 2);
+/* ZutDumpOut with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutDumpOutVa(const char *format, va_list args) Z_PRINTF(1, 0);
-/* Error 8 when it is not open. */
+/* Closes the dump file.
+ * Errors   8 when it is not open. */
 Z_EXPORT int32_t Z_CALL ZutDumpClose(void);
-/* Closes the dump file and shows it in the editor. Error 8 when there never was one. */
+/* Closes the dump file and shows it in the editor.
+ * Errors   8 when there never was one. */
 Z_EXPORT int32_t Z_CALL ZutDumpView(void);
-/* Deletes the dump file. Error 8 when there never was one, 6 while it is open, 1 when the system
- * refuses. */
+/* Deletes the dump file.
+ * Errors   8 when there never was one, 6 while it is open, 1 when the system refuses. */
 Z_EXPORT int32_t Z_CALL ZutDumpRemove(void);
-/* The name belongs to the library. Error 8 when there never was a dump file. */
+/* The dump file's name, the library's own text.
+ * Errors   8 when there never was one. */
 Z_EXPORT int32_t Z_CALL ZutDumpGetName(const char **out);
 
 /* Kind 0: the percentage, 0 to 100, of the machine's processors that the process used since the
@@ -514,7 +671,7 @@ Z_EXPORT int32_t Z_CALL ZutProcInfo(int32_t kind, double *out);
 /* ---- Hash tables (hash) ----
  * A table from keys to values, both words of the caller's that are never copied. Order of visits:
  * chains by index, in each chain the newest entry first. No lock: one thread at a time.
- * Insert, resize, reset, destroy, dump and the getters do not check for a null table. */
+ * Insert, replace, resize, reset, destroy, dump, sorts and getters do not check for null. */
 /* One entry. Callers may read the key and follow next. */
 typedef struct ZutHashBucket {
   struct ZutHashBucket *next;
@@ -523,8 +680,8 @@ typedef struct ZutHashBucket {
   int32_t ref_count;
 } ZutHashBucket;
 
-/* The functions of a table: `hash` gives a key's number, `test` is 1 when two keys are equal.
- * The others are called with each entry; see the operations that take them. */
+/* The functions of a table: `hash` returns the hash value of a key, `test` is 1 when two keys are
+ * equal. The others are called with each entry; see the operations that take them. */
 typedef uint32_t(Z_CALL *ZutHashFunc)(ZutWord key);
 typedef int32_t(Z_CALL *ZutHashTestFunc)(ZutWord sought, ZutWord stored);
 typedef int32_t(Z_CALL *ZutHashTraverseFunc)(ZutWord key, ZutWord value, ZutWord argument);
@@ -533,49 +690,55 @@ typedef int32_t(Z_CALL *ZutHashCompareFunc)(ZutWord key_a, ZutWord key_b);
 typedef int32_t(Z_CALL *ZutHashFilterFunc)(ZutWord key, ZutWord value);
 typedef int32_t(Z_CALL *ZutHashSortFunc)(ZutWord value, ZutWord argument);
 
-/* A new table for about `expected` entries with the caller's functions. It starts with the power
- * of two of chains that is at least four thirds of `expected`, 8 at the least, and asks for
- * twice as many when more than three quarters are used, which the same rule turns into four
- * times. */
+/* A new table for about `expected` entries with the caller's functions. It grows by itself. */
 Z_EXPORT ZutHashTable *Z_CALL ZutHashCreate(int32_t expected, ZutHashFunc hash,
                                             ZutHashTestFunc test);
 
-/* The same with ready-made functions, which are also the fastest: numbers; texts (the key is the
- * text's address; it must stay as it is while its entry lives); texts whose ASCII letters' case
- * is ignored; addresses. */
+/* A table of numbers. This and the next three have ready-made functions, which are also the
+ * fastest. */
 Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateInt(int32_t expected);
+/* A table of texts: a key is the text's address, and the text must stay as it is while its entry
+ * lives. */
 Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateStr(int32_t expected);
+/* The same, ignoring the case of ASCII letters. */
 Z_EXPORT ZutHashTable *Z_CALL ZutHashCreateStri(int32_t expected);
+/* A table of addresses. */
 Z_EXPORT ZutHashTable *Z_CALL ZutHashCreatePtr(int32_t expected);
 
 /* The smallest power of two that is at least 2 and at least `n`. Above 2^30 there is none in 32
  * bits: message 5121, result 2. */
 Z_EXPORT int32_t Z_CALL ZutRoundUpToPowerOf2(int32_t n);
 
-/* The number of entries, and of insertions that met a chain in use. Deleting gives back a
- * collision only where the entry was not the first of its chain, so that number is a hint. */
+/* The number of entries. */
 Z_EXPORT int32_t Z_CALL ZutHashGetSize(const ZutHashTable *table);
+/* The number of insertions that met a chain in use: a hint, since a deletion gives back a
+ * collision only where the entry was not the first of its chain. */
 Z_EXPORT int32_t Z_CALL ZutHashGetCollisions(const ZutHashTable *table);
 
-/* A counted table (flag 1) counts the insertions of a key, and an entry goes with the last of as
- * many deletions. Errors  7 when the table is not empty or the flag is neither 0 nor 1. */
+/* Is the table counted? */
 Z_EXPORT int32_t Z_CALL ZutHashGetReferenceCounted(const ZutHashTable *table);
+/* A counted table (flag 1) counts the insertions of a key, and an entry goes with the last of as
+ * many deletions.
+ * Errors   7 when the table is not empty. */
 Z_EXPORT int32_t Z_CALL ZutHashSetReferenceCounted(ZutHashTable *table, int32_t flag);
+/* The table's hash function. */
 Z_EXPORT ZutHashFunc Z_CALL ZutHashGetHashFunc(const ZutHashTable *table);
+/* The table's test function. */
 Z_EXPORT ZutHashTestFunc Z_CALL ZutHashGetTestFunc(const ZutHashTable *table);
 
 /* The value of a key.
- * Result   0 with error 8 when the key is absent. An entry whose value is 0 gives 0 and leaves
- *          the error number alone: use ZutHashLookupBucket where values may be 0.
- * ZutHashLookupInt is the same operation. */
+ * Result   0 with error 8 when the key is absent. An entry whose value is 0 returns 0 and leaves
+ *          the error number alone: use ZutHashLookupBucket where values may be 0. */
 Z_EXPORT ZutWord Z_CALL ZutHashLookup(ZutHashTable *table, ZutWord key);
+/* The same as ZutHashLookup, for tables of every kind. */
 Z_EXPORT ZutWord Z_CALL ZutHashLookupInt(ZutHashTable *table, ZutWord key);
 
 /* The entry of a key, the table's own record. It stays where it is until it is deleted.
  * Errors   8 when absent. */
 Z_EXPORT ZutHashBucket *Z_CALL ZutHashLookupBucket(ZutHashTable *table, ZutWord key);
 
-/* The first entry in the order of traversal. Errors  8 when the table is empty. */
+/* The first entry in the order of traversal.
+ * Errors   8 when the table is empty. */
 Z_EXPORT ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table);
 
 /* Adds an entry. A key that is present counts one more in a counted table, which keeps the first
@@ -584,10 +747,14 @@ Z_EXPORT ZutHashBucket *Z_CALL ZutHashGetFirstBucket(ZutHashTable *table);
  * process ends. */
 Z_EXPORT void Z_CALL ZutHashInsert(ZutHashTable *table, ZutWord key, ZutWord value);
 
-/* Sets the value of a key, and the key itself to the equal one that is given; adds the entry
- * when it is absent. Result  the previous value, 0 when there was none. */
+/* Sets the value of a key, and the key itself to the equal one that is given; adds the entry when
+ * it is absent.
+ * Result   the previous value, 0 when there was none. */
 Z_EXPORT ZutWord Z_CALL ZutHashReplace(ZutHashTable *table, ZutWord key, ZutWord value);
+/* The entry's value. */
 Z_EXPORT ZutWord Z_CALL ZutHashBucketGetValue(const ZutHashBucket *bucket);
+/* Sets the entry's value.
+ * Result   the previous one. */
 Z_EXPORT ZutWord Z_CALL ZutHashBucketSetValue(ZutHashBucket *bucket, ZutWord value);
 
 /* Takes an entry out of the table (in a counted table: one insertion of it).
@@ -596,41 +763,49 @@ Z_EXPORT ZutWord Z_CALL ZutHashBucketSetValue(ZutHashBucket *bucket, ZutWord val
  * Errors   8 when absent. */
 Z_EXPORT ZutHashBucket *Z_CALL ZutHashDeleteBucket(ZutHashTable *table, ZutWord key);
 
-/* The same without the entry: gives its value, 0 with error 8 when absent. */
+/* ZutHashDeleteBucket without the entry.
+ * Result   its value, 0 with error 8 when the key is absent. */
 Z_EXPORT ZutWord Z_CALL ZutHashDelete(ZutHashTable *table, ZutWord key);
 
 /* Calls `function` for every entry: chains in order, in each the newest entry first. A result
  * other than 0 stops it and is the result; at the end the result is 0 with error 18. The
  * function may look up, insert, replace and delete any key: what it deletes is not visited any
- * more, what it inserts may be or not, and the table grows when the traversal ends. It must
+ * more, what it inserts may be visited or not, and the table grows when the traversal ends. It must
  * return: a table whose traversal was left by a jump neither grows nor frees entries any more. */
 Z_EXPORT int32_t Z_CALL ZutHashTraverse(ZutHashTable *table, ZutHashTraverseFunc function,
                                         ZutWord argument);
 
 /* Removes every entry, after calling `function` (may be null) with it; the table is not counted
- * any more. The Free forms free the keys, the values or both with ZutFree. */
+ * any more. */
 Z_EXPORT void Z_CALL ZutHashReset(ZutHashTable *table, ZutHashDestroyFunc function,
                                   ZutWord argument);
+/* Removes every entry and frees its key with ZutFree. */
 Z_EXPORT void Z_CALL ZutHashResetFreeKey(ZutHashTable *table);
+/* The same with the values. */
 Z_EXPORT void Z_CALL ZutHashResetFreeValue(ZutHashTable *table);
+/* The same with keys and values. */
 Z_EXPORT void Z_CALL ZutHashResetFreeKeyValue(ZutHashTable *table);
 
-/* The same, and the table is gone. Not inside a traversal of the table. */
+/* ZutHashReset, and the table is gone. None of these inside a traversal of the table. */
 Z_EXPORT void Z_CALL ZutHashDestroy(ZutHashTable *table, ZutHashDestroyFunc function,
                                     ZutWord argument);
+/* ZutHashResetFreeKey, and the table is gone. */
 Z_EXPORT void Z_CALL ZutHashDestroyFreeKey(ZutHashTable *table);
+/* ZutHashResetFreeValue, and the table is gone. */
 Z_EXPORT void Z_CALL ZutHashDestroyFreeValue(ZutHashTable *table);
+/* ZutHashResetFreeKeyValue, and the table is gone. */
 Z_EXPORT void Z_CALL ZutHashDestroyFreeKeyValue(ZutHashTable *table);
 
 /* Makes the table as large as ZutHashCreate would for `n` entries; it never shrinks. */
 Z_EXPORT void Z_CALL ZutHashResize(ZutHashTable *table, int32_t n);
 
-/* The values (ZutHashSort) or the keys (ZutHashSortKeys) in ascending order of the keys, in an
- * array that the caller frees. `compare` null compares texts ignoring case; `filter`, if given,
- * keeps the entries for which it is not 0. Equal keys come in any order.
+/* The values in ascending order of the keys, in an array that the caller frees. `compare` null
+ * compares texts ignoring case; `filter`, if given, keeps the entries for which it is not 0. Equal
+ * keys come in any order.
  * Result   null with count 0 when there is nothing. */
 Z_EXPORT ZutWord *Z_CALL ZutHashSort(ZutHashTable *table, int32_t *count,
                                      ZutHashCompareFunc compare, ZutHashFilterFunc filter);
+/* The keys in that order. */
 Z_EXPORT ZutWord *Z_CALL ZutHashSortKeys(ZutHashTable *table, int32_t *count,
                                          ZutHashCompareFunc compare, ZutHashFilterFunc filter);
 
@@ -648,23 +823,27 @@ Z_EXPORT void Z_CALL ZutHashDump(ZutHashTable *table, ZutPrintFunc out);
  * A text that grows, always terminated. The record ZutSafeString is the caller's: storage, bytes
  * allocated, characters in use. No operation checks for null pointers. No lock. */
 
-/* Makes an empty string in the record `out`, with 256 bytes of storage or `size` (at least 1).
+/* Makes an empty string in the record `out`.
  * Result   the record. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringCreate(ZutSafeString *out);
+/* The same with `size` bytes of storage, at least 1. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQCreate(ZutSafeString *out, int32_t size);
 
 /* Frees the storage. The record is passed by value and keeps a stale pointer. */
 Z_EXPORT void Z_CALL ZutSafeStringDestroy(ZutSafeString string);
 
-/* Appends a text, a character or a number in decimal. The text may lie in the string itself. The
- * capacity grows by as many steps as needed: 256 bytes, or `step` (at least 1) in the Q forms.
+/* Appends a text, which may lie in the string itself.
  * Result   the record. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppend(ZutSafeString *string, const char *text);
+/* The same; the storage grows in steps of `step` bytes, at least 1. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQAppend(ZutSafeString *string, const char *text,
                                                     int32_t step);
+/* Appends a character. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppendChar(ZutSafeString *string, char character);
+/* Appends a character; the storage grows in steps of `step` bytes. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQAppendChar(ZutSafeString *string, char character,
                                                         int32_t step);
+/* Appends a number in decimal. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringAppendInt4(ZutSafeString *string, int32_t number);
 
 /* Puts a text before the contents, in a new storage. Result  the new text. */
@@ -675,11 +854,12 @@ Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringClear(ZutSafeString *string);
 
 /* The text replaces the contents; it may lie in the string itself. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringCopy(ZutSafeString *string, const char *text);
+/* The same; the storage grows in steps of `step` bytes. */
 Z_EXPORT ZutSafeString *Z_CALL ZutSafeStringQCopy(ZutSafeString *string, const char *text,
                                                   int32_t step);
 
-/* Makes room for `size` bytes in all, rounded up to a multiple of 256. Result  0 when there was
- * room already. */
+/* Makes room for at least `size` bytes in all.
+ * Result   0 when there was room already. */
 Z_EXPORT int32_t Z_CALL ZutSafeStringResize(ZutSafeString *string, int32_t size);
 
 /* Cuts the last `count` characters off. Result  0, nothing cut, when there are fewer or `count`
@@ -718,9 +898,10 @@ typedef int32_t(Z_CALL *ZutListFunc)(ZutListNode *node, ZutWord argument);
 typedef int32_t(Z_CALL *ZutListOrderFunc)(ZutListNode *node, ZutListNode *other);
 typedef int32_t(Z_CALL *ZutPqOrderFunc)(ZutWord item, ZutWord other);
 
-/* A deque is a ring of nodes closed by a sentinel, which is its handle: the sentinel's right
- * neighbour is the first node, its left one the last. ZutDqClose frees the nodes with ZutFree. */
+/* Makes an empty deque: a ring of nodes closed by a sentinel, which is its handle. The sentinel's
+ * right neighbour is the first node, its left one the last. */
 Z_EXPORT void Z_CALL ZutDqOpen(ZutDqNode **deque);
+/* Frees the deque and its nodes with ZutFree. */
 Z_EXPORT void Z_CALL ZutDqClose(ZutDqNode **deque);
 
 /* Links `node` to the right of `position`; to append, give the sentinel's left neighbour. */
@@ -729,31 +910,36 @@ Z_EXPORT void Z_CALL ZutDqRightInsert(ZutDqNode *node, ZutDqNode *position);
 /* Unlinks a node. Result  the node; null when it is the sentinel. */
 Z_EXPORT ZutDqNode *Z_CALL ZutDqDetach(ZutDqNode *deque, ZutDqNode *node);
 
-/* The first node, unlinked (Pop) or left in place, or the last. Result  null when empty. */
+/* Unlinks the first node; null when the deque is empty. */
 Z_EXPORT ZutDqNode *Z_CALL ZutDqPop(ZutDqNode *deque);
+/* The first node, left in place; null when the deque is empty. */
 Z_EXPORT ZutDqNode *Z_CALL ZutDqFirst(ZutDqNode *deque);
+/* The last node, left in place; null when the deque is empty. */
 Z_EXPORT ZutDqNode *Z_CALL ZutDqLast(ZutDqNode *deque);
 
-/* A deque of items: adds at the front; finds the first node with the item or null; deletes that
- * node: 0, or -1 when there is none. */
+/* Adds an item at the front of a deque of items. */
 Z_EXPORT ZutPdqNode *Z_CALL ZutAddPdqNode(ZutDqNode *deque, ZutWord item);
+/* The first node with the item, or null. */
 Z_EXPORT ZutPdqNode *Z_CALL ZutFindPdqNode(ZutDqNode *deque, ZutWord item);
+/* Deletes the first node with the item.
+ * Result   0, or -1 when there is none. */
 Z_EXPORT int32_t Z_CALL ZutDeletePdqNode(ZutDqNode *deque, ZutWord item);
 
-/* Queues of the caller's nodes between a head and a tail word. Append adds at the end, Push at
- * the front, Pop removes the first, null when empty. */
+/* Adds a node of the caller's at the end of a queue, which is a head and a tail word. */
 Z_EXPORT void Z_CALL ZutQueueAppend(ZutListNode **head, ZutListNode **tail, ZutListNode *node);
+/* Adds a node at the front. */
 Z_EXPORT void Z_CALL ZutQueuePush(ZutListNode **head, ZutListNode **tail, ZutListNode *node);
+/* Unlinks the first node; null when the queue is empty. */
 Z_EXPORT ZutListNode *Z_CALL ZutQueuePop(ZutListNode **head, ZutListNode **tail);
 
-/* These work on a link word: the head word, or the next word of a node. RightInsert puts the
- * node where the link points; RightDetach removes the node that the link points to, null when
- * none; LeftFind gives the link to the first node for which function(node, argument) is not 0,
- * or null. */
+/* Puts the node where the link word `after` points: the head word, or the next word of a node. */
 Z_EXPORT void Z_CALL ZutQueueRightInsert(ZutListNode **head, ZutListNode **tail, ZutListNode *node,
                                          ZutListNode **after);
+/* Unlinks the node that the link word points to; null when there is none. */
 Z_EXPORT ZutListNode *Z_CALL ZutQueueRightDetach(ZutListNode **head, ZutListNode **tail,
                                                  ZutListNode **link);
+/* The link word that points to the first node for which function(node, argument) is not 0, or
+ * null. */
 Z_EXPORT ZutListNode **Z_CALL ZutQueueLeftFind(ZutListNode **head, ZutListNode **tail,
                                                ZutWord argument, ZutListFunc function);
 
@@ -762,26 +948,29 @@ Z_EXPORT ZutListNode **Z_CALL ZutQueueLeftFind(ZutListNode **head, ZutListNode *
 Z_EXPORT void Z_CALL ZutQueueInsert(ZutListNode **head, ZutListNode **tail, ZutListNode *node,
                                     ZutListOrderFunc function);
 
-/* Removes a node wherever it is: gives the node, null when it is not in the queue. */
+/* Removes a node wherever it is; null when it is not in the queue. */
 Z_EXPORT ZutListNode *Z_CALL ZutQueueDelete(ZutListNode **head, ZutListNode **tail,
                                             ZutListNode *node);
 
 /* Frees all nodes with ZutFree. */
 Z_EXPORT void Z_CALL ZutQueueClose(ZutListNode **head, ZutListNode **tail);
 
-/* Stacks and lists of the caller's nodes behind one head word. Pop gives null when empty, Close
- * frees all nodes with ZutFree. */
+/* Puts a node of the caller's on a stack, which is one head word. */
 Z_EXPORT void Z_CALL ZutStackPush(ZutListNode **head, ZutListNode *node);
+/* Unlinks the node on top; null when the stack is empty. */
 Z_EXPORT ZutListNode *Z_CALL ZutStackPop(ZutListNode **head);
+/* Frees all nodes with ZutFree. */
 Z_EXPORT void Z_CALL ZutStackClose(ZutListNode **head);
 
-/* The chain's length; its last node (null for none); the place of a node counted from 0, or -1
- * with message 5144. */
+/* The number of nodes from this one on. */
 Z_EXPORT int32_t Z_CALL ZutListLength(const ZutListNode *first);
+/* The chain's last node; null for none. */
 Z_EXPORT ZutListNode *Z_CALL ZutListEnd(ZutListNode *first);
+/* The place of a node counted from 0.
+ * Result   -1 with message 5144 when it is not there. */
 Z_EXPORT int32_t Z_CALL ZutListPos(const ZutListNode *first, const ZutListNode *node);
 
-/* Removes a node: gives it, null when it is absent. */
+/* Removes a node; null when it is not there. */
 Z_EXPORT ZutListNode *Z_CALL ZutListDelete(ZutListNode **head, ZutListNode *node);
 
 /* Calls function(node, argument) for every node; a node for which it is not 0 is unlinked and
@@ -789,40 +978,51 @@ Z_EXPORT ZutListNode *Z_CALL ZutListDelete(ZutListNode **head, ZutListNode *node
  * Result   the last one of the function, 0 for an empty list. */
 Z_EXPORT int32_t Z_CALL ZutListTravDel(ZutListNode **head, ZutListFunc function, ZutWord argument);
 
-/* Queues of items. Add appends, Push puts at the front: both give the node. Pop gives the first
- * item, 0 when empty. */
+/* Adds an item at the end of a queue of items.
+ * Result   the node. */
 Z_EXPORT ZutPqNode *Z_CALL ZutPqAdd(ZutPq *queue, ZutWord item);
+/* Adds an item at the front.
+ * Result   the node. */
 Z_EXPORT ZutPqNode *Z_CALL ZutPqPush(ZutPq *queue, ZutWord item);
+/* Removes the first item; 0 when the queue is empty. */
 Z_EXPORT ZutWord Z_CALL ZutPqPop(ZutPq *queue);
 
-/* Inserts the item where `link`, the head word or a node's next word, points; gives the node. */
+/* Inserts the item where `link`, the head word or a node's next word, points.
+ * Result   the node. */
 Z_EXPORT ZutPqNode *Z_CALL ZutPqRInsert(ZutPq *queue, ZutWord item, ZutPqNode **link);
 
 /* Inserts before the first item x for which function(item, x) is not 0, else at the end.
  * Result   the place, counted from 1, at which the item now stands. */
 Z_EXPORT int32_t Z_CALL ZutPqInsert(ZutPq *queue, ZutWord item, ZutPqOrderFunc function);
 
-/* Delete removes the first node with the item; both give the item, 0 when it is absent. */
+/* Removes the first node with the item.
+ * Result   the item, 0 when it is absent. */
 Z_EXPORT ZutWord Z_CALL ZutPqDelete(ZutPq *queue, ZutWord item);
+/* The item when it is in the queue, else 0. */
 Z_EXPORT ZutWord Z_CALL ZutPqFind(const ZutPq *queue, ZutWord item);
+/* The number of items. */
 Z_EXPORT int32_t Z_CALL ZutPqCount(const ZutPq *queue);
+/* Removes all items. */
 Z_EXPORT void Z_CALL ZutPqClose(ZutPq *queue);
 
-/* Stacks of items: Push gives the new node, Pop the item (0 when empty), Find the first node
- * with the item or null. */
+/* Puts an item on a stack of items.
+ * Result   the new node. */
 Z_EXPORT ZutPstNode *Z_CALL ZutPushPstNode(ZutPstNode **head, ZutWord item);
+/* Removes the item on top; 0 when the stack is empty. */
 Z_EXPORT ZutWord Z_CALL ZutPopPstNode(ZutPstNode **head);
+/* The first node with the item, or null. */
 Z_EXPORT ZutPstNode *Z_CALL ZutFindPstNode(ZutPstNode *first, ZutWord item);
 
 /* ---- Lobe tables (lobe) ----
- * A lobe gives any object one more slot, known by the object's address: a process-wide table from
+ * A lobe is one more slot of any object, known by the object's address: a process-wide table from
  * objects to copies of a value. Each lobe has a mutex of its own, taken once threads are
- * initialised; any thread may use any lobe. A null lobe gives 0 or null. */
+ * initialised; any thread may use any lobe. A null lobe is error 3. */
 typedef int32_t(Z_CALL *ZutLobeTraverseFunc)(ZutWord object, void *value, ZutWord argument);
 
-/* The lobe of a number, made when it is new, for values of `size` bytes or for texts (a size of
- * -1). A lobe that was declared with another size is returned as it is, with message 5410. */
+/* The lobe of a number, made when it is new, for values of `size` bytes or, with a size of -1, for
+ * texts. A lobe that was declared with another size is returned as it is, with message 5410. */
 Z_EXPORT ZutLobe *Z_CALL ZutLobeDeclare(int32_t number, int32_t size);
+/* The same for texts. */
 Z_EXPORT ZutLobe *Z_CALL ZutLobeStringDeclare(int32_t number);
 
 /* Result  null when no lobe has the number, with error 8 if any was ever declared. */
@@ -842,16 +1042,18 @@ Z_EXPORT void *Z_CALL ZutLobeFindValue(const void *object, ZutLobe *lobe);
  * Result   0 when the object has none. */
 Z_EXPORT int32_t Z_CALL ZutLobeGet(const void *object, ZutLobe *lobe, void *out);
 
-/* Gives the object a copy of a value. A value of fixed size that it has already is overwritten
- * where it stands. ZutLobeCheckSet does nothing and gives 0 when there is a value; two threads
- * that check at once may both set. */
+/* Stores a copy of a value for the object. A value of fixed size that it has already is
+ * overwritten where it stands. */
 Z_EXPORT int32_t Z_CALL ZutLobeSet(const void *object, ZutLobe *lobe, const void *value);
+/* ZutLobeSet unless the object has a value: then 0, and nothing changes. Two threads that check at
+ * once may both set. */
 Z_EXPORT int32_t Z_CALL ZutLobeCheckSet(const void *object, ZutLobe *lobe, const void *value);
 
-/* Takes the object's value away. Result  always 0. */
+/* Removes the object's value.
+ * Result   always 0. */
 Z_EXPORT int32_t Z_CALL ZutLobeDelete(const void *object, ZutLobe *lobe);
 
-/* Takes the object's values away in every lobe: for use when the object goes. */
+/* Removes the object's values in every lobe: for use when the object is destroyed. */
 Z_EXPORT void Z_CALL ZutLobeClear(const void *object);
 
 /* Calls `function` with each object and its value, under the lobe's mutex; results as
@@ -874,7 +1076,7 @@ Z_EXPORT int32_t Z_CALL ZutLobeTraverse(ZutLobe *lobe, ZutLobeTraverseFunc funct
  *          change its list. A callback must return or end the process: left by a jump, it leaves
  *          its list locked.
  * Errors   5 when some 8000 calls, traversals and dumps of one list are going on, in all threads
- *          together, nested ones included: the next one calls nothing and gives 0. */
+ *          together, nested ones included: the next one calls nothing and returns 0. */
 /* The event's record begins with this field: the list sets it before each call. */
 typedef struct ZutCbCallData {
   ZutCb *cb;
@@ -907,9 +1109,11 @@ typedef int32_t(Z_CALL *ZutCbListTraverseFunc)(ZutCbList *list, ZutCb *cb, ZutWo
  * another size has no owner lists (message 5005). */
 Z_EXPORT ZutCbType *Z_CALL ZutCbTypeCreate(int32_t number, const char *name);
 
-/* The type of a name, ignoring case (error 18 when there is none), or of a number (error 8 when
- * there is none, no error number before the first type). */
+/* The type of a name, ignoring case.
+ * Errors   18 when there is none. */
 Z_EXPORT ZutCbType *Z_CALL ZutCbTypeLookup(const char *name);
+/* The type of a number.
+ * Errors   8 when there is none, no error number before the first type. */
 Z_EXPORT ZutCbType *Z_CALL ZutCbTypeNumLookup(int32_t number);
 
 /* Calls `function` with each type, the process mutex held; results as ZutHashTraverse. */
@@ -918,15 +1122,18 @@ Z_EXPORT int32_t Z_CALL ZutCbTypeTraverse(ZutCbTypeTraverseFunc function, ZutWor
 /* What an event calls: Z_CB_GLOBAL_ONLY, Z_CB_NO_GLOBALS (the owner's callbacks only) or
  * Z_CB_GLOBALS_OK (both, merged by priority), the value at first. Any value is stored. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeSetGlobFlag(ZutCbType *type, int32_t flag);
+/* What an event calls. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeGetGlobFlag(ZutCbType *type, int32_t *out);
 
 /* Where owners' lists are: Z_CB_INDIRECT, the library finds them; Z_CB_DIRECT, owners keep them.
  * Errors   7 for another flag. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeSetLocalFlag(ZutCbType *type, int32_t flag);
+/* Where owners' lists are. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeGetLocalFlag(ZutCbType *type, int32_t *out);
 
-/* The name, null when there is none, and the number. */
+/* The type's name, null when it has none. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeGetName(ZutCbType *type, const char **out);
+/* The type's number. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeGetNum(ZutCbType *type, int32_t *out);
 
 /* The list of an owner, or for a null owner the global one. Result  0 when there is none; for an
@@ -947,22 +1154,26 @@ Z_EXPORT ZutCb *Z_CALL ZutCbTypeCbCreate(ZutCbType *type, void *owner, ZutCbFunc
  * 5007 for an owner of a direct type. */
 Z_EXPORT ZutCb *Z_CALL ZutCbTypeCbLookup(ZutCbType *type, void *owner, ZutCbFunc function,
                                          ZutWord argument);
+/* ZutCbTypeCbCreate in the global list. */
 Z_EXPORT ZutCb *Z_CALL ZutCbCreateGlobal(ZutCbType *type, ZutCbFunc function, ZutWord argument);
 
 /* Raises the event: calls the callbacks of the owner, the global ones or both, as the type's flag
- * says, on this thread. `call_data` is a record that begins with a ZutCbCallData. The owner's list
- * may be cleared by another thread meanwhile.
+ * says, on this thread. `call_data` is a record that begins with a ZutCbCallData. Another thread
+ * may clear the owner's list during the call.
  * Result   1, also when nothing was called, but see "Errors" above. An unknown flag calls nothing:
  *          message 5008. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeCall(ZutCbType *type, void *owner, void *call_data);
 
-/* The same by the type's number. For an unknown number look-up and destroying give 0, the call 1. ZutCbTypeNumCbDestroy
- * destroys the callback that the look-up finds. */
+/* ZutCbTypeCbLookup by the type's number. */
 Z_EXPORT ZutCb *Z_CALL ZutCbTypeNumCbLookup(int32_t number, void *owner, ZutCbFunc function,
                                             ZutWord argument);
+/* Destroys the callback that ZutCbTypeNumCbLookup finds. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeNumCbDestroy(int32_t number, void *owner, ZutCbFunc function,
                                               ZutWord argument);
+/* ZutCbTypeCall by the type's number.
+ * Result   1 also for an unknown number. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeNumCbCall(int32_t number, void *owner, void *call_data);
+/* ZutCbObjClear by the type's number. */
 Z_EXPORT int32_t Z_CALL ZutCbTypeNumObjClear(int32_t number, void *owner);
 
 /* Destroys the owner's list. Result  0 when it has none; as ZutCbListDestroy otherwise. */
@@ -971,8 +1182,8 @@ Z_EXPORT int32_t Z_CALL ZutCbObjClear(ZutCbType *type, void *owner);
 /* Prints a type through `out`. */
 Z_EXPORT int32_t Z_CALL ZutCbPrintType(ZutCbType *type, ZutPrintFunc out);
 
-/* A list of a type. It is found by its owner only if the caller keeps it; see
- * ZutCbTypeCbListCreate. */
+/* A list of a type that its owner does not find: the caller keeps it. ZutCbTypeCbListCreate makes
+ * one that the owner finds. */
 Z_EXPORT ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner);
 
 /* Destroys a list and its callbacks, each change function called.
@@ -982,9 +1193,8 @@ Z_EXPORT ZutCbList *Z_CALL ZutCbListCreate(ZutCbType *type, void *owner);
  * Threads  waits for other threads' calls. */
 Z_EXPORT int32_t Z_CALL ZutCbListDestroy(ZutCbList *list);
 
-/* Calls the list's callbacks, ZutCbMergeCall those of two lists by priority, the owner's first
- * among equals. Both stop when the owner's list is being destroyed. Result  1, but see "Errors"
- * above. */
+/* Calls the list's callbacks; stops when the list is being destroyed.
+ * Result   1, but see "Errors" above. */
 Z_EXPORT int32_t Z_CALL ZutCbListCall(ZutCbList *list, void *owner, void *call_data);
 
 /* Calls `function` for each callback in calling order. Result  the first one that is not 0; 0,
@@ -997,26 +1207,38 @@ Z_EXPORT ZutCb *Z_CALL ZutCbListCbCreate(ZutCbList *list, ZutCbFunc function, Zu
 
 /* Inserts a callback that ZutCbListRemoveCb took out of a list, after those of equal priority.
  * Errors   6 when function and argument are there, 8 when the callback was destroyed, 32 when it is
- *          in a list. Removing gives error 8 when the callback is not in this list. */
+ *          in a list. */
 Z_EXPORT int32_t Z_CALL ZutCbListInsertCb(ZutCbList *list, ZutCb *cb);
 
 /* The first callback with that function and argument. Errors  8 when there is none. */
 Z_EXPORT ZutCb *Z_CALL ZutCbListCbLookup(ZutCbList *list, ZutCbFunc function, ZutWord argument);
+/* Takes a callback out of the list without destroying it.
+ * Errors   8 when it is not in this list. */
 Z_EXPORT int32_t Z_CALL ZutCbListRemoveCb(ZutCbList *list, ZutCb *cb);
 
 /* Is any thread calling, traversing or printing the list? */
 Z_EXPORT int32_t Z_CALL ZutCbListIsActive(ZutCbList *list);
 
-/* The owner (null for a global list) and the type. */
+/* The list's owner, null for a global list. */
 Z_EXPORT int32_t Z_CALL ZutCbListGetOwner(ZutCbList *list, void **out);
+/* The list's type. */
 Z_EXPORT int32_t Z_CALL ZutCbListGetType(ZutCbList *list, ZutCbType **out);
 
-/* Two numbers that are kept with the list and printed, without effect.
- * Result   always 0, with messages 5001 to 5004, although the number is stored or fetched. */
+/* A number that is kept with the list and printed, without effect.
+ * Result   always 0, with message 5001, although the number is stored. */
 Z_EXPORT int32_t Z_CALL ZutCbListSetStartThresh(ZutCbList *list, uint16_t threshold);
+/* Reads it.
+ * Result   always 0, with message 5002. */
 Z_EXPORT int32_t Z_CALL ZutCbListGetStartThresh(ZutCbList *list, uint16_t *out);
+/* A second such number.
+ * Result   always 0, with message 5003. */
 Z_EXPORT int32_t Z_CALL ZutCbListSetCurrentThresh(ZutCbList *list, uint16_t threshold);
+/* Reads it.
+ * Result   always 0, with message 5004. */
 Z_EXPORT int32_t Z_CALL ZutCbListGetCurrentThresh(ZutCbList *list, uint16_t *out);
+/* Calls the callbacks of two lists by priority, the owner's first among equals; stops when the
+ * owner's list is being destroyed.
+ * Result   1, but see "Errors" above. */
 Z_EXPORT int32_t Z_CALL ZutCbMergeCall(ZutCbList *owner_list, ZutCbList *global_list, void *owner,
                                        void *call_data);
 
@@ -1035,36 +1257,45 @@ Z_EXPORT int32_t Z_CALL ZutCbPrintList(ZutCbList *list, ZutPrintFunc out);
  *          may be freed on return. A callback that destroys itself does not wait for itself. */
 Z_EXPORT int32_t Z_CALL ZutCbDestroy(ZutCb *cb);
 
-/* Change a callback. Result  0 without an error number when the list has a callback with the new
- * pair of function and argument, be it this one. A new priority puts the callback after those of
- * equal priority; the present one changes nothing. Error 8 for a callback that was destroyed and
- * that a thread is still inside. */
+/* Changes a callback's function.
+ * Result   0 without an error number when the list has a callback with the new pair of function
+ *          and argument, be it this one.
+ * Errors   8 for a callback that was destroyed and that a thread is still inside; so for the other
+ *          changes. */
 Z_EXPORT int32_t Z_CALL ZutCbSetFunction(ZutCb *cb, ZutCbFunc function);
+/* Changes a callback's argument; result as ZutCbSetFunction. */
 Z_EXPORT int32_t Z_CALL ZutCbSetArgument(ZutCb *cb, ZutWord argument);
+/* Puts the callback after those of equal priority; the present priority changes nothing. */
 Z_EXPORT int32_t Z_CALL ZutCbSetPriority(ZutCb *cb, int16_t priority);
 
-/* What a callback has. One that is in no list has a null list, owner and type. */
+/* The callback's function. */
 Z_EXPORT int32_t Z_CALL ZutCbGetFunction(ZutCb *cb, ZutCbFunc *out);
+/* The callback's argument. */
 Z_EXPORT int32_t Z_CALL ZutCbGetArgument(ZutCb *cb, ZutWord *out);
+/* The callback's priority. */
 Z_EXPORT int32_t Z_CALL ZutCbGetPriority(ZutCb *cb, int16_t *out);
+/* The list that the callback is in, null for none. */
 Z_EXPORT int32_t Z_CALL ZutCbGetList(ZutCb *cb, ZutCbList **out);
+/* The owner of that list, null for none. */
 Z_EXPORT int32_t Z_CALL ZutCbGetOwner(ZutCb *cb, void **out);
+/* The type of that list, null for none. */
 Z_EXPORT int32_t Z_CALL ZutCbGetCbType(ZutCb *cb, ZutCbType **out);
 
-/* `function` is told, after the fact, that the callback's function, argument or priority
- * changed, with the list locked for writing; and, before the record is freed, that it is destroyed,
- * with the list locked when all of it goes. It may use its own list. It must not use another one in
- * any way, raising an event included: where two change functions use each other's lists, their
- * threads wait for each other for ever. */
+/* `function` is called after the callback's function, argument or priority has changed, with the
+ * list locked for writing; and before the record is freed, with the list locked when all of the
+ * list is destroyed. It may use its own list. It must not use another one in any way, raising an
+ * event included: where two change functions use each other's lists, their threads wait for each
+ * other for ever. */
 Z_EXPORT int32_t Z_CALL ZutCbSetChangeFunction(ZutCb *cb, ZutCbChangeFunc function,
                                                ZutWord argument);
 
 /* Prints a callback through `out`. */
 Z_EXPORT int32_t Z_CALL ZutCbPrint(ZutCb *cb, ZutPrintFunc out);
 
-/* Callbacks that the quit command calls just before the process exits, with a null owner. The
- * look-up sets error 8 when there is none. */
+/* A callback that the quit command calls just before the process exits, with a null owner. */
 Z_EXPORT ZutCb *Z_CALL ZutQuitCbCreate(ZutCbFunc function, ZutWord argument);
+/* The quit callback with that function and argument.
+ * Errors   8 when there is none. */
 Z_EXPORT ZutCb *Z_CALL ZutQuitCbLookup(ZutCbFunc function, ZutWord argument);
 
 /* ---- Pointer arrays (ptrary) ----
@@ -1096,8 +1327,8 @@ typedef struct ZutPtrAry {
 #define Z_PTR_ARY_CLEARED 5
 #define Z_PTR_ARY_SORTED 6
 /* Call data of the change callbacks: the item and its index, -1 for all copies of an item, no item
- * and -1 for the whole array. A swap tells both items and where they are now; the other kinds have
- * 0 and -1 there. A replaced item's is the new one. */
+ * and -1 for the whole array. A swap has both items and their new indexes; the other kinds have 0
+ * and -1 there. A replaced item's is the new one. */
 typedef struct ZutPtrAryChangeData {
   ZutCb *cb;
   int32_t kind;
@@ -1129,35 +1360,41 @@ Z_EXPORT int32_t Z_CALL ZutPtrAryAppend(ZutPtrAry *array, ZutWord item, int32_t 
 /* Adds the items of `source`, which may be the array itself. Room is made for the next multiple of
  * the step above what is needed. The outs, which may be null, get the indexes of the first and the
  * last item added; a source without items gives count and count - 1.
- * Notices  one for each item added. When a callback changes the array, the rest tell of what is at
+ * Notices  one for each item added. When a callback changes the array, the rest report what is at
  *          these indexes by then. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryAppendAll(ZutPtrAry *array, const ZutPtrAry *source,
                                            int32_t *first_out, int32_t *last_out);
 
-/* Inserts an item at an index, count included, or next to another item. Inserting before the last
- * item gives the index to which that one has moved in its notice. */
+/* Inserts an item at an index, count included. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryInsertItemAtIndex(ZutPtrAry *array, ZutWord item, int32_t index);
+/* Inserts an item before the first copy of `existing`. Before the last item, the notice has the
+ * index to which that one has moved. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryInsertBefore(ZutPtrAry *array, ZutWord existing, ZutWord item);
+/* Inserts an item after the first copy of `existing`. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryInsertAfter(ZutPtrAry *array, ZutWord existing, ZutWord item);
 
-/* Removes the item at an index (`item_out`, which may be null, gets it) or the first copy of an
- * item. Errors  4 for an empty array. */
+/* Removes the item at an index; `item_out`, which may be null, gets it.
+ * Errors   4 for an empty array. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryRemoveItemAtIndex(ZutPtrAry *array, int32_t index,
                                                    ZutWord *item_out);
+/* Removes the first copy of an item.
+ * Errors   4 for an empty array. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryRemove(ZutPtrAry *array, ZutWord item);
 
-/* Removes every copy of an item; one notice tells of them all. `count_out` gets their number. */
+/* Removes every copy of an item; one notice reports them all. `count_out` gets their number. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryRemoveAll(ZutPtrAry *array, ZutWord item, int32_t *count_out);
 
-/* Puts an item in the place of another, which `old_out`, if not null, gets; swaps two items. */
+/* Puts an item in the place of another, which `old_out`, if not null, gets. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryReplaceItemAtIndex(ZutPtrAry *array, ZutWord item, int32_t index,
                                                     ZutWord *old_out);
+/* Swaps the items at two indexes. */
 Z_EXPORT int32_t Z_CALL ZutPtrArySwapItems(ZutPtrAry *array, int32_t index_a, int32_t index_b);
 
-/* The item at an index; the index of the first copy of an item, and whether there is one.
- * Errors   7 for an index outside the array; 8 when the item is not in it. */
+/* The item at an index. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryGetItemAtIndex(ZutPtrAry *array, int32_t index, ZutWord *item_out);
+/* The index of the first copy of an item. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryGetItemIndex(ZutPtrAry *array, ZutWord item, int32_t *index_out);
+/* Is the item in the array? If not, error 8. */
 Z_EXPORT int32_t Z_CALL ZutPtrAryItemExists(ZutPtrAry *array, ZutWord item);
 
 /* The array's storage, good until the array grows. `array` is not checked. */
@@ -1167,9 +1404,11 @@ Z_EXPORT ZutWord *Z_CALL ZutPtrAryGetArray(ZutPtrAry *array);
  * come in any order. The notice is sent for fewer than two items as well. */
 Z_EXPORT int32_t Z_CALL ZutPtrArySort(ZutPtrAry *array, ZutPtrAryCompareFunc compare);
 
-/* A callback for the array's changes, and the look-up of one (error 8 when there is none). */
+/* A callback for the array's changes. */
 Z_EXPORT ZutCb *Z_CALL ZutPtrAryChangeCbCreate(ZutPtrAry *array, ZutCbFunc function,
                                                ZutWord argument);
+/* The change callback with that function and argument.
+ * Errors   8 when there is none. */
 Z_EXPORT ZutCb *Z_CALL ZutPtrAryChangeCbLookup(ZutPtrAry *array, ZutCbFunc function,
                                                ZutWord argument);
 
@@ -1177,10 +1416,9 @@ Z_EXPORT ZutCb *Z_CALL ZutPtrAryChangeCbLookup(ZutPtrAry *array, ZutCbFunc funct
  * Bytes that are written at the end and read from a position of their own. A static buffer is the
  * caller's memory and never grows. Pointers into a buffer are good until it grows. No lock.
  *
- * What needs n bytes and does not fit takes (factor / log10(n) + 1) * n bytes, rounded up to a
- * multiple of 16, so that large buffers grow by a smaller part. What would take more than 31 bits
- * can count is error 5; what a static buffer has no room for, error 7. A failing operation changes
- * nothing, unless it says so. */
+ * A full buffer grows by more than is asked for. What would take more than 31 bits can count
+ * is error 5; what a static buffer has no room for, error 7. A failing operation changes nothing,
+ * unless it says so. */
 typedef struct ZutBuf {
   uint8_t *data;
   int32_t offset; /* read position; alignment and ZutBufDeleteRange may leave it beyond size */
@@ -1194,6 +1432,7 @@ Z_EXPORT ZutBuf *Z_CALL ZutBufCreate(int32_t capacity);
 
 /* An empty buffer in the `size` bytes of `memory`, at least 1, which stay the caller's. */
 Z_EXPORT ZutBuf *Z_CALL ZutBufCreateStatic(void *memory, int32_t size);
+/* Frees the buffer; the memory of a static one stays the caller's. */
 Z_EXPORT int32_t Z_CALL ZutBufDestroy(ZutBuf *buffer);
 
 /* Makes room for `minimum` bytes in all, at least 1. A minimum below the capacity changes nothing;
@@ -1224,7 +1463,7 @@ Z_EXPORT ZutBuf *Z_CALL ZutBufCloneRange(const ZutBuf *source, int32_t start, in
 Z_EXPORT int32_t Z_CALL ZutBufDeleteRange(ZutBuf *buffer, int32_t start, int32_t end);
 
 /* The next `length` bytes from the read position, moved up to a multiple of `alignment` first, and
- * moves it behind them. A null buffer is not checked for.
+ * moves the position past them. A null buffer is not checked for.
  * Result   null, without an error number and with the position moved up, when there are fewer.
  * Errors   as ZutBufAllocAligned. */
 Z_EXPORT void *Z_CALL ZutBufNextAligned(ZutBuf *buffer, int32_t length, int32_t alignment);
@@ -1244,11 +1483,11 @@ Z_EXPORT int32_t Z_CALL ZutBufSetSize(ZutBuf *buffer, int32_t size);
 Z_EXPORT double Z_CALL ZutBufGetResizeFactor(void);
 
 /* ---- Fibonacci heap (fh) ----
- * A queue that gives the least key first. Nodes are the caller's and carry a pointer to a key of
- * the caller's, which may change while the node is in a heap, if the heap is told at once. A heap
- * of a ready-made kind reads a key when it is told of it, in ZutFHeapInsert, ZutFHeapDecreaseKey
- * and ZutFHeapUpdateKey, and goes by what it read; one with a function calls it with the keys. No
- * lock. The function must leave heap and nodes alone. */
+ * A queue that returns the least key first. Nodes are the caller's and carry a pointer to a key of
+ * the caller's, which may change while the node is in a heap, if ZutFHeapDecreaseKey or
+ * ZutFHeapUpdateKey follows at once. A heap of a ready-made kind reads a key in these two and in
+ * ZutFHeapInsert and compares what it read; one with a function calls it with the keys. No lock.
+ * The function must leave heap and nodes alone. */
 typedef struct ZutFHeap ZutFHeap;
 /* A node outside any heap is linked to itself and has no child, parent, degree or mark. */
 typedef struct ZutFHeapNode {
@@ -1271,53 +1510,57 @@ typedef struct ZutFHeapNode {
 #define Z_FHEAP_NODE_LEFT 5
 #define Z_FHEAP_NODE_RIGHT 6
 #define Z_FHEAP_NODE_DEGREE 7
-/* Negative when `key_a` goes before `key_b`, positive when it goes behind. */
+/* Negative when `key_a` goes before `key_b`, positive when it goes after. */
 typedef int32_t(Z_CALL *ZutFHeapCompareFunc)(const void *key_a, const void *key_b);
 typedef int32_t(Z_CALL *ZutFHeapTraverseFunc)(ZutFHeap *heap, void *key, ZutWord argument);
 
 /* A heap whose keys are doubles, int32_t or uint32_t (`compare` is Z_FHEAP_DOUBLE, Z_FHEAP_INT or
- * Z_FHEAP_UINT), or what a ZutFHeapCompareFunc, given as a word, compares. Destroying a heap leaves
- * the nodes that are in it; they may then be inserted elsewhere or destroyed. */
+ * Z_FHEAP_UINT), or what a ZutFHeapCompareFunc, given as a word, compares. */
 Z_EXPORT ZutFHeap *Z_CALL ZutFHeapCreate(ZutWord compare);
+/* Leaves the nodes that are in the heap; they may then be inserted elsewhere or destroyed. */
 Z_EXPORT int32_t Z_CALL ZutFHeapDestroy(ZutFHeap *heap);
 
 /* A node for a key, which is kept, not copied. */
 Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapNodeCreate(void *key);
+/* Frees a node that is in no heap; the key stays the caller's. */
 Z_EXPORT int32_t Z_CALL ZutFHeapNodeDestroy(ZutFHeapNode *node);
 
-/* Stores a field of the node: mark and degree as int32_t, the others as pointers. The Va form takes
- * pairs of attribute and place, ended by 0.
- * Errors   12 for an unknown attribute; the Va form goes on to the next pair, and fails. */
+/* Stores a field of the node: mark and degree as int32_t, the others as pointers.
+ * Errors   12 for an unknown attribute. */
 Z_EXPORT int32_t Z_CALL ZutFHeapNodeGet(ZutFHeapNode *node, int32_t attribute, void *value_out);
+/* The same for pairs of attribute and place, ended by 0. Fails after an unknown attribute, but
+ * goes on to the next pair. */
 Z_EXPORT int32_t Z_CALL ZutFHeapNodeVaGet(ZutFHeapNode *node, ...);
 
 /* Points the node to another key; the attribute is Z_FHEAP_NODE_KEY. While the node is in a heap,
- * ZutFHeapDecreaseKey or ZutFHeapUpdateKey must follow. The Va form as above.
+ * ZutFHeapDecreaseKey or ZutFHeapUpdateKey must follow.
  * Errors   7 for another attribute. */
 Z_EXPORT int32_t Z_CALL ZutFHeapNodeSet(ZutFHeapNode *node, int32_t attribute, void *value);
+/* The same for pairs of attribute and key, ended by 0, as ZutFHeapNodeVaGet. */
 Z_EXPORT int32_t Z_CALL ZutFHeapNodeVaSet(ZutFHeapNode *node, ...);
 
 /* Inserts a node that is in no heap. A key equal to that of the node on top does not replace it. */
 Z_EXPORT int32_t Z_CALL ZutFHeapInsert(ZutFHeap *heap, ZutFHeapNode *node);
 
-/* The node on top, left in place or taken out. Result  null, without an error number, when the
- * heap is empty. */
+/* The node on top, left in place; null, without an error number, when the heap is empty. */
 Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapTop(ZutFHeap *heap);
+/* The node on top, taken out; null, without an error number, when the heap is empty. */
 Z_EXPORT ZutFHeapNode *Z_CALL ZutFHeapDeleteMin(ZutFHeap *heap);
 
 /* Takes out any node of the heap. Errors  8, here and below, for a node that is in no heap. */
 Z_EXPORT int32_t Z_CALL ZutFHeapDeleteNode(ZutFHeap *heap, ZutFHeapNode *node);
 
-/* Tells the heap that a node's key was lowered, or was changed either way. ZutFHeapUpdateKey of
- * the node on top puts another one there whatever the key is now, unless it is alone: this one
- * counts again when the next node is taken off the top. For a lower key of the node on top use
- * ZutFHeapDecreaseKey. */
+/* For a node whose key was lowered. */
 Z_EXPORT int32_t Z_CALL ZutFHeapDecreaseKey(ZutFHeap *heap, ZutFHeapNode *node);
+/* For a node whose key was changed either way. For the node on top another one takes its place
+ * whatever the key is now, unless it is alone: this one counts again when the next node is taken
+ * off the top. For a lower key of the node on top use ZutFHeapDecreaseKey. */
 Z_EXPORT int32_t Z_CALL ZutFHeapUpdateKey(ZutFHeap *heap, ZutFHeapNode *node);
 
 /* Moves all nodes of `source` to `destination`, which compares them from then on. Constant time
  * unless the two heaps differ in kind. */
 Z_EXPORT int32_t Z_CALL ZutFHeapMigrate(ZutFHeap *source, ZutFHeap *destination);
+/* The number of nodes. */
 Z_EXPORT int32_t Z_CALL ZutFHeapSize(ZutFHeap *heap);
 
 /* Calls `function` with the key of every node, each before its children, from the node on top to
@@ -1329,7 +1572,7 @@ Z_EXPORT int32_t Z_CALL ZutFHeapTraverse(ZutFHeap *heap, ZutFHeapTraverseFunc fu
 /* ---- Weighted graph (utgraph) ----
  * A directed graph of named vertices, its shortest paths from one vertex, and for each vertex the
  * first hop on the way to it. An undirected edge is a pair of edges that know each other. The graph
- * owns vertices and edges and gives their records out to be read; of their fields a program may
+ * owns vertices and edges and hands out their records to be read; of their fields a program may
  * change `data` only. Names are the caller's: two vertices are the same when the pointers are, and
  * a name must stay as long as its vertex. No lock.
  *
@@ -1341,8 +1584,8 @@ Z_EXPORT int32_t Z_CALL ZutFHeapTraverse(ZutFHeap *heap, ZutFHeapTraverseFunc fu
  * is the last step; one of a removal is sent when the vertex or edge is out of its lists, and the
  * record, except for prev and next, stays readable until the operation that the program called
  * returns. A callback may remove itself or other callbacks, add and remove any vertices and edges
- * (the very one that it is told of, too), and compute paths. Each change sends notices of its own,
- * at once: the callbacks that follow hear of it before they hear of the change that came first. A
+ * (the one of the notice included), and compute paths. Each change sends notices of its own, at
+ * once: the callbacks that follow hear of it before they hear of the change that came first. A
  * callback may not:
  *  - use a vertex or an edge that is out of the graph, or add an edge to a vertex whose removal
  *    has begun: error 8;
@@ -1356,7 +1599,7 @@ typedef struct ZutGraphVertex {
   int32_t distance;                        /* from the origin; at most Z_GRAPH_INFINITE */
   int32_t perm;                            /* 1: the distance is final */
   struct ZutGraphVertex *path_predecessor; /* before it on the shortest path, or null */
-  struct ZutGraphVertex *first_hop;        /* the first behind the origin, or null */
+  struct ZutGraphVertex *first_hop;        /* the first after the origin, or null */
   ZutGraphEdge *edges;                     /* to others, the newest first */
 } ZutGraphVertex;
 struct ZutGraphEdge {
@@ -1389,6 +1632,7 @@ Z_EXPORT int32_t Z_CALL ZutGraphDestroy(ZutGraph *graph);
 /* With flag 1, as at first, an edge is as long as its weight; with 0 its length is 1. What has been
  * computed stays. */
 Z_EXPORT int32_t Z_CALL ZutGraphSetWeightedEdges(ZutGraph *graph, int32_t flag);
+/* The flag of ZutGraphSetWeightedEdges. */
 Z_EXPORT int32_t Z_CALL ZutGraphGetWeightedEdges(ZutGraph *graph, int32_t *out);
 
 /* A new vertex; the name is kept, not copied.
@@ -1434,7 +1678,7 @@ Z_EXPORT ZutGraphEdge *Z_CALL ZutGraphEdgeGetFirst(ZutGraphVertex *vertex);
  * of two paths of one length the one found first stays. A graph of one vertex has no paths:
  * result 1, nothing is computed.
  *   Vertices that are at distance 0, other than the origin, lead nowhere and never become final,
- * so a weight below 1 gives paths that need not be the shortest. It does no other harm: the
+ * so a weight below 1 leads to paths that need not be the shortest. It does no other harm: the
  * computation always ends, sums stay within 32 bits, and a vertex whose predecessors do not lead
  * back to the origin has no first hop.
  * Errors   12 for an empty graph; 8 for a vertex that is not in it. */
@@ -1444,9 +1688,11 @@ Z_EXPORT int32_t Z_CALL ZutGraphSetShortPath(ZutGraph *graph, ZutGraphVertex *or
  * Errors   12 when nothing was computed since the graph's last addition or removal. */
 Z_EXPORT ZutGraphVertex *Z_CALL ZutGraphGetFirstHopVertex(ZutGraph *graph, ZutGraphVertex *vertex);
 
-/* A callback for the graph's changes, and the look-up of one (error 8 when there is none). */
+/* A callback for the graph's changes. */
 Z_EXPORT ZutCb *Z_CALL ZutGraphChangeCbCreate(ZutGraph *graph, ZutCbFunc function,
                                               ZutWord argument);
+/* The change callback with that function and argument.
+ * Errors   8 when there is none. */
 Z_EXPORT ZutCb *Z_CALL ZutGraphChangeCbLookup(ZutGraph *graph, ZutCbFunc function,
                                               ZutWord argument);
 
@@ -1472,11 +1718,13 @@ Z_EXPORT ZutProperties *Z_CALL ZutPropertiesCreate(void);
  * there was none. Name and value may be texts of the list itself. */
 Z_EXPORT int32_t Z_CALL ZutPropertiesSet(ZutProperties *list, const char *name, const char *value);
 
-/* The value, which the list's next change of that property frees; null or `otherwise`, without an
- * error number, when there is none. */
+/* The value, which the list's next change of that property frees; null, without an error number,
+ * when there is none. */
 Z_EXPORT const char *Z_CALL ZutPropertiesGet(ZutProperties *list, const char *name);
+/* The same with `otherwise` in place of null. */
 Z_EXPORT const char *Z_CALL ZutPropertiesGetDefault(ZutProperties *list, const char *name,
                                                     const char *otherwise);
+/* The number of properties. */
 Z_EXPORT int32_t Z_CALL ZutPropertiesGetCount(ZutProperties *list, int32_t *count);
 
 /* Calls `function` for each property, in the order and under the rules of ZutHashTraverse: it may
@@ -1487,8 +1735,9 @@ Z_EXPORT int32_t Z_CALL ZutPropertiesTraverse(ZutProperties *list, ZutProperties
 /* Sets every property of the source in the destination, whose others stay. */
 Z_EXPORT int32_t Z_CALL ZutPropertiesCopy(ZutProperties *source, ZutProperties *destination);
 
-/* Removes every property; the same, and the list is gone. Not inside a traversal of the list. */
+/* Removes every property. */
 Z_EXPORT int32_t Z_CALL ZutPropertiesReset(ZutProperties *list);
+/* The same, and the list is gone. Not inside a traversal of the list. */
 Z_EXPORT int32_t Z_CALL ZutPropertiesDestroy(ZutProperties *list);
 
 /* ---- Lexer (lex) ----
@@ -1584,8 +1833,8 @@ typedef void(Z_CALL *ZutLexErrorFunc)(ZutLexer *lexer, const char *format, va_li
                                       void *argument);
 typedef void(Z_CALL *ZutLexUserErrorFunc)(ZutLexer *lexer, const char *format, va_list args);
 /* What a parser may read of a lexer. It may also write return_spaces, keep_case and expect_octets:
- * they hold from the next token scanned, that is, from the one behind the look-ahead token.
- * `read - 1` is the place of the current character; at the end of input a NUL stands there. */
+ * they hold from the next token scanned, that is, from the one after the look-ahead token. `read -
+ * 1` is the place of the current character; at the end of input a NUL stands there. */
 struct ZutLexer {
   int32_t token; /* kind of the look-ahead token */
   char *text;    /* its characters, NUL-terminated */
@@ -1621,62 +1870,70 @@ typedef struct ZutLexTokenData {
  * input. Options 6 and 7 have no value: white space and comments become tokens; identifiers are
  * not lower-cased when accepted.
  *   A second file name or stream is ignored; a string, an error function or an error argument
- * replaces what was there. An unknown option number ends the list, since nobody knows whether a
+ * replaces what was there. An unknown option number ends the list, since it is unknown whether a
  * value follows.
  * Result   null with error 3 for a null file name, stream or string; null when the first token is
  *          wrong and the error function returned. A file that cannot be opened is fatal. */
 Z_EXPORT ZutLexer *Z_CALL ZutLexCreate(int32_t option, ...);
+/* Frees the lexer; a file that it opened is closed. */
 Z_EXPORT int32_t Z_CALL ZutLexDestroy(ZutLexer *lexer);
-/* The accept operations: if the look-ahead token is not what the name says, the lexer's error.
- * ZutLexAccept takes one kind and keeps a string in string_value, a number in number_value and any
- * other text, cut at 63 characters and lower-cased, in id_value. */
+/* Takes a token of one kind and keeps a string in string_value, a number in number_value and any
+ * other text, cut at 63 characters and lower-cased, in id_value. As in all accept operations,
+ * another look-ahead token is the lexer's error. */
 Z_EXPORT void Z_CALL ZutLexAccept(ZutLexer *lexer, int32_t kind);
-/* An identifier or a reserved word; the second takes a pattern as well. */
+/* An identifier or a reserved word. */
 Z_EXPORT void Z_CALL ZutLexAcceptId(ZutLexer *lexer);
+/* An identifier, a reserved word or a pattern. */
 Z_EXPORT void Z_CALL ZutLexAcceptPattern(ZutLexer *lexer);
 /* The identifier true gives 1, false 0. */
 Z_EXPORT int32_t Z_CALL ZutLexAcceptBool(ZutLexer *lexer);
-/* Numbers, into number_value: with an optional sign, with an optional sign and integral, unsigned
- * and integral (2.0 is). */
+/* A number with an optional sign, into number_value. */
 Z_EXPORT void Z_CALL ZutLexAcceptSignedReal(ZutLexer *lexer);
+/* An integral number with an optional sign (2.0 is one), into number_value. */
 Z_EXPORT void Z_CALL ZutLexAcceptSignedInt(ZutLexer *lexer);
+/* An integral number without a sign, into number_value. */
 Z_EXPORT void Z_CALL ZutLexAcceptUnsignedInt(ZutLexer *lexer);
 /* A file name into string_value: a string constant as it is, else the tokens up to the next white
- * space, comment, "," or ";" joined as they were typed. A "$" with an identifier right behind it is
+ * space, comment, "," or ";" joined as they were typed. A "$" with an identifier right after it is
  * replaced by the value of that environment variable, if it is set. */
 Z_EXPORT void Z_CALL ZutLexAcceptFileName(ZutLexer *lexer);
 /* A slot name into string_value: identifiers and dots, with a dot inside but at neither end. */
 Z_EXPORT void Z_CALL ZutLexAcceptSlot(ZutLexer *lexer);
+/* The same as ZutLexAcceptSlot. */
 Z_EXPORT void Z_CALL ZutLexAcceptSlotOrAlias(ZutLexer *lexer);
 /* {8-4-4-4-12} hexadecimal digits; string_value gets the whole text with its braces. */
 Z_EXPORT void Z_CALL ZutLexAcceptGuidStr(ZutLexer *lexer);
 /* Drops the look-ahead token and the rest of the line that it ends on. */
 Z_EXPORT void Z_CALL ZutLexSkipToEoln(ZutLexer *lexer);
+/* Drops white space and comments at the look-ahead token, where the lexer returns them as
+ * tokens. */
 Z_EXPORT void Z_CALL ZutLexGobbleWhitespace(ZutLexer *lexer);
-/* Bytes of the input stream read so far; -1 when there is none or its position cannot be told. */
+/* Bytes of the input stream read so far; -1 when there is none or its position is unknown. */
 Z_EXPORT int32_t Z_CALL ZutLexGetCurrentPositionInFile(ZutLexer *lexer);
 /* The display name of a kind into `buffer`, which has room for 64 characters. The octet string has
- * a name that this operation does not give: its kind is an unknown token here. */
+ * a name that this operation does not know: its kind is an unknown token here. */
 Z_EXPORT char *Z_CALL ZutLexTokenToString(int32_t kind, char *buffer);
 /* Makes `name` (case does not count) a token kind of its own for every lexer.
  * Errors   4 for a value below 1; 6 for a word that is there already. */
 Z_EXPORT int32_t Z_CALL ZutLexAddReservedWord(const char *name, int32_t value);
 /* One line for each word. Result 0 when there never was one. `out` runs under the process mutex. */
 Z_EXPORT int32_t Z_CALL ZutLexPrintReservedWords(ZutPrintFunc out);
-/* Callbacks told of each token that is accepted, before its value is kept, and of each run of white
- * space and each comment that is skipped. A null lexer: of every lexer. They must not destroy the
- * lexer that they are told of. */
+/* A callback for each token that is accepted, before its value is kept, and for each run of white
+ * space and each comment that is skipped. A null lexer: of every lexer. The callback must not
+ * destroy the lexer that it is called for. */
 Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbCreate(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
+/* The token callback with that function and argument. */
 Z_EXPORT ZutCb *Z_CALL ZutLexTokenCbLookup(ZutLexer *lexer, ZutCbFunc function, ZutWord argument);
 /* Raises an error from a parser. The lexer is gone afterwards. */
 Z_EXPORT void Z_CALL ZutLexError(ZutLexer *lexer, const char *format, ...) Z_PRINTF(2, 3);
-/* Replaces the function for lexers that have none of their own. At first it prints the message and
- * ends the program with the fatal report of file and line. */
+/* Replaces the function for lexers that have none of their own. The first one prints the message
+ * and ends the program with the fatal report of file and line. */
 Z_EXPORT void Z_CALL ZutLexSetUserErrorFunc(ZutLexUserErrorFunc function);
-/* Error functions that destroy the lexer and jump to the jmp_buf given as the error argument, with
- * the value Z_LEX_JUMP. The first prints the message, the file and the line before. */
+/* An error function: prints the message, the file and the line, destroys the lexer and jumps to
+ * the jmp_buf given as the error argument, with the value Z_LEX_JUMP. */
 Z_EXPORT void Z_CALL ZutLexLongjmpErrorFunc(ZutLexer *lexer, const char *format, va_list args,
                                             void *argument) Z_PRINTF(2, 0);
+/* The same, printing nothing. */
 Z_EXPORT void Z_CALL ZutLexQuietLongjmpErrorFunc(ZutLexer *lexer, const char *format, va_list args,
                                                  void *argument) Z_PRINTF(2, 0);
 
@@ -1689,14 +1946,14 @@ Z_EXPORT void Z_CALL ZutLexQuietLongjmpErrorFunc(ZutLexer *lexer, const char *fo
  * Setting an option: a read-only one refuses with error 28. The verify function, which still sees
  * the old value in the option, may refuse with an error number of its own (otherwise 17). Then the
  * value is replaced and the "option_change" callbacks are called, in the thread that sets. A
- * refused set changes nothing. Both kinds of functions may set the option anew or destroy it: the
+ * refused set changes nothing. Both kinds of functions may set the option again or destroy it: the
  * record stays until the outermost set has ended. A set whose verify function has destroyed the
  * option fails with error 8. If such a function leaves by a jump, what the set had in use is never
  * freed.
  *
  * A value belongs to its option: setters copy, getters hand out the inner pointer, which holds
- * until the option is set again. While callbacks run, the value that they were told of stays valid
- * even if one of them sets the option anew.
+ * until the option is set again. While callbacks run, the value of their call data stays valid even
+ * if one of them sets the option again.
  *
  * Threads: table and records may be used from any thread; who sets and reads the same option from
  * several threads agrees on that himself. Traversals run under the process mutex; verify functions
@@ -1713,7 +1970,7 @@ typedef struct ZutOptionChangeData {
   ZutCb *cb;
   void *value; /* int32_t *, char *, double * or ZutStrList * by the option's type; null: unknown */
 } ZutOptionChangeData;
-/* Told of a new value (as in the call data, null when the option becomes unknown) before it is
+/* Called with a new value (as in the call data, null when the option becomes unknown) before it is
  * stored: 1 accepts, 0 refuses. A copy in a named table has the function of its option: one with
  * side effects leaves them out unless ZutOptionLookup of the name gives the same option. */
 typedef int32_t(Z_CALL *ZutOptionVerifyFunc)(ZutOption *option, void *value, ZutWord argument);
@@ -1723,74 +1980,103 @@ typedef int32_t(Z_CALL *ZutOptionLegValFunc)(const char *key, const char *word, 
 /* A new option: unknown, not required, not read-only, not protected. The name is lower-cased.
  * Errors   7 for a type outside 0 to 6; 6 for a name that is taken. */
 Z_EXPORT ZutOption *Z_CALL ZutOptionCreate(const char *name, int32_t type);
-/* Errors   8 for an option that is not in the table (a member of a named table). */
+/* Removes an option from the table and frees it.
+ * Errors   8 for an option that is not in the table (a member of a named table). */
 Z_EXPORT int32_t Z_CALL ZutOptionDestroy(ZutOption *option);
+/* The option of a name.
+ * Errors   8 when there is none. */
 Z_EXPORT ZutOption *Z_CALL ZutOptionLookup(const char *name);
-/* All options by name; the array is freed by the caller. */
+/* All options by name, in an array that the caller frees. */
 Z_EXPORT ZutOption **Z_CALL ZutOptionSort(int32_t *count);
+/* Calls `function` with every option, the process mutex held. */
 Z_EXPORT int32_t Z_CALL ZutOptionTraverse(ZutOptionTraverseFunc function, ZutWord argument);
+/* The option's name, in lower case. */
 Z_EXPORT const char *Z_CALL ZutOptionGetName(ZutOption *option);
-/* Errors of the typed getters and setters: 14 for an option of another type, 12 for reading an
- * unknown one. Two options are let through: ...Enum works on unique_subject, a string, and
- * ...EnumList on subjects, a string list. */
+/* The value of a boolean option. In this and the other typed getters and setters error 14 is an
+ * option of another type, and 12 the reading of an unknown one. Two options are let through:
+ * ...Enum works on unique_subject, a string, and ...EnumList on subjects, a string list. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetBool(ZutOption *option, int32_t *out);
+/* The word of an enumerated option. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetEnum(ZutOption *option, const char **out);
+/* The value of a numeric option. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetNum(ZutOption *option, double *out);
+/* The text of a string option. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetStr(ZutOption *option, const char **out);
+/* The list of an enumerated-list option. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetEnumList(ZutOption *option, const ZutStrList **out);
+/* The list of a string-list option. */
 Z_EXPORT int32_t Z_CALL ZutOptionGetStrList(ZutOption *option, const ZutStrList **out);
 /* Errors   7 for a value other than 0 and 1. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetBool(ZutOption *option, int32_t value);
 /* Errors   7 for a word that is not one of the option's legal values, if it has any. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetEnum(ZutOption *option, const char *word);
+/* Sets a numeric option. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetNum(ZutOption *option, double value);
+/* Sets a string option. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetStr(ZutOption *option, const char *text);
-/* Lists are copied; legal values are not looked at. */
+/* Sets an enumerated list; legal values are not looked at. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetEnumList(ZutOption *option, const ZutStrList *list);
+/* Sets a string list. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetStrList(ZutOption *option, const ZutStrList *list);
-/* Errors   13 for a required option. */
+/* Takes the value away.
+ * Errors   13 for a required option. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetUnknown(ZutOption *option);
+/* Has the option a value? */
 Z_EXPORT int32_t Z_CALL ZutOptionGetKnown(ZutOption *option, int32_t *out);
-/* Flags: required, the option cannot become unknown; read-only, every set is refused; protected, it
- * is left out of the dump of all options. */
+/* With 1 the option cannot become unknown. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetRequired(ZutOption *option, int32_t flag);
+/* Is the option required? */
 Z_EXPORT int32_t Z_CALL ZutOptionGetRequired(ZutOption *option, int32_t *out);
+/* With 1 every set is refused. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetReadOnly(ZutOption *option, int32_t flag);
+/* Is the option read-only? */
 Z_EXPORT int32_t Z_CALL ZutOptionGetReadOnly(ZutOption *option, int32_t *out);
+/* With 1 the option is left out of the dump of all options. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetProtected(ZutOption *option, int32_t flag);
+/* Is the option protected? */
 Z_EXPORT int32_t Z_CALL ZutOptionGetProtected(ZutOption *option, int32_t *out);
-/* A null function takes the check away. */
+/* Sets the verify function; null takes the check away. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetVerifyFunc(ZutOption *option, ZutOptionVerifyFunc function,
                                                ZutWord argument);
-/* By name, in the representation of the call data. An unknown name prints a message; ZutOptionSet
- * gives the stored value, or null, with error 8 if a callback has destroyed the option. Legal
- * values hold here too. */
+/* The value by name, in the representation of the call data. An unknown name prints a message. */
 Z_EXPORT void *Z_CALL ZutOptionGetValue(const char *name);
+/* Sets a value of that representation by name; legal values hold here too. An unknown name prints
+ * a message.
+ * Result   the stored value; null, with error 8, if a callback has destroyed the option. */
 Z_EXPORT void *Z_CALL ZutOptionSet(const char *name, const void *value);
+/* ZutOptionSetUnknown by name. An unknown name prints a message. */
 Z_EXPORT int32_t Z_CALL ZutOptionUnset(const char *name);
 /* 0.0 when there is no such numeric option (with a message) or its value is unknown. */
 Z_EXPORT double Z_CALL ZutOptionGetNumValue(const char *name);
+/* ZutOptionSetNum by name. An unknown name prints a message. */
 Z_EXPORT int32_t Z_CALL ZutOptionSetNumValue(const char *name, double value);
-/* A null option: told of every option, copies in named tables included. */
+/* A callback for the option's changes. A null option: for those of every option, copies in named
+ * tables included. */
 Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbCreate(ZutOption *option, ZutCbFunc function,
                                                ZutWord argument);
+/* The change callback with that function and argument. */
 Z_EXPORT ZutCb *Z_CALL ZutOptionChangeCbLookup(ZutOption *option, ZutCbFunc function,
                                                ZutWord argument);
-/* Change callbacks that keep an int32_t variable, whose address is the argument, equal to a boolean
- * or to a number without its fraction (kept within 32 bits); 0 when the option becomes unknown.
- * The second of each pair lets one option feed two variables. */
+/* A change callback that keeps an int32_t variable, whose address is the argument, equal to a
+ * boolean option; 0 when the option becomes unknown. */
 Z_EXPORT void Z_CALL ZutCbOptionCopyBool(void *option, void *call_data, ZutWord argument);
+/* The same once more, so that one option can feed two variables. */
 Z_EXPORT void Z_CALL ZutCbOptionCopyBool2(void *option, void *call_data, ZutWord argument);
+/* A change callback that keeps an int32_t variable equal to a numeric option without its fraction,
+ * kept within 32 bits; 0 when the option becomes unknown. */
 Z_EXPORT void Z_CALL ZutCbOptionCopyInt4(void *option, void *call_data, ZutWord argument);
+/* The same once more. */
 Z_EXPORT void Z_CALL ZutCbOptionCopyInt42(void *option, void *call_data, ZutWord argument);
-/* Verify functions. NonNeg: 0 or more, else error 4. Int2: an integer of 16 bits, else error 7.
- * LogFile: opens the file named by the value with ZutOpenFile, truncating it or, with a leading
- * "@", appending to it, and closes the file of the old value; its argument is a const char * with
- * the log's name for the message, or 0 for the option's name. A copy in a named table takes any
- * name and opens no file. All accept an unknown value. */
+/* A verify function: 0 or more, else error 4. This and the next two accept an unknown value. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyNonNeg(ZutOption *option, void *value, ZutWord argument);
+/* A verify function: an integer of 16 bits, else error 7. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyInt2(ZutOption *option, void *value, ZutWord argument);
+/* A verify function: opens the file named by the value with ZutOpenFile, truncating it or, with a
+ * leading "@", appending to it, and closes the file of the old value. Its argument is a const char
+ * * with the log's name for the message, or 0 for the option's name. A copy in a named table takes
+ * any name and opens no file. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyLogFile(ZutOption *option, void *value, ZutWord argument);
+/* The name of a type; "bad type", with a message, for another number. */
 Z_EXPORT const char *Z_CALL ZutOptionTypeToStr(int32_t type);
 
 /* ---- Option values and named tables (optvalue) ----
@@ -1803,18 +2089,19 @@ Z_EXPORT const char *Z_CALL ZutOptionTypeToStr(int32_t type);
  * joined by ", ". The text is one buffer of the thread, overwritten by its next call. */
 Z_EXPORT const char *Z_CALL ZutOptionValToStr(ZutOption *option);
 /* Reads one value and sets the option. The word unknown makes it unknown. Wrong tokens are the
- * lexer's error; a value that the option refuses prints a message and gives 0.
+ * lexer's error; a value that the option refuses prints a message, result 0.
  * Errors   7 for a word that the option does not take; 14 for a type without values; those of the
  *          setters. */
 Z_EXPORT int32_t Z_CALL ZutOptionParseValue(ZutOption *option, ZutLexer *lexer);
 /* Reads [protect] TYPE [VALUE] and makes a required option of it. TYPE: boolean enum numeric string
- * enum_list numeric_list str_list. The values behind enum, parted by ",", are its legal values, the
- * first is its value. When the value is wrong the option is not made. */
+ * enum_list numeric_list str_list. The values after enum, separated by ",", are its legal values,
+ * the first is its value. When the value is wrong the option is not made. */
 Z_EXPORT int32_t Z_CALL ZutOptionCreateFromLexer(const char *name, ZutLexer *lexer);
-/* Errors   14 for an option that is not enumerated; 6 for a word that is there already in any case;
- *          7 for the word unknown. */
+/* Adds a legal value to an enumerated option.
+ * Errors   14 for an option that is not enumerated; 6 for a word that is there already in any
+ *          case; 7 for the word unknown. */
 Z_EXPORT int32_t Z_CALL ZutOptionLegValAdd(ZutOption *option, const char *word);
-/* The function runs under the process mutex. */
+/* Calls `function` with each legal value, the process mutex held. */
 Z_EXPORT int32_t Z_CALL ZutOptionLegValTraverse(ZutOption *option, ZutOptionLegValFunc function,
                                                 ZutWord argument);
 /* One line with name and value, or with a null name one for each option by name, without those
@@ -1823,11 +2110,11 @@ Z_EXPORT int32_t Z_CALL ZutOptionLegValTraverse(ZutOption *option, ZutOptionLegV
 Z_EXPORT int32_t Z_CALL ZutOptionDump(const char *name, ZutPrintFunc out);
 /* A number as the option real_number_format prints it. What follows its prefix OVERRIDE: is any
  * text with one conversion: e f g E G take the number, d i u x X o the number cut to an integer of
- * 32 bits, everything else is copied. Widths and precisions end at 255, the text at 319 characters;
- * the decimal point is a point in every locale.
- *   The first gives one buffer of the thread, overwritten by its next call; the second fills the
- * caller's, of Z_REAL_TEXT_SIZE bytes. */
+ * 32 bits, everything else is copied. Widths and precisions end at 255, the text at 319
+ * characters; the decimal point is a point in every locale.
+ * Result   a text in this operation's buffer. */
 Z_EXPORT const char *Z_CALL ZutRealToStr(double value);
+/* The same in the caller's buffer of Z_REAL_TEXT_SIZE bytes. */
 Z_EXPORT char *Z_CALL ZutRealToStrCopy(double value, char *buffer);
 #define Z_REAL_TEXT_SIZE 320
 /* The verify function of real_number_format: "%", flags of "-+ #0", width, "." and precision, "l",
@@ -1849,13 +2136,13 @@ Z_EXPORT char *Z_CALL ZutOptionGetUniqueSubjectDefault(char *buffer);
  *
  * A text is a sequence of commands separated by ";". Each begins with a name, looked up among the
  * aliases and then among the commands; the command's parse function reads its own arguments from
- * the lexer up to the separator or the end. A problem is told by a catalog message and ends the
- * text, never the caller: the parse operations say nothing of it in their result. Who must know
- * asks the thread's count of failed commands.
+ * the lexer up to the separator or the end. A problem prints a catalog message and ends the text,
+ * never the caller. The result of the parse operations does not show it; ZutCommandGetFailures
+ * does.
  *
  * Any thread may parse. No lock is held while a parse function runs, and one that finds bad
- * arguments leaves through ZutLexError: hold nothing then that somebody would have to release.
- * Parses and sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
+ * arguments leaves through ZutLexError: hold nothing then that has to be released. Parses and
+ * sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
  *
  * A parse function may also jump to the program, as ZutErrReportParamsJmp does. The texts and files
  * that it was run by are given up, and closed by a later operation of this family in the thread.
@@ -1873,36 +2160,40 @@ Z_EXPORT ZutCommand *Z_CALL ZutCommandCreate(const char *name, ZutCommandFunc fu
 Z_EXPORT ZutCommand *Z_CALL ZutCommandLookup(const char *name);
 /* Takes a command from the registry and frees it; a parse function may do so with its own. */
 Z_EXPORT int32_t Z_CALL ZutCommandDestroy(ZutCommand *command);
+/* Replaces the command's parse function. */
 Z_EXPORT int32_t Z_CALL ZutCommandSetParseFunc(ZutCommand *command, ZutCommandFunc function);
 /* Hidden commands (flag 1) are left out of the listing that "help" prints. */
 Z_EXPORT int32_t Z_CALL ZutCommandSetHidden(ZutCommand *command, int32_t flag);
 /* Prints the full help of a command from the help files. 0 when they know none. */
 Z_EXPORT int32_t Z_CALL ZutCommandHelpPrint(const char *name);
 
-/* Run a text as the program's own (the built-in commands report nothing in the feedback mode
- * "interactive") or as typed by a person. With a control other than 0 the text came from outside
- * the process: only commands that the option enable_control_msgs lists are run, and that holds for
- * what aliases expand to. A typed text is never checked: ZutCommandParseTypedStrInternal takes the
- * argument and does not use it. */
+/* Runs a text as the program's own: the built-in commands report nothing in the feedback mode
+ * "interactive". */
 Z_EXPORT int32_t Z_CALL ZutCommandParseStr(const char *text);
+/* The same; with a control other than 0 the text came from outside the process: only commands that
+ * the option enable_control_msgs lists are run, and that holds for what aliases expand to. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseStrInternal(const char *text, int32_t control);
+/* Runs a text as typed by a person. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStr(const char *text);
+/* The same. `control` is not used: a typed text is never checked. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStrInternal(const char *text, int32_t control);
 /* Runs a file line by line, each line a text of its own. 0 when the file cannot be opened, or is
  * given up because it is not text; a line of more than 4095 characters, its end not counted, is
  * skipped and reported. A mark of UTF-8 at the beginning is passed over. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseFile(const char *file_name);
 
-/* Read a program's start-up files: in the directory "standard" of the data directory and then in
- * HOME the first that exists of base.cm and base.cmd (and the same of the second base name, when
- * given); then the command file: x.cm or else x.cmd, whichever of the two is named, and the same
- * of the second file. Others that exist too are named by message 5087 and not read.
- * Arguments  flags is 0 or 1 and has no effect. must_exist 1 (always so but in ...Std2): message
- *            5070 and result 0 with error 8 when there is no command file, unless it is base.cm. */
+/* Reads a program's start-up files: in the directory "standard" of the data directory and then in
+ * HOME the first that exists of base.cm and base.cmd; then the command file: x.cm or else x.cmd,
+ * whichever of the two is named. Others that exist too are named by message 5087 and not read.
+ * `flags` is 0 or 1 and has no effect.
+ * Result   0 with message 5070 and error 8 when there is no command file, unless it is base.cm. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseStd(const char *base_name, int32_t flags,
                                            const char *command_file);
+/* The same; with must_exist 0 a missing command file is no failure. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseStd2(const char *base_name, int32_t flags,
                                             const char *command_file, int32_t must_exist);
+/* ZutCommandParseStd for two base names and two command files, the second of each read after the
+ * first; either may be null. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseStdInternal(const char *base_name, int32_t flags,
                                                    const char *command_file,
                                                    const char *second_base_name,
@@ -1910,7 +2201,7 @@ Z_EXPORT int32_t Z_CALL ZutCommandParseStdInternal(const char *base_name, int32_
 
 /* Prompts for lines on standard input and runs them as typed until the input ends; result 0.
  * "!!" runs the newest line of the history again, "!be" the newest that begins with "be". An
- * interrupt gives up the line and goes on. A line of more than 4095 characters is not run. */
+ * interrupt discards the line. A line of more than 4095 characters is not run. */
 Z_EXPORT int32_t Z_CALL ZutCommandMainLoop(void);
 /* Adds a line to the history, where it stays; blank lines are not recorded (result 1). */
 Z_EXPORT int32_t Z_CALL ZutCommandRecordString(const char *text);
@@ -1924,11 +2215,12 @@ Z_EXPORT void Z_CALL ZutCbCommandSetFeedback(void *option, void *call_data, ZutW
 Z_EXPORT int32_t Z_CALL ZutCommandPrintFeedback(const char *format, ...) Z_PRINTF(1, 2);
 
 /* How many commands of this thread failed: unknown, refused, with bad arguments, of a file that
- * was not found. The count starts at 0 and is the program's to set back. */
+ * was not found. The count starts at 0. */
 Z_EXPORT int32_t Z_CALL ZutCommandGetFailures(void);
+/* Sets that count, which the library never sets back. */
 Z_EXPORT int32_t Z_CALL ZutCommandSetFailures(int32_t count);
-/* For parse functions: counts a failure and tells the failure function. Call it before printing
- * the message. Syntax errors are counted without it. */
+/* For parse functions: counts a failure and calls the failure function. Call it before printing the
+ * message. Syntax errors are counted without it. */
 Z_EXPORT void Z_CALL ZutCommandFailed(void);
 /* The innermost file that this thread now parses, and the line in it, from 1. Outside a file null
  * and 0, result 0 with error 8. The name lives until the file's parse ends. */
@@ -1969,39 +2261,51 @@ typedef struct ZutCatMsgKey {
 } ZutCatMsgKey;
 /* Texts with their identifier. The other flag bits are the caller's. */
 #define Z_CAT_FLAG_ID 1u
-/* Result: a catalog with one reference, also when the file is null or cannot be read: it then has
- * no file, and look-ups fail with error 3. */
+/* A catalog of a file.
+ * Result   a catalog with one reference, also when the file is null or cannot be read: it then has
+ *          no file, and look-ups fail with error 3. */
 Z_EXPORT ZutCatalog *Z_CALL ZutCatCreate(const char *filename);
+/* One reference more. */
 Z_EXPORT int32_t Z_CALL ZutCatAddref(ZutCatalog *catalog);
+/* One reference fewer; the last destroys the catalog. */
 Z_EXPORT int32_t Z_CALL ZutCatRelease(ZutCatalog *catalog);
 /* Destroys it whatever the count of references. */
 Z_EXPORT int32_t Z_CALL ZutCatDestroy(ZutCatalog *catalog);
+/* Sets flags: Z_CAT_FLAG_ID and bits of the caller's own. */
 Z_EXPORT int32_t Z_CALL ZutCatFlagSet(ZutCatalog *catalog, uint32_t bits);
+/* Clears flags. */
 Z_EXPORT int32_t Z_CALL ZutCatFlagClear(ZutCatalog *catalog, uint32_t bits);
-/* 0 without an error number for a letter that is none. */
+/* The number of a severity letter; 0 without an error number for another letter. */
 Z_EXPORT int32_t Z_CALL ZutCatSeverityStrToVal(char letter, uint32_t *value);
 /* The record of a number. When there is none: 0, null in `out`, no error number, and a line on the
  * output that says so. */
 Z_EXPORT int32_t Z_CALL ZutCatLookup(ZutCatalog *catalog, int32_t id, ZutCatMsgKey **out);
-/* The text to show: with the identifier when the flag Z_CAT_FLAG_ID is set. */
+/* The text of a record as it is shown: with the identifier when the flag Z_CAT_FLAG_ID is set. */
 Z_EXPORT int32_t Z_CALL ZutCatGetDisplayStr(ZutCatalog *catalog, ZutCatMsgKey *key,
                                             const char **out);
+/* The same by number; results as ZutCatLookup. */
 Z_EXPORT int32_t Z_CALL ZutCatGetStr(ZutCatalog *catalog, int32_t id, const char **out);
-/* Points the catalog at another file. Null gives up the file, whose texts can still be looked up
+/* Points the catalog at another file. Null releases the file, whose texts can still be looked up
  * until the next change. */
 Z_EXPORT int32_t Z_CALL ZutCatFilenameSet(ZutCatalog *catalog, const char *filename);
+/* The name of the catalog's file. */
 Z_EXPORT int32_t Z_CALL ZutCatFilenameGet(ZutCatalog *catalog, const char **out);
-/* Bound, the catalog follows an option: its file a string option, its flags an enumerated list that
- * may hold "id". Binding takes the option's value over at once. Unbind before the catalog goes;
- * unbinding what is not bound is no failure. */
+/* Makes the catalog's file follow a string option, whose value it takes over at once. Unbind
+ * before the catalog is destroyed. */
 Z_EXPORT int32_t Z_CALL ZutCatFilenameOptionBind(ZutCatalog *catalog, const char *option_name);
+/* Ends that; 1 also when nothing is bound. */
 Z_EXPORT int32_t Z_CALL ZutCatFilenameOptionUnbind(ZutCatalog *catalog, const char *option_name);
+/* Makes the flags follow an enumerated-list option that may hold "id". */
 Z_EXPORT int32_t Z_CALL ZutCatFlagsOptionBind(ZutCatalog *catalog, const char *option_name);
+/* Ends that; 1 also when nothing is bound. */
 Z_EXPORT int32_t Z_CALL ZutCatFlagsOptionUnbind(ZutCatalog *catalog, const char *option_name);
-/* The shared files themselves: one reference more, one fewer. When a file cannot be read
- * ZutCatFileCreate returns null WITH THE PROCESS MUTEX HELD; unlock it once. (ZutCatCreate and the
- * others here do not.) A name of 256 characters or more counts as unreadable. */
+/* One reference more to a shared catalog file, which is read by the first. This is the file of a
+ * catalog; ZutCatFile, of another family, copies a file to the output. A name of 256 characters or
+ * more counts as unreadable.
+ * Result   null WITH THE PROCESS MUTEX HELD when the file cannot be read: unlock it once.
+ *          (ZutCatCreate and the others here do not.) */
 Z_EXPORT ZutCatalogFile *Z_CALL ZutCatFileCreate(const char *filename);
+/* One reference fewer to a shared catalog file. */
 Z_EXPORT int32_t Z_CALL ZutCatFileDestroy(ZutCatalogFile *file);
 /* Reads the file into its table; ZutCatFileCreate has done so. */
 Z_EXPORT int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file);
@@ -2013,7 +2317,7 @@ Z_EXPORT int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file);
  * as it stands; nothing adds a line end. Each message is flushed.
  *
  * When the option trace_file_size is above 0 and a file has reached it, the file is backed up
- * (ZutBackupFile) and begun anew before the next message. If no backup can be made it goes on
+ * (ZutBackupFile) and truncated before the next message. If no backup can be made it goes on
  * growing; if the new file cannot be opened the backup does, under its new name. Either is reported
  * once, and the next try comes after as many bytes again.
  *
@@ -2048,72 +2352,96 @@ Z_EXPORT int32_t Z_CALL ZutCatFileLoad(ZutCatalogFile *file);
 #define Z_TRACE_FLAG_TIMESTAMP 1u
 #define Z_TRACE_FLAG_PREFIX 2u
 #define Z_TRACE_FLAG_LEVEL 4u
-/* `file_name` as for ZutTraceFileSet. The level is "warning". Flags of 0 bind the object to the
- * option trace_flags. The second form makes a catalog that follows the options catalog_file and
- * catalog_flags. */
+/* A trace object of level "warning". `file_name` is as for ZutTraceFileSet. Flags of 0 bind the
+ * object to the option trace_flags. */
 Z_EXPORT struct ZutTrace *Z_CALL ZutTraceCreate(const char *name, const char *file_name,
                                                 uint32_t flags, const char *prefix);
+/* The same with a catalog that follows the options catalog_file and catalog_flags. */
 Z_EXPORT struct ZutTrace *Z_CALL ZutTraceCreateWithCatalog(const char *name, const char *file_name,
                                                            uint32_t flags, const char *prefix);
+/* One reference more.
+ * Result   `trace`. */
 Z_EXPORT struct ZutTrace *Z_CALL ZutTraceAddref(struct ZutTrace *trace);
-/* The last release destroys the object, ZutTraceDestroy does so at once; both clear the variable
- * of a destroyed object. Options that the caller has bound must be unbound first. */
+/* One reference fewer; the last destroys the object as ZutTraceDestroy. */
 Z_EXPORT int32_t Z_CALL ZutTraceRelease(struct ZutTrace **trace);
+/* Destroys the object at once and clears the variable. Options that the caller has bound must be
+ * unbound first. */
 Z_EXPORT int32_t Z_CALL ZutTraceDestroy(struct ZutTrace **trace);
 /* The object takes a reference of its own; a catalog it had before is not released. */
 Z_EXPORT int32_t Z_CALL ZutTraceCatalogBind(ZutCatalog *catalog, struct ZutTrace *trace);
+/* Releases the object's catalog. */
 Z_EXPORT int32_t Z_CALL ZutTraceCatalogUnbind(struct ZutTrace *trace);
-/* -2 to 9; anything else is error 7. */
+/* Sets the level.
+ * Errors   7 outside -2 to 9. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelSet(struct ZutTrace *trace, int32_t level);
+/* The object's level. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelGet(struct ZutTrace *trace, int32_t *out);
+/* Sets flags. */
 Z_EXPORT int32_t Z_CALL ZutTraceFlagSet(struct ZutTrace *trace, uint32_t bits);
+/* Clears flags. */
 Z_EXPORT int32_t Z_CALL ZutTraceFlagClear(struct ZutTrace *trace, uint32_t bits);
-/* Null or "": no prefix. */
+/* Sets the prefix; null or "" for none. */
 Z_EXPORT int32_t Z_CALL ZutTracePrefixSet(struct ZutTrace *trace, const char *prefix);
+/* The prefix, null for none. */
 Z_EXPORT int32_t Z_CALL ZutTracePrefixGet(struct ZutTrace *trace, const char **out);
 /* "stdout", "stderr", or a file's name, which is shared with whoever has it open through
- * ZutOpenFile in the same mode: begun anew, or appended to when "@" stands before it. Null: nothing
+ * ZutOpenFile in the same mode: truncated, or appended to when "@" stands before it. Null: nothing
  * is written. A file that cannot be opened gives standard output, with one warning per process. */
 Z_EXPORT int32_t Z_CALL ZutTraceFileSet(struct ZutTrace *trace, const char *file_name);
-/* An unknown name is 0 without an error number; a level without a name (only 0 to 9 have one) is
- * error 7. */
+/* The number of a level's name; 0 without an error number for another name. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelStrToVal(const char *text, int32_t *out);
+/* The name of a level.
+ * Errors   7 outside 0 to 9. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelValToStr(int32_t level, const char **out);
-/* 10000, which no object admits, for a severity that is none. */
+/* The level of a message's severity; 10000, which no object admits, for another number. */
 Z_EXPORT int32_t Z_CALL ZutTraceMapSeverityToTraceLevel(int32_t severity, int32_t *level);
+/* Writes a message.
+ * Result   1, also when the level admits nothing. */
 Z_EXPORT int32_t Z_CALL ZutTrace(struct ZutTrace *trace, int32_t level, const char *format, ...)
     Z_PRINTF(3, 4);
+/* The same with an argument list. */
 Z_EXPORT int32_t Z_CALL ZutTraceVa(struct ZutTrace *trace, int32_t level, const char *format,
                                    va_list args) Z_PRINTF(3, 0);
 /* The message of that number in the object's catalog; its text is examined as ZutOutCat does. 0
  * when there is no such message. */
 Z_EXPORT int32_t Z_CALL ZutTraceCat(struct ZutTrace *trace, int32_t level, int32_t number, ...);
-/* Options for trace objects: an enumerated one of the level names "never" to "debug", a file name,
- * and a list of "timestamp", "prefix" and "level" that begins as "prefix". */
+/* An enumerated option of the level names "never" to "debug". */
 Z_EXPORT ZutOption *Z_CALL ZutTraceLevelOptionCreate(const char *option_name);
+/* A string option for a file name. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFileOptionCreate(const char *option_name);
+/* An option for a list of "timestamp", "prefix" and "level" that begins as "prefix". */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsOptionCreate(const char *option_name);
-/* Bound, the object follows an option, whose value it takes over at once. The flags option replaces
- * all flags (VNTIMESTAMPOUTPUT adds the time again). An option that does not exist is no failure:
- * nothing is bound. Binding twice is binding once. */
+/* Makes the level follow an option, whose value it takes over at once. Here and below an option
+ * that does not exist is no failure: nothing is bound. Binding twice is binding once. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelOptionBind(struct ZutTrace *trace, const char *option_name);
+/* Makes the file follow an option. */
 Z_EXPORT int32_t Z_CALL ZutTraceFileOptionBind(struct ZutTrace *trace, const char *option_name);
+/* Makes all flags follow an option (VNTIMESTAMPOUTPUT adds the time again). */
 Z_EXPORT int32_t Z_CALL ZutTraceFlagsOptionBind(struct ZutTrace *trace, const char *option_name);
+/* Ends what ZutTraceLevelOptionBind began. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelOptionUnbind(struct ZutTrace *trace, const char *option_name);
+/* Ends what ZutTraceFileOptionBind began. */
 Z_EXPORT int32_t Z_CALL ZutTraceFileOptionUnbind(struct ZutTrace *trace, const char *option_name);
+/* Ends what ZutTraceFlagsOptionBind began. */
 Z_EXPORT int32_t Z_CALL ZutTraceFlagsOptionUnbind(struct ZutTrace *trace, const char *option_name);
-/* The object's own options: trace_level_, trace_file_ or trace_flags_ and its name. Creating binds
- * them, destroying unbinds them and is 0 when there is none. The one named trace_flags_ is bound as
- * a file's name is, not as flags are: setting it does not change the object's flags. */
+/* The object's own option, named trace_level_ and the object's name, made and bound. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceLevelDefaultOptionCreate(struct ZutTrace *trace);
+/* The same for trace_file_. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFileDefaultOptionCreate(struct ZutTrace *trace);
+/* The same for trace_flags_. It is bound as a file's name is, not as flags are: setting it does
+ * not change the object's flags. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsDefaultOptionCreate(struct ZutTrace *trace);
+/* The option trace_level_ of the object. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceLevelDefaultOptionLookup(struct ZutTrace *trace);
+/* The option trace_file_ of the object. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFileDefaultOptionLookup(struct ZutTrace *trace);
+/* The option trace_flags_ of the object. */
 Z_EXPORT ZutOption *Z_CALL ZutTraceFlagsDefaultOptionLookup(struct ZutTrace *trace);
-/* Unbind and destroy; 0 when there is none. */
+/* Unbinds and destroys the object's option; 0 when there is none. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelDefaultOptionDestroy(struct ZutTrace *trace);
+/* The same for trace_file_. */
 Z_EXPORT int32_t Z_CALL ZutTraceFileDefaultOptionDestroy(struct ZutTrace *trace);
+/* The same for trace_flags_. */
 Z_EXPORT int32_t Z_CALL ZutTraceFlagsDefaultOptionDestroy(struct ZutTrace *trace);
 
 /* ---- Byte order and real-number formats (realformat) ----
@@ -2132,17 +2460,22 @@ Z_EXPORT int32_t Z_CALL ZutTraceFlagsDefaultOptionDestroy(struct ZutTrace *trace
 #define Z_REAL_DEC_G 1
 #define Z_REAL_IEEE 2
 #define Z_REAL_IBM_370 3
-/* What this machine uses: a byte order, and Z_REAL_IEEE. */
+/* This machine's byte order. */
 Z_EXPORT int32_t Z_CALL ZutGetIntFormat(void);
+/* This machine's real-number format: Z_REAL_IEEE. */
 Z_EXPORT int32_t Z_CALL ZutGetRealFormat(void);
-/* "LITTLE_ENDIAN", "BIG_ENDIAN"; "DEC_D", "DEC_G", "IEEE", "IBM_370". For another number 0, without
- * an error number. */
+/* "LITTLE_ENDIAN" or "BIG_ENDIAN"; for another number 0, without an error number. */
 Z_EXPORT int32_t Z_CALL ZutIntFormatToStr(int32_t format, const char **out);
+/* "DEC_D", "DEC_G", "IEEE" or "IBM_370"; for another number 0, without an error number. */
 Z_EXPORT int32_t Z_CALL ZutRealFormatToStr(int32_t format, const char **out);
-/* Reverse 2, 4, 8 or 16 bytes. Result  `value`. */
+/* Reverses 2 bytes.
+ * Result   `value`. */
 Z_EXPORT void *Z_CALL ZutSwapTwoBytes(void *value);
+/* Reverses 4 bytes. */
 Z_EXPORT void *Z_CALL ZutSwapFourBytes(void *value);
+/* Reverses 8 bytes. */
 Z_EXPORT void *Z_CALL ZutSwapEightBytes(void *value);
+/* Reverses 16 bytes. */
 Z_EXPORT void *Z_CALL ZutSwapSixteenBytes(void *value);
 /* The conversions. An IEEE side takes either byte order, a DEC side Z_LITTLE_ENDIAN only, an IBM
  * side Z_BIG_ENDIAN only; any other order is error 7, and nothing is changed then.
@@ -2159,42 +2492,59 @@ Z_EXPORT void *Z_CALL ZutSwapSixteenBytes(void *value);
  * exponents below 2, which reach into the sign; small exponents to D, and G exponents below 2. A
  * D number with exponent 0 and a fraction gets the IEEE exponent 1150.
  * Between DEC and IBM the number goes through IEEE: what is said of both steps holds. */
+
+/* IEEE to DEC F, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4IeeeToDecF(void *value, int32_t input_order,
                                                int32_t output_order);
+/* DEC F to IEEE, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4DecFToIeee(void *value, int32_t input_order,
                                                int32_t output_order);
+/* IEEE to IBM, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4IeeeToIbm370(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* IBM to IEEE, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4Ibm370ToIeee(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* DEC F to IBM, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4DecFToIbm370(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* IBM to DEC F, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4Ibm370ToDecF(void *value, int32_t input_order,
                                                  int32_t output_order);
-/* The same for 8 bytes: IEEE, D and G among each other, */
+/* IEEE to DEC D, 8 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToDecD(void *value, int32_t input_order,
                                                int32_t output_order);
+/* IEEE to DEC G. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToDecG(void *value, int32_t input_order,
                                                int32_t output_order);
+/* DEC D to IEEE. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToIeee(void *value, int32_t input_order,
                                                int32_t output_order);
+/* DEC D to DEC G. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToDecG(void *value, int32_t input_order,
                                                int32_t output_order);
+/* DEC G to IEEE. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToIeee(void *value, int32_t input_order,
                                                int32_t output_order);
+/* DEC G to DEC D. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToDecD(void *value, int32_t input_order,
                                                int32_t output_order);
-/* and each of them with IBM. */
+/* IEEE to IBM, 8 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8IeeeToIbm370(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* IBM to IEEE. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToIeee(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* DEC D to IBM. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecDToIbm370(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* IBM to DEC D. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToDecD(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* DEC G to IBM. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8DecGToIbm370(void *value, int32_t input_order,
                                                  int32_t output_order);
+/* IBM to DEC G. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToDecG(void *value, int32_t input_order,
                                                  int32_t output_order);
 
@@ -2217,16 +2567,17 @@ Z_EXPORT int32_t Z_CALL ZutConvertUcs2ToUtf8(const uint16_t *text, char **out);
 Z_EXPORT int32_t Z_CALL ZutConvertUtf8ToUcs2(const char *text, uint16_t **out);
 /* The size of a text in bytes without its terminator (one byte, or two in a two-byte format). */
 Z_EXPORT int32_t Z_CALL ZutStrLenByte(const void *text, int32_t format);
+/* The same as ZutStrLenByte. */
 Z_EXPORT int32_t Z_CALL ZutTextGetSize(const void *text, int32_t format);
 /* Copies a text with its terminator, to where there is room. Result  `destination`. */
 Z_EXPORT void *Z_CALL ZutStrCpy(void *destination, const void *text, int32_t format);
 
 /* ---- Clocks (clock) ----
- * Three clocks stand side by side: the wall time, which is the system's clock in milliseconds and
- * can be stopped by a test; the current time, which only the program sets, for example to a
- * simulated time; and the system's clock as a text. A pair of seconds and microseconds is set when
- * neither field is negative; seconds beyond 2038 stay at the largest number that a pair holds.
- * Reading takes no lock. */
+ * There are three clocks: the wall time, which is the system's clock in milliseconds and can be
+ * stopped by a test; the current time, which only the program sets, for example to a simulated
+ * time; and the system's clock as a text. A pair of seconds and microseconds is set when neither
+ * field is negative; seconds beyond 2038 stay at the largest number that a pair holds. Reading
+ * takes no lock. */
 /* Call data of the "time_change" callbacks. */
 typedef struct ZutTimeChangeData {
   ZutCb *cb;
@@ -2235,26 +2586,33 @@ typedef struct ZutTimeChangeData {
 
 /* The wall time, or the test time while that is in force. */
 Z_EXPORT double Z_CALL ZutGetWallTime(void);
+/* The wall time as a pair. */
 Z_EXPORT int32_t Z_CALL ZutGetWallTimeStruct(ZutTimePair *out);
 
-/* Stops the wall at `time`; a pair with a field of -1 lets it run again. */
+/* Freezes the wall clock at `time`; a pair with a field of -1 lets it run again. */
 Z_EXPORT int32_t Z_CALL ZutSetTestWallTimeStruct(const ZutTimePair *time);
 
 /* The system's clock (never the test time) in local time, such as "Wed Jan 02 02:03:55 1980". */
 Z_EXPORT const char *Z_CALL ZutGetWallTimeStr(void);
 
-/* The current time: 0.0 until it is set, and as a pair error 4 until then. */
+/* The current time, 0.0 until it is set. */
 Z_EXPORT double Z_CALL ZutGetCurrentTime(void);
+/* The current time as a pair.
+ * Errors   4 until it is set. */
 Z_EXPORT int32_t Z_CALL ZutGetCurrentTimeStruct(ZutTimePair *out);
 
-/* Set the current time, then call the "time_change" callbacks on this thread, without a lock.
- * Errors   4 for a negative number, NaN, or a pair that is not set. */
+/* Sets the current time, then calls the "time_change" callbacks on this thread, without a lock.
+ * Errors   4 for a negative number or NaN. */
 Z_EXPORT int32_t Z_CALL ZutSetCurrentTime(double time);
+/* The same with a pair.
+ * Errors   4 for a pair that is not set. */
 Z_EXPORT int32_t Z_CALL ZutSetCurrentTimeStruct(const ZutTimePair *time);
 
-/* A callback for every change of the current time, and looking one up; the call data are a
- * ZutTimeChangeData. The callbacks are global ones: their owner is null. */
+/* A callback for every change of the current time; the call data are a ZutTimeChangeData. It is a
+ * global one: its owner is null. */
 Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbCreate(ZutCbFunc function, ZutWord argument);
+/* The callback with that function and argument. Before the first is made, null without an error
+ * number. */
 Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbLookup(ZutCbFunc function, ZutWord argument);
 
 /* How many times `b` goes into `a`, cut towards zero and kept within 32 bits; 0 by 0 gives 0. */
@@ -2281,11 +2639,10 @@ Z_EXPORT int32_t Z_CALL ZutTimeMultInt(ZutTimePair *out, const ZutTimePair *time
  * Each of the last three reads what any of them prints, as LOCAL time whatever the text says, with
  * years 70 to 99 and 1970 to 2020. Daylight-saving time is in force in what "hms" and these read
  * when it is at the current time. White space and the comments of the command language may stand
- * between the parts of a text. What cannot be read gives 0 with a message that names the bad part,
- * and no error number. Times before 1970 or after 9999 have no text: it is "error", the result 0.
- * The zone is that of the environment variable TZ or of the system. ZutPutenv changes it at once; a
- * program that sets TZ by other means tells the runtime (tzset) as well; a change between two zones
- * of one offset that both or neither have daylight time is noticed after ZutPutenv only. */
+ * between the parts of a text. For what cannot be read the result is 0 with a message that names
+ * the bad part, and no error number. Times before 1970 or after 9999 have no text: it is "error",
+ * the result 0. The zone is that of the environment variable TZ or of the system. ZutPutenv changes
+ * it at once; a program that sets TZ by other means calls tzset as well. */
 /* Give a text or a time and 1, or 0 when there is none. The current converter's functions are
  * called with the process mutex held. A text stays the converter's own. */
 typedef int32_t(Z_CALL *ZutTimeNumToStrFunc)(double time, const char **text);
@@ -2301,6 +2658,7 @@ typedef int32_t(Z_CALL *ZutTimeCvtTraverseFunc)(const char *name, ZutTimeCvt *co
 Z_EXPORT ZutTimeCvt *Z_CALL ZutTimeCvtCreate(const char *name, ZutTimeNumToStrFunc num_to_str,
                                              ZutTimeStrToNumFunc str_to_num,
                                              ZutTimeDestroyFunc destroy);
+/* The converter of a name. */
 Z_EXPORT ZutTimeCvt *Z_CALL ZutTimeCvtLookup(const char *name);
 
 /* Removes a converter, a built-in one as well. If it is the current one, "hms" takes its place. */
@@ -2309,27 +2667,30 @@ Z_EXPORT int32_t Z_CALL ZutTimeCvtDestroy(ZutTimeCvt *converter);
 /* Visits every converter, names in lower case, with the process mutex held. */
 Z_EXPORT int32_t Z_CALL ZutTimeCvtTraverse(ZutTimeCvtTraverseFunc function, ZutWord argument);
 
-/* Call one converter's function, without a lock and without a check of the arguments. */
+/* Calls one converter's function, without a lock and without a check of the arguments. */
 Z_EXPORT int32_t Z_CALL ZutTimeCvtNumToStr(ZutTimeCvt *converter, double time, const char **out);
+/* The same for its other function. */
 Z_EXPORT int32_t Z_CALL ZutTimeCvtStrToNum(ZutTimeCvt *converter, const char *text, double *out);
 
 /* Makes a converter the current one; not checked. The option time_format does the same by name. */
 Z_EXPORT int32_t Z_CALL ZutTimeCvtSetCurrent(ZutTimeCvt *converter);
 
-/* Convert with the current converter; a time without a text gives "<UNKNOWN>". */
+/* A time's text by the current converter; "<UNKNOWN>" for a time without one. */
 Z_EXPORT const char *Z_CALL ZutTimeNumToStr(double time);
+/* Reads a time with the current converter. */
 Z_EXPORT int32_t Z_CALL ZutTimeStrToNum(const char *text, double *out);
 
-/* Copies the current converter's text into `buffer` and gives it. Z_TIME_TEXT_SIZE bytes hold
- * every built-in text; a converter of the program's own needs room for the longest of its texts. */
+/* Copies the current converter's text into `buffer`, which is the result. Z_TIME_TEXT_SIZE bytes
+ * hold every built-in text; a converter of the program's own needs room for the longest of its
+ * texts. */
 Z_EXPORT char *Z_CALL ZutTimeToString(double time, char *buffer);
 
 /* ---- Threads and thread-specific data (utthread) ---- */
-/* Threads by value: a thread that was created here and a thread that the library met (the main
- * thread, other code's threads: adopted ones) have one, the same for life, 0 for none. On Windows
- * it is the thread's handle. Every created thread is waited for or detached, once; after that its
- * value means nothing. Adopted threads belong to the library: a thread of its own looks once a
- * minute for one that has ended and closes it, unless somebody has waited for it.
+/* Threads by value: created threads and adopted ones (the main thread, other code's threads, which
+ * the library adopts at their first call that needs a value) have one, the same for life, 0 for
+ * none. On Windows it is the thread's handle. Every created thread is waited for or detached, once;
+ * after that its value means nothing. Adopted threads belong to the library: a thread of its own
+ * looks once a minute for one that has ended and closes its value, unless that was waited for.
  *
  * Thread-specific data: a key holds one value per thread, null at first. Destructors run when a
  * thread ends by ZutThreadExit or by returning from the function it was created with. */
@@ -2349,18 +2710,20 @@ typedef void(Z_CALL *ZutTsdDestroyFunc)(void *value);
  * Errors   3 for a null function; 7 for another kind while the option is on; 2 when the system
  *          refuses. */
 Z_EXPORT ZutThreadId Z_CALL ZutThreadCreate(ZutThreadFunc function, ZutWord argument, ...);
+/* ZutThreadCreate with an argument list; does not call ZutInitThreads. */
 Z_EXPORT ZutThreadId Z_CALL ZutThreadCreateVa(ZutThreadFunc function, ZutWord argument,
                                               va_list attributes);
 /* The calling thread's value; adopts a thread that the library does not know yet.
  * Result   0 without an error before ZutInitThreads; 0 with error 2 when the system refuses. */
 Z_EXPORT ZutThreadId Z_CALL ZutThreadSelf(void);
+/* Do two values mean the same thread? */
 Z_EXPORT int32_t Z_CALL ZutThreadEqual(ZutThreadId a, ZutThreadId b);
 /* Ends the calling thread. Calls every key's destructor, oldest key first, once, with the thread's
  * value even if that is null; the value is cleared before. They run while the process mutex is
  * held: none may wait for a thread that needs it, nor end the thread. A destructor may create and
- * destroy keys; that of a key created meanwhile is not called. ZutThreadSelf, the error number and
- * the result buffers work in destructors. On Linux the thread's stack is unwound: no function on
- * it may be noexcept. */
+ * destroy keys; that of a key created by a destructor is not called. ZutThreadSelf, the error
+ * number and the result buffers work in destructors. On Linux the thread's stack is unwound: no
+ * function on it may be noexcept. */
 Z_EXPORT void Z_CALL ZutThreadExit(ZutWord code);
 /* Waits until a created or adopted thread has ended, then closes its value. `code_out` may be null;
  * the exit code has 32 bits on Windows, and is 0 for adopted threads that ended by other means than
@@ -2370,20 +2733,24 @@ Z_EXPORT int32_t Z_CALL ZutThreadWait(ZutThreadId thread, ZutWord *code_out);
 /* Closes the value of a created thread, which runs on. An adopted thread's value stays the
  * library's. Result 1. */
 Z_EXPORT int32_t Z_CALL ZutThreadDetach(ZutThreadId thread);
+/* The value that is no thread: 0. */
 Z_EXPORT ZutThreadId Z_CALL ZutThreadPosixGetInvalid(void);
 /* Creates a key. Null as destructor is none.
  * Result   0 without an error when the system's keys (Linux 1024, Windows 1088) are used up. */
 Z_EXPORT int32_t Z_CALL ZutTsdKeyCreate(ZutTsdKey *key_out, ZutTsdDestroyFunc destructor);
-/* Frees a key without calling its destructor for anybody's value.
+/* Frees a key without calling its destructor for any thread's value.
  * Errors   7 for the invalid key; none when the system does not know the key. */
 Z_EXPORT int32_t Z_CALL ZutTsdKeyDestroy(ZutTsdKey key);
-/* The calling thread's value. The read gives 0, and no error, for a null value. Errors 7 for the
- * invalid key. */
+/* The calling thread's value of a key.
+ * Result   0, and no error, for a null value.
+ * Errors   7 for the invalid key. */
 Z_EXPORT int32_t Z_CALL ZutTsdGetValue(ZutTsdKey key, void **value_out);
+/* Sets the calling thread's value.
+ * Errors   7 for the invalid key. */
 Z_EXPORT int32_t Z_CALL ZutTsdSetValue(ZutTsdKey key, void *value);
-/* The library's own 520 bytes of the calling thread. The first two 32-bit words are the command
- * interpreter's state and the thread's error number; the rest is the library's. Freed when the
- * thread ends, however it ends. */
+/* The library's own block of the calling thread. Its first two 32-bit words are the command
+ * interpreter's state and the thread's error number; the rest is not for callers. It is freed when
+ * the thread ends, however it ends. */
 Z_EXPORT void *Z_CALL ZutGetLibTsdValue(void);
 /* Ends the thread that looks after adopted threads, for good; takes half a second.
  * Result   that of waking it: 0 with error 7 when it never ran. */
@@ -2397,9 +2764,11 @@ Z_EXPORT int32_t Z_CALL ZutEndImportThreadCheckerThread(void);
  *
  * ZutMutexCreate makes a kernel mutex (errors 2), the other two a fast one. */
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreate(int32_t owner);
+/* A fast mutex. */
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateFast(int32_t owner);
+/* The same as ZutMutexCreateFast. */
 Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
-/* Frees a mutex that nobody uses.
+/* Frees a mutex that is not in use.
  * Errors   2 for a kernel mutex that the system refuses to close, as Linux does with one that
  *          another thread holds: nothing is freed then, and the holder may unlock it. */
 Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
@@ -2417,18 +2786,22 @@ Z_EXPORT int32_t Z_CALL ZutMutexUnlock(ZutMutex *mutex);
  * ZutMutex: a HANDLE on Windows; on Linux a pthread_mutex_t *, recursive and robust, to be used
  * with the pthread calls (mind EOWNERDEAD), for processes of the same user. It lives as long as a
  * process that created or attached it, however that ends; on Linux a process keeps it to its end.
- * The first creates and never opens, the second opens and never creates.
- * Errors   3 for a null name; 2, with the system's "already exists" (183; on Linux EEXIST) when the
- *          name is taken, on Linux with ENOSPC when its shared memory is full. */
+ * It is created, never opened.
+ * Errors   3 for a null name; 2, with the system's "already exists" (183; on Linux EEXIST) when
+ *          the name is taken, on Linux with ENOSPC when its shared memory is full. */
 Z_EXPORT void *Z_CALL ZutMutexCreateNamedNp(const char *name, int32_t owner);
+/* The same, opened and never created.
+ * Errors   3 for a null name; 2 when there is none. */
 Z_EXPORT void *Z_CALL ZutMutexAttachNamedNp(const char *name);
-/* Conditions. A named one is shared between processes, like named mutexes and under the same names.
- * Errors   3 for a null name; 2 as for named mutexes. */
+/* A condition of this process. */
 Z_EXPORT ZutCond *Z_CALL ZutCondCreate(void);
+/* A condition that is shared between processes, like named mutexes and under the same names.
+ * Errors   3 for a null name; 2 as for named mutexes. */
 Z_EXPORT ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name);
+/* The same, opened and never created. */
 Z_EXPORT ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name);
-/* Nobody may begin to wait any more. Threads that the last wake has released may still be on their
- * way out; a name is free when the last of them has left. */
+/* Frees a condition, on which no thread may begin to wait any more. Threads that the last wake has
+ * released may still be on their way out; a name is free when the last of them has left. */
 Z_EXPORT int32_t Z_CALL ZutCondDestroy(ZutCond *cond);
 /* Releases every thread that waits at this moment. A wake before a wait is not seen by it: test the
  * predicate under the mutex before waiting and again after. */
@@ -2440,19 +2813,22 @@ Z_EXPORT int32_t Z_CALL ZutCondWakeAll(ZutCond *cond);
  * Windows  of a named condition a thread may miss a wake when another thread begins to wait at the
  *          same moment: wait with a timeout there. */
 Z_EXPORT int32_t Z_CALL ZutCondWait(ZutCond *cond, ZutMutex *mutex, double timeout);
-/* Spinlocks: a thread that waits keeps its processor busy, without end. Not for its holder to take
- * again; for sections of a few instructions. */
+/* A spinlock: a thread that waits keeps its processor busy, without end. Not for its holder to
+ * take again; for sections of a few instructions. */
 Z_EXPORT ZutSpinlock *Z_CALL ZutSpinlockCreate(int32_t owner);
+/* Takes the lock. */
 Z_EXPORT int32_t Z_CALL ZutSpinlockLock(ZutSpinlock *lock);
+/* Gives it back. */
 Z_EXPORT int32_t Z_CALL ZutSpinlockUnlock(ZutSpinlock *lock);
+/* Frees a lock that is not in use. */
 Z_EXPORT int32_t Z_CALL ZutSpinlockDestroy(ZutSpinlock *lock);
 
 /* ---- Reader-writer mutex (rwmutex) ---- */
 /* Many threads read, or one writes. Who reads may read again, even while writers wait; who writes
  * may read or write again; each lock needs one unlock. Waiting writers go before new readers, and
- * waiting upgrades before writers. Nobody but holders is considered: do not wait for another thread
- * while you hold one, nor for a second lock of this kind that is held by someone who may wait for
- * yours - two threads that each read what the other wants to write wait for ever.
+ * waiting upgrades before writers. Only holders are tracked: do not wait for another thread while
+ * you hold one, nor for a second lock of this kind that is held by a thread that may wait for
+ * yours: two threads that each read what the other wants to write wait for ever.
  *
  * The read quota is the number of threads expected to read at once, 1 to 32. It grows when there
  * are more. `owner` 1: the caller writes at once. A null mutex is error 7; so are an owner or quota
@@ -2460,25 +2836,28 @@ Z_EXPORT int32_t Z_CALL ZutSpinlockDestroy(ZutSpinlock *lock);
 Z_EXPORT ZutRwMutex *Z_CALL ZutRwMutexCreate(int32_t owner, int32_t quota);
 /* Frees it without waiting for holders: there must be none but the caller. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexDestroy(ZutRwMutex *mutex);
+/* The read quota. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexGetReadQuota(ZutRwMutex *mutex, int32_t *quota_out);
 /* Waits until it may write, and must not be called while reading. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexSetReadQuota(ZutRwMutex *mutex, int32_t quota);
-/* Both wait for ever. A reader that asks to write waits as in an upgrade, and has afterwards as
- * many locks as it had plus one. */
+/* Takes a lock to read, waiting for ever. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexReadLock(ZutRwMutex *mutex);
+/* Takes a lock to write, waiting for ever. A reader waits as in an upgrade, and has afterwards as
+ * many locks as it had plus one. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLock(ZutRwMutex *mutex);
 /* Gives the caller's latest lock back.
  * Errors   7 when the caller holds none; nothing changes. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexUnlock(ZutRwMutex *mutex);
-/* Makes the caller's read locks as many write locks: at once when nobody else reads, otherwise when
- * the others have left. While it waits its read locks do not hold others back: another reader's
- * upgrade may write before it, so look again at what was read. Each wait in between gets the whole
- * timeout anew. 1 without change when nobody reads.
+/* Makes the caller's read locks as many write locks: at once when no other thread reads, otherwise
+ * when the others have left. While it waits its read locks do not hold others back: another
+ * reader's upgrade may write before it, so look again at what was read. Each wait in between gets
+ * the whole timeout anew. 1 without change when no thread reads.
  * Errors   4 for a timeout below 0 other than -1.0 or not a number; 9 on time-out, at once for 0.0:
  *          the caller still reads; 7 when others read and the caller does not. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexUpgradeLock(ZutRwMutex *mutex, double timeout);
-/* Does the calling thread read (or write) it? Does it write it? */
+/* Does the calling thread read or write it? */
 Z_EXPORT int32_t Z_CALL ZutRwMutexReadLocked(ZutRwMutex *mutex);
+/* Does the calling thread write it? */
 Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLocked(ZutRwMutex *mutex);
 
 /* ---- Interrupt counter (interrupt) ---- */
@@ -2488,11 +2867,16 @@ Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLocked(ZutRwMutex *mutex);
  * Reads VN_INTERRUPT_MAX and installs the handler. On Linux a signal also breaks a read that waits
  * off, with EINTR. Errors 1, with message 5130, when the system refuses. */
 Z_EXPORT int32_t Z_CALL ZutInterruptInit(void);
-/* The counter. Any thread and any signal handler may use it. Set gives its argument back, Incr and
- * Reset the new count. */
+/* The counter. Any thread and any signal handler may use it. */
 Z_EXPORT int32_t Z_CALL ZutInterruptGet(void);
+/* Sets the counter.
+ * Result   `value`. */
 Z_EXPORT int32_t Z_CALL ZutInterruptSet(int32_t value);
+/* Adds one.
+ * Result   the new count. */
 Z_EXPORT int32_t Z_CALL ZutInterruptIncr(void);
+/* Sets the counter to 0.
+ * Result   0. */
 Z_EXPORT int32_t Z_CALL ZutInterruptReset(void);
 /* The handler, for programs that install it themselves. It waits for no lock, allocates nothing
  * and keeps errno. */
@@ -2521,11 +2905,13 @@ typedef FILE *(Z_CALL *ZutFileOpenFunc)(const char *name, const char *mode);
 typedef int32_t(Z_CALL *ZutFileCloseFunc)(FILE *stream);
 typedef int32_t(Z_CALL *ZutFileTraverseFunc)(ZutFileNode *node, ZutWord argument);
 
-/* Join a name in `out`, which needs room for all parts, a separator and the end, and give it back.
- * The separator is left out where the directory ends with one, is empty or null; a null extension
- * is none. `out` may be the directory's own buffer. */
+/* Joins a name in `out`, which needs room for all parts, a separator and the end. The separator is
+ * left out where the directory ends with one, is empty or null; a null extension is none. `out`
+ * may be the directory's own buffer. Use ZutBuildFileNameSized for names that are not one's own.
+ * Result   `out`. */
 Z_EXPORT char *Z_CALL ZutBuildFileName(char *out, const char *directory, const char *base,
                                        const char *extension);
+/* The same for a directory's name; neither may be null. */
 Z_EXPORT char *Z_CALL ZutBuildDirName(char *out, const char *directory, const char *subdirectory);
 
 /* Joins a name in the `size` bytes of `out`, also a directory's (without an extension).
@@ -2546,8 +2932,11 @@ Z_EXPORT int32_t Z_CALL ZutBuildBaseName(const char *directory, const char *name
 /* Does the name end with the extension, ignoring case? */
 Z_EXPORT int32_t Z_CALL ZutHasExtension(const char *name, const char *extension);
 
-/* Is there a file or directory of that name; may it be written? Errors  1 when not. */
+/* Is there a file or directory of that name?
+ * Errors   1 when not. */
 Z_EXPORT int32_t Z_CALL ZutFileExists(const char *name);
+/* May it be written?
+ * Errors   1 when not. */
 Z_EXPORT int32_t Z_CALL ZutFileWritable(const char *name);
 
 /* Result   0 when deleted, -1 with error 1 (3 for null) when not. */
@@ -2556,7 +2945,7 @@ Z_EXPORT int32_t Z_CALL ZutDeleteFile(const char *name);
 /* Not available on these platforms: -1. */
 Z_EXPORT int32_t Z_CALL ZutMvsAccess(const char *name, int32_t mode);
 
-/* Renames a file to its name with the text of the option backup_name behind it, replacing an older
+/* Renames a file to its name with the text of the option backup_name appended, replacing an older
  * backup in one step. Nothing to do, and 1, when the option has no text or there is no such file;
  * devices, pipes and directories are left alone. Errors  1. */
 Z_EXPORT int32_t Z_CALL ZutBackupFile(const char *name);
@@ -2566,8 +2955,8 @@ Z_EXPORT FILE *Z_CALL ZutFOpen(const char *name, const char *mode);
 
 /* Opens a file through the table: a file that is open with the same mode is shared, one call of
  * ZutCloseFile for each open. A file that the modes "w" and "w+b" would truncate is backed up
- * first. If that fails, message 5097 tells so and the file is opened at its end ("a", "a+b"):
- * what has no backup is not truncated.
+ * first. If that fails, with message 5097, the file is opened at its end ("a", "a+b"): what has no
+ * backup is not truncated.
  * Errors   15 when the file is open with another mode; those of the open otherwise.
  * Threads  the process mutex is held while the file is opened or closed. */
 Z_EXPORT FILE *Z_CALL ZutOpenFile(const char *name, const char *mode);
@@ -2589,8 +2978,9 @@ Z_EXPORT int32_t Z_CALL ZutFileTraverse(ZutFileTraverseFunc function, ZutWord ar
 /* Writes the table to "files.dmp" in the working directory and shows that. */
 Z_EXPORT int32_t Z_CALL ZutFileExamine(void);
 
-/* Copies a file to the output, character by character. It is opened with the mode "r+b", so it
- * must be writable. Messages  5101 when it cannot be opened, result 0. */
+/* Copies a file to the output, character by character; not a message catalog's file, which is
+ * ZutCatFileCreate. It is opened with the mode "r+b", so it must be writable.
+ * Messages 5101 when it cannot be opened, result 0. */
 Z_EXPORT int32_t Z_CALL ZutCatFile(const char *name);
 
 /* Shows a file in the editor and returns when that has ended, whatever `wait` (0 or 1) says. The
@@ -2609,9 +2999,9 @@ Z_EXPORT int32_t Z_CALL ZutEditFile(const char *name, int32_t wait);
  *           and the stream stays with the old one. Result  the stream. */
 Z_EXPORT FILE *Z_CALL ZutViewFilePtr(FILE *stream);
 
-/* Functions to open and close the table's streams with, instead of ZutFOpen and fclose; the close
- * function gives 0 when it worked. */
+/* A function to open the table's streams with, instead of ZutFOpen. */
 Z_EXPORT int32_t Z_CALL ZutSetFileOpenFunc(ZutFileOpenFunc function);
+/* A function to close them with, instead of fclose; 0 when it worked. */
 Z_EXPORT int32_t Z_CALL ZutSetFileCloseFunc(ZutFileCloseFunc function);
 
 /* ---- Atomic read and write (atomic) ----
@@ -2621,18 +3011,20 @@ Z_EXPORT int32_t Z_CALL ZutSetFileCloseFunc(ZutFileCloseFunc function);
  * library's handler is installed (ZutSigintHandler), whatever handler the program had before. Where
  * the system can hold a signal back, one that arrives for the calling thread is handled after the
  * call. */
-/* The standard read and write, begun again when a signal breaks them off; a write goes on until all
- * is written or it fails. Files must not be in a mode that changes line ends where bytes count.
- * Result   the number of bytes, 0 at a file's end; -1 with error 1, with error 3 for a null buffer,
- *          with error 4 for a negative count. */
+/* The standard read, begun again when a signal breaks it off. Files must not be in a mode that
+ * changes line ends where bytes count.
+ * Result   the number of bytes, 0 at a file's end; -1 with error 1, with error 3 for a null
+ *          buffer, with error 4 for a negative count. */
 Z_EXPORT int32_t Z_CALL ZutReadAtomic(int32_t descriptor, void *buffer, int32_t count);
+/* The standard write, which goes on until all is written or it fails.
+ * Result   as ZutReadAtomic. */
 Z_EXPORT int32_t Z_CALL ZutWriteAtomic(int32_t descriptor, const void *buffer, int32_t count);
 /* Removes a file. Result  0; -1 with error 1, or with error 3 for a null pointer. */
 Z_EXPORT int32_t Z_CALL ZutUnlinkAtomic(const char *name);
 /* Flushes nothing: it only installs the handler. Result  0. */
 Z_EXPORT int32_t Z_CALL ZutFsyncAtomic(int32_t descriptor);
-/* Keeps a function to read files with. The library itself does not call it. */
 typedef int32_t(Z_CALL *ZutFileReadFunc)(FILE *stream, void *buffer, int32_t size);
+/* Keeps a function to read files with. The library itself does not call it. */
 Z_EXPORT int32_t Z_CALL ZutSetFileReadFunc(ZutFileReadFunc function);
 
 /* ---- Search paths and directories (path) ----
@@ -2672,9 +3064,9 @@ Z_EXPORT char *Z_CALL ZutPathFindFile(ZutPath *path, const char *name, char *out
 /* The part of a name after its last separator, in `out` or a buffer of the thread. */
 Z_EXPORT char *Z_CALL ZutGetFileName(const char *full_name, char *out);
 
-/* Takes a name apart: what is before the last separator (with the platform's separators), what is
- * before the last dot behind it, and from that dot on. Parts that are missing are empty; the caller
- * frees the three with ZutFree.
+/* Takes a name apart: what is before the last separator (with the platform's separators), the base
+ * up to the last dot, and the extension from that dot on. Parts that are missing are empty; the
+ * caller frees the three with ZutFree.
  * Errors   7 when the base is empty or holds control characters. */
 Z_EXPORT int32_t Z_CALL ZutFileExplodeName(const char *full_name, char **directory_out,
                                            char **base_out, char **extension_out);
@@ -2701,11 +3093,13 @@ Z_EXPORT int32_t Z_CALL ZutRmdir(const char *directory);
 /* Changes the working directory of the process. Errors  8 when it does not exist; 1. */
 Z_EXPORT int32_t Z_CALL ZutChdir(const char *directory);
 
-/* Lists a directory: open, read until 0 with error 18, close. The text `directory` is kept, not
- * copied, and looked at by the first read, which fails with error 1 if there is no such directory.
- * "." and ".." are listed; the order is the system's. */
+/* Opens a directory to be listed. The text `directory` is kept, not copied, and looked at by the
+ * first read, which fails with error 1 if there is no such directory. */
 Z_EXPORT ZutDir *Z_CALL ZutOpenDir(const char *directory);
+/* The next entry, "." and ".." among them; the order is the system's.
+ * Result   0 with error 18 at the end. */
 Z_EXPORT int32_t Z_CALL ZutReadDir(ZutDir *handle, ZutDirEntry *entry_out);
+/* Closes the listing. */
 Z_EXPORT int32_t Z_CALL ZutCloseDir(ZutDir *handle);
 
 /* Not available on these platforms: 0 with error 31. */
@@ -2750,12 +3144,13 @@ Z_EXPORT const char *Z_CALL ZutGetSocketDir(void);
  * Result   0, or -1 when it is not closed. */
 Z_EXPORT int32_t Z_CALL ZutWinCloseSocket(int32_t socket);
 
+/* ZutSocketCreateServerTcpEx for "_any". */
+Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcp(int32_t port);
 /* A listening socket. `address` is numbers and dots, a host's name, or "_any" for every address of
  * this machine; port 0 lets the system choose (ZutSocketGetPort). The backlog is the option
- * _socket_listen_backlog. The first takes "_any".
+ * _socket_listen_backlog.
  * Result   the socket, or -1.
  * Errors   4 for a port below -1, 5 for one above 65535. */
-Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcp(int32_t port);
 Z_EXPORT int32_t Z_CALL ZutSocketCreateServerTcpEx(const char *address, int32_t port);
 /* Begins to connect; with `block` 0 it does not wait, and ZutSocketConnectCompleteTcp must follow.
  * While the variable TRANSLATE_NODE_NAME is set, the variable named like the node, if there is one,
@@ -2778,15 +3173,23 @@ Z_EXPORT int32_t Z_CALL ZutSocketCreateClientTcp(const char *node, int32_t port)
 /* The new connection of a listening socket. It blocks if the listener does. A signal does not end
  * the wait unless the interrupt counter is not 0.
  * Result   the socket, or -1.
- * Errors   4 for a listener below 0; 25 when the listener does not block and nobody waits. */
+ * Errors   4 for a listener below 0; 25 when the listener does not block and no connection
+ *          waits. */
 Z_EXPORT int32_t Z_CALL ZutSocketAccept(int32_t listener);
 
-/* Not available: sockets within the machine. -1, or 1 from Complete. */
+/* Not available: sockets within the machine.
+ * Result   -1. */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectBeginLocal(const char *name);
+/* Not available.
+ * Result   1. */
 Z_EXPORT int32_t Z_CALL ZutSocketConnectCompleteLocal(int32_t socket);
+/* Not available.
+ * Result   -1. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientLocal(const char *name);
-/* Not available: DECnet. -1 with socket error 10043; 0 for a null name. */
+/* Not available: DECnet.
+ * Result   -1 with socket error 10043; 0 for a null name. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateServerDecnet(const char *object);
+/* Not available; results as ZutSocketCreateServerDecnet. */
 Z_EXPORT int32_t Z_CALL ZutSocketCreateClientDecnet(const char *node, const char *object);
 
 /* A UDP socket that receives what is sent to `port` of any address of this machine.
@@ -2802,7 +3205,7 @@ Z_EXPORT int32_t Z_CALL ZutSocketCreateClientBcast(const char *address, int32_t 
                                                    ZutSocketAddr *destination_out);
 
 /* Waits until the socket can be read (mode 0; also at the end of the connection) or written (1).
- * Waits once, and not in step with the wall clock; an interrupt ends the wait.
+ * Waits once, by a clock that changes of the wall clock do not affect; an interrupt ends the wait.
  * Result   1 ready; 0 with error 9 at the time-out, 29 when the wait failed or there is only urgent
  *          data, 16 when an interrupt ended it and the interrupt counter is not 0.
  * Errors   4 for a socket below 0 and for a negative time-out other than -1.0; 7 for another mode
@@ -2827,17 +3230,21 @@ Z_EXPORT int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32
 Z_EXPORT int32_t Z_CALL ZutSocketSetBlockMode(int32_t socket, int32_t mode);
 /* The system does not tell: always 0 with error 8. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetBlockMode(int32_t socket, int32_t *mode_out);
-/* Bytes that the system keeps for the socket; it may give another number than the one set.
+/* Bytes that the system keeps for receiving.
  * Errors   4 for a socket below 0. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetRecvBufSize(int32_t socket, int32_t *size_out);
+/* The same for sending. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetSendBufSize(int32_t socket, int32_t *size_out);
+/* Sets that size; the system may take another one. */
 Z_EXPORT int32_t Z_CALL ZutSocketSetRecvBufSize(int32_t socket, int32_t size);
+/* The same for sending. */
 Z_EXPORT int32_t Z_CALL ZutSocketSetSendBufSize(int32_t socket, int32_t size);
 
-/* The socket's own address, or the peer's, in numbers and dots, with ":" and the port when
- * `with_port` is 1; "local" for a socket within the machine. `text_out` has room for 22 bytes.
+/* The socket's own address in numbers and dots, with ":" and the port when `with_port` is 1;
+ * "local" for a socket within the machine. `text_out` has room for 22 bytes.
  * Errors   7 for another flag. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetNameStr(int32_t socket, int32_t with_port, char *text_out);
+/* The same for the peer's address. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetPeerNameStr(int32_t socket, int32_t with_port, char *text_out);
 /* The socket's own port. Errors  15 for a socket within the machine. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetPort(int32_t socket, int32_t *port_out);
@@ -2875,7 +3282,7 @@ Z_EXPORT int32_t Z_CALL ZutCompareNodeNames(const char *a, const char *b, int32_
 
 typedef struct ZutCompressor ZutCompressor;
 
-/* Filled in by a driver but for its name. The message of statistics tells `operations` and
+/* Filled in by a driver but for its name. The message of statistics prints `operations` and
  * bytes_in / bytes_out. */
 typedef struct ZutCompressorStats {
   const char *driver;
@@ -2908,27 +3315,33 @@ ZutCompressorInit(const char *name, ZutCompressorCreateFunc create, ZutCompresso
  * Errors   8, with a message that names the file, when there is no such driver, neither as the name
  *          is written nor in lower case; the driver's own when it refuses the argument. */
 Z_EXPORT ZutCompressor *Z_CALL ZutCompressorCreate(const char *name, const char *args);
-/* While the option Compression_Stats is on, compressing prints a message of statistics, at most
- * every 30 seconds for each compressor, at once after it is reset.
- * Result   the driver's. Errors  7 for a mode outside 0 to 2. */
+/* Compresses by the driver. While the option Compression_Stats is on, prints a message of
+ * statistics, at most every 30 seconds for each compressor, at once after it is reset.
+ * Result   the driver's.
+ * Errors   7 for a mode outside 0 to 2. */
 Z_EXPORT int32_t Z_CALL ZutCompressorCompress(ZutCompressor *compressor, ZutBuf *destination,
                                               ZutBuf *source, int32_t mode);
+/* The reverse, without statistics. */
 Z_EXPORT int32_t Z_CALL ZutCompressorUncompress(ZutCompressor *compressor, ZutBuf *destination,
                                                 ZutBuf *source, int32_t mode);
+/* The driver's statistics. */
 Z_EXPORT int32_t Z_CALL ZutCompressorGetStats(ZutCompressor *compressor, ZutCompressorStats *out);
 /* The name of the compressor in messages; null takes it away. */
 Z_EXPORT int32_t Z_CALL ZutCompressorSetIdent(ZutCompressor *compressor, const char *ident);
 /* To the start of a stream. */
 Z_EXPORT int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor);
+/* Frees the stream. */
 Z_EXPORT int32_t Z_CALL ZutCompressorDestroy(ZutCompressor *compressor);
 
-/* The whole source as one finished stream into `destination`, which grows as needed, up to 2 GB:
- * a short text from outside may unpack to that. To set a limit, give ZutCompressorUncompress a
- * destination of that capacity: error 4 says that it is not enough.
+/* Compresses the whole source as one finished stream into `destination`, which grows as needed, up
+ * to 2 GB.
  * Result   the driver's, or 0.
- * Errors   7 for a static destination; 8 when there is no driver; 5 for data that does not fit into
- *          any buffer; the driver's. */
+ * Errors   7 for a static destination; 8 when there is no driver; 5 for data that does not fit
+ *          into any buffer; the driver's. */
 Z_EXPORT int32_t Z_CALL ZutCompress(ZutBuf *destination, ZutBuf *source);
+/* The reverse. A short text from outside may unpack to 2 GB: to set a limit, give
+ * ZutCompressorUncompress a destination of that capacity: error 4 says that it is not enough.
+ * Result   as ZutCompress. */
 Z_EXPORT int32_t Z_CALL ZutUncompress(ZutBuf *destination, ZutBuf *source);
 
 #ifdef __cplusplus

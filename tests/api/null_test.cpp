@@ -130,7 +130,7 @@ int32_t traceVa(struct ZutTrace *trace, int32_t level, const char *format, ...) 
 } // namespace
 
 TEST(Nulls, Process) {
-  NULLS(3, "0", ZutInit, ZutGetUserName, ZutGetNodeName, ZutGetIdentStr, ZutSetIdentStr,
+  NULLS(3, "0", ZutGetUserName, ZutGetNodeName, ZutGetIdentStr, ZutSetIdentStr,
         ZutGetFatalErrorFile, ZutSetFatalErrorFile, ZutAtExit, ZutPutenv, ZutGetSupportNotice,
         ZutLibraryLoad, ZutDSMMObjectCreate, ZutDSMMObjectDestroy, ZutIdIsValid, ZutStringCopy);
   NULLS(3, "01", ZutGetenv, ZutLibrarySymbolLookup);
