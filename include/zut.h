@@ -406,7 +406,7 @@ typedef void(Z_CALL *ZutDSMMDestroyFunc)(void *object, void *argument);
  * Errors   4 for less than one bucket. */
 Z_EXPORT ZutDSMM *Z_CALL ZutDSMMCreate(int32_t buckets, ZutDSMMCreateFunc create,
                                        ZutDSMMDestroyFunc destroy, void *argument);
-/* Result   the key's object, counted once more; null, uncounted, when the create function gave
+/* Result   the key's object, counted once more; null, uncounted, when the create function returned
  *          null. */
 Z_EXPORT void *Z_CALL ZutDSMMObjectCreate(ZutDSMM *table, ZutWord key);
 /* Errors   8 when the key has no object. */
@@ -614,8 +614,8 @@ Z_EXPORT int32_t Z_CALL ZutOutInit(void);
 Z_EXPORT int32_t Z_CALL ZutVerbose(const char *format, ...) Z_PRINTF(1, 2);
 
 /* Opens the debug file unless one is open: VNDEBUGFILENAME as it stands, else `name` with the
- * extension .dbg. "stderr" in any case, and a file that cannot be created, give standard error.
- * ZutInit calls it with the process type. The command _debug_set ignores the variable. */
+ * extension .dbg. It is standard error for "stderr" in any case and for a file that cannot be
+ * created. ZutInit calls it with the process type. The command _debug_set ignores the variable. */
 Z_EXPORT int32_t Z_CALL ZutDebugOpen(const char *name);
 /* Closes the debug file; its name is kept for ZutDebugReopen. A stream that is still open then
  * stays open and is the caller's. */
@@ -904,7 +904,8 @@ Z_EXPORT void Z_CALL ZutDqOpen(ZutDqNode **deque);
 /* Frees the deque and its nodes with ZutFree. */
 Z_EXPORT void Z_CALL ZutDqClose(ZutDqNode **deque);
 
-/* Links `node` to the right of `position`; to append, give the sentinel's left neighbour. */
+/* Links `node` to the right of `position`; to append, `position` is the sentinel's left
+ * neighbour. */
 Z_EXPORT void Z_CALL ZutDqRightInsert(ZutDqNode *node, ZutDqNode *position);
 
 /* Unlinks a node. Result  the node; null when it is the sentinel. */
@@ -1308,7 +1309,7 @@ Z_EXPORT ZutCb *Z_CALL ZutQuitCbLookup(ZutCbFunc function, ZutWord argument);
  * last step of its operation, once the array is changed and the results are stored, so a callback
  * may do with the array what it likes: remove itself or others, add, remove, move or sort items,
  * clear or destroy the array. Each such change sends notices of its own, at once: the callbacks
- * that follow hear of it before they hear of the change that came first. An operation never looks
+ * that follow get its notice before that of the change that came first. An operation never looks
  * at an array again that a callback has destroyed. The functions that clearing and sorting call
  * are no notices: they must leave the array alone. */
 typedef struct ZutPtrAry {
@@ -1585,7 +1586,7 @@ Z_EXPORT int32_t Z_CALL ZutFHeapTraverse(ZutFHeap *heap, ZutFHeapTraverseFunc fu
  * record, except for prev and next, stays readable until the operation that the program called
  * returns. A callback may remove itself or other callbacks, add and remove any vertices and edges
  * (the one of the notice included), and compute paths. Each change sends notices of its own, at
- * once: the callbacks that follow hear of it before they hear of the change that came first. A
+ * once: the callbacks that follow get its notice before that of the change that came first. A
  * callback may not:
  *  - use a vertex or an edge that is out of the graph, or add an edge to a vertex whose removal
  *    has begun: error 8;
@@ -1833,8 +1834,8 @@ typedef void(Z_CALL *ZutLexErrorFunc)(ZutLexer *lexer, const char *format, va_li
                                       void *argument);
 typedef void(Z_CALL *ZutLexUserErrorFunc)(ZutLexer *lexer, const char *format, va_list args);
 /* What a parser may read of a lexer. It may also write return_spaces, keep_case and expect_octets:
- * they hold from the next token scanned, that is, from the one after the look-ahead token. `read -
- * 1` is the place of the current character; at the end of input a NUL stands there. */
+ * they hold from the next token scanned, that is, from the one after the look-ahead token. The
+ * current character is the one before `read`, a NUL at the end of input. */
 struct ZutLexer {
   int32_t token; /* kind of the look-ahead token */
   char *text;    /* its characters, NUL-terminated */
@@ -1885,7 +1886,7 @@ Z_EXPORT void Z_CALL ZutLexAccept(ZutLexer *lexer, int32_t kind);
 Z_EXPORT void Z_CALL ZutLexAcceptId(ZutLexer *lexer);
 /* An identifier, a reserved word or a pattern. */
 Z_EXPORT void Z_CALL ZutLexAcceptPattern(ZutLexer *lexer);
-/* The identifier true gives 1, false 0. */
+/* The identifier true is 1, false 0. */
 Z_EXPORT int32_t Z_CALL ZutLexAcceptBool(ZutLexer *lexer);
 /* A number with an optional sign, into number_value. */
 Z_EXPORT void Z_CALL ZutLexAcceptSignedReal(ZutLexer *lexer);
@@ -1955,9 +1956,9 @@ Z_EXPORT void Z_CALL ZutLexQuietLongjmpErrorFunc(ZutLexer *lexer, const char *fo
  * until the option is set again. While callbacks run, the value of their call data stays valid even
  * if one of them sets the option again.
  *
- * Threads: table and records may be used from any thread; who sets and reads the same option from
- * several threads agrees on that himself. Traversals run under the process mutex; verify functions
- * and callbacks run without any lock of the library's own table. */
+ * Threads: table and records may be used from any thread; threads that set and read the same option
+ * must agree on that among themselves. Traversals run under the process mutex; verify functions and
+ * callbacks run without any lock of the library's own table. */
 #define Z_OPTION_BOOL 0
 #define Z_OPTION_ENUM 1
 #define Z_OPTION_NUM 2
@@ -1972,7 +1973,7 @@ typedef struct ZutOptionChangeData {
 } ZutOptionChangeData;
 /* Called with a new value (as in the call data, null when the option becomes unknown) before it is
  * stored: 1 accepts, 0 refuses. A copy in a named table has the function of its option: one with
- * side effects leaves them out unless ZutOptionLookup of the name gives the same option. */
+ * side effects leaves them out unless ZutOptionLookup of the name returns the same option. */
 typedef int32_t(Z_CALL *ZutOptionVerifyFunc)(ZutOption *option, void *value, ZutWord argument);
 typedef int32_t(Z_CALL *ZutOptionTraverseFunc)(const char *name, ZutOption *option,
                                                ZutWord argument);
@@ -2072,8 +2073,8 @@ Z_EXPORT int32_t Z_CALL ZutOptionVerifyNonNeg(ZutOption *option, void *value, Zu
 /* A verify function: an integer of 16 bits, else error 7. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyInt2(ZutOption *option, void *value, ZutWord argument);
 /* A verify function: opens the file named by the value with ZutOpenFile, truncating it or, with a
- * leading "@", appending to it, and closes the file of the old value. Its argument is a const char
- * * with the log's name for the message, or 0 for the option's name. A copy in a named table takes
+ * leading "@", appending to it, and closes the file of the old value. Its argument is the log's
+ * name for the message, a text's address, or 0 for the option's name. A copy in a named table takes
  * any name and opens no file. */
 Z_EXPORT int32_t Z_CALL ZutOptionVerifyLogFile(ZutOption *option, void *value, ZutWord argument);
 /* The name of a type; "bad type", with a message, for another number. */
@@ -2145,11 +2146,11 @@ Z_EXPORT char *Z_CALL ZutOptionGetUniqueSubjectDefault(char *buffer);
  * sourced files nest 32 deep in a thread; a deeper one is refused with message 5402.
  *
  * A parse function may also jump to the program, as ZutErrReportParamsJmp does. The texts and files
- * that it was run by are given up, and closed by a later operation of this family in the thread.
+ * that it was run by are abandoned, and closed by a later operation of this family in the thread.
  */
 typedef void(Z_CALL *ZutCommandFunc)(ZutLexer *lexer);
-/* Told of each failing command, as a rule before its message: the file being parsed (null outside
- * a file), the line in it, the command's name or "". */
+/* Called for each failing command, as a rule before its message: the file being parsed (null
+ * outside a file), the line in it, the command's name or "". */
 typedef void(Z_CALL *ZutCommandFailureFunc)(const char *file, int32_t line, const char *command);
 
 /* Registers a command. The name's pointer is kept, so the text must live as long as the command;
@@ -2178,8 +2179,8 @@ Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStr(const char *text);
 /* The same. `control` is not used: a typed text is never checked. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseTypedStrInternal(const char *text, int32_t control);
 /* Runs a file line by line, each line a text of its own. 0 when the file cannot be opened, or is
- * given up because it is not text; a line of more than 4095 characters, its end not counted, is
- * skipped and reported. A mark of UTF-8 at the beginning is passed over. */
+ * abandoned because it is not text; a line of more than 4095 characters, its end not counted, is
+ * skipped and reported. A byte order mark of UTF-8 at the beginning is skipped. */
 Z_EXPORT int32_t Z_CALL ZutCommandParseFile(const char *file_name);
 
 /* Reads a program's start-up files: in the directory "standard" of the data directory and then in
@@ -2384,9 +2385,10 @@ Z_EXPORT int32_t Z_CALL ZutTraceFlagClear(struct ZutTrace *trace, uint32_t bits)
 Z_EXPORT int32_t Z_CALL ZutTracePrefixSet(struct ZutTrace *trace, const char *prefix);
 /* The prefix, null for none. */
 Z_EXPORT int32_t Z_CALL ZutTracePrefixGet(struct ZutTrace *trace, const char **out);
-/* "stdout", "stderr", or a file's name, which is shared with whoever has it open through
+/* "stdout", "stderr", or a file's name, which is shared with all that have it open through
  * ZutOpenFile in the same mode: truncated, or appended to when "@" stands before it. Null: nothing
- * is written. A file that cannot be opened gives standard output, with one warning per process. */
+ * is written. Standard output takes the place of a file that cannot be opened, with one warning per
+ * process. */
 Z_EXPORT int32_t Z_CALL ZutTraceFileSet(struct ZutTrace *trace, const char *file_name);
 /* The number of a level's name; 0 without an error number for another name. */
 Z_EXPORT int32_t Z_CALL ZutTraceLevelStrToVal(const char *text, int32_t *out);
@@ -2491,9 +2493,9 @@ Z_EXPORT void *Z_CALL ZutSwapSixteenBytes(void *value);
  * Not checked, and wrapping around: the largest two IEEE exponents to F (255 is infinity) and F
  * exponents below 2, which reach into the sign; small exponents to D, and G exponents below 2. A
  * D number with exponent 0 and a fraction gets the IEEE exponent 1150.
- * Between DEC and IBM the number goes through IEEE: what is said of both steps holds. */
-
-/* IEEE to DEC F, 4 bytes. */
+ * Between DEC and IBM the number goes through IEEE: what is said of both steps holds.
+ *
+ * IEEE to DEC F, 4 bytes. */
 Z_EXPORT int32_t Z_CALL ZutSwapReal4IeeeToDecF(void *value, int32_t input_order,
                                                int32_t output_order);
 /* DEC F to IEEE, 4 bytes. */
@@ -2557,9 +2559,9 @@ Z_EXPORT int32_t Z_CALL ZutSwapReal8Ibm370ToDecG(void *value, int32_t input_orde
  * units; all others are bytes. */
 #define Z_CHAR_FORMAT_UCS2 1200
 #define Z_CHAR_FORMAT_UCS2_BIG_ENDIAN 1201
-/* Gives a new text for the caller to free with ZutFree. */
+/* Makes a new text for the caller to free with ZutFree. */
 Z_EXPORT int32_t Z_CALL ZutConvertUcs2ToUtf8(const uint16_t *text, char **out);
-/* Gives a new array, as many units as `text` has bytes and one more, filled up with zeros, for the
+/* Makes a new array, as many units as `text` has bytes and one more, filled up with zeros, for the
  * caller to free with ZutFree.
  * Result   0 without an error number when `text` is no such UTF-8 (cut short, a stray byte, more
  *          than three bytes, a form longer than need be); the array then holds what stands before
@@ -2574,10 +2576,10 @@ Z_EXPORT void *Z_CALL ZutStrCpy(void *destination, const void *text, int32_t for
 
 /* ---- Clocks (clock) ----
  * There are three clocks: the wall time, which is the system's clock in milliseconds and can be
- * stopped by a test; the current time, which only the program sets, for example to a simulated
- * time; and the system's clock as a text. A pair of seconds and microseconds is set when neither
- * field is negative; seconds beyond 2038 stay at the largest number that a pair holds. Reading
- * takes no lock. */
+ * frozen by a test; the current time, which only the program sets, for example to a simulated time;
+ * and the system's clock as a text. A pair of seconds and microseconds is set when neither field is
+ * negative; seconds beyond 2038 stay at the largest number that a pair holds. Reading takes no
+ * lock. */
 /* Call data of the "time_change" callbacks. */
 typedef struct ZutTimeChangeData {
   ZutCb *cb;
@@ -2615,7 +2617,7 @@ Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbCreate(ZutCbFunc function, ZutWord argumen
  * number. */
 Z_EXPORT ZutCb *Z_CALL ZutTimeChangeCbLookup(ZutCbFunc function, ZutWord argument);
 
-/* How many times `b` goes into `a`, cut towards zero and kept within 32 bits; 0 by 0 gives 0. */
+/* How many times `b` goes into `a`, cut towards zero and kept within 32 bits; 0 by 0 is 0. */
 Z_EXPORT int32_t Z_CALL ZutTimeRatio(const ZutTimePair *a, const ZutTimePair *b);
 
 /* `n` times a pair, kept within 32 bits; `out` may be `time`. A million microseconds or more are
@@ -2643,8 +2645,8 @@ Z_EXPORT int32_t Z_CALL ZutTimeMultInt(ZutTimePair *out, const ZutTimePair *time
  * the bad part, and no error number. Times before 1970 or after 9999 have no text: it is "error",
  * the result 0. The zone is that of the environment variable TZ or of the system. ZutPutenv changes
  * it at once; a program that sets TZ by other means calls tzset as well. */
-/* Give a text or a time and 1, or 0 when there is none. The current converter's functions are
- * called with the process mutex held. A text stays the converter's own. */
+/* Store a text or a time and return 1, or 0 when there is none. The current converter's functions
+ * are called with the process mutex held. A text stays the converter's own. */
 typedef int32_t(Z_CALL *ZutTimeNumToStrFunc)(double time, const char **text);
 typedef int32_t(Z_CALL *ZutTimeStrToNumFunc)(const char *text, double *time);
 typedef void(Z_CALL *ZutTimeDestroyFunc)(void);
@@ -2686,11 +2688,11 @@ Z_EXPORT int32_t Z_CALL ZutTimeStrToNum(const char *text, double *out);
 Z_EXPORT char *Z_CALL ZutTimeToString(double time, char *buffer);
 
 /* ---- Threads and thread-specific data (utthread) ---- */
-/* Threads by value: created threads and adopted ones (the main thread, other code's threads, which
- * the library adopts at their first call that needs a value) have one, the same for life, 0 for
- * none. On Windows it is the thread's handle. Every created thread is waited for or detached, once;
- * after that its value means nothing. Adopted threads belong to the library: a thread of its own
- * looks once a minute for one that has ended and closes its value, unless that was waited for.
+/* Threads by value: created threads and adopted ones (the main thread and threads of other code)
+ * have one, the same for life, 0 for none. On Windows it is the thread's handle. Every created
+ * thread is waited for or detached, once; after that its value means nothing. Adopted threads
+ * belong to the library: a thread of its own looks once a minute for one that has ended and closes
+ * its value, unless that was waited for.
  *
  * Thread-specific data: a key holds one value per thread, null at first. Destructors run when a
  * thread ends by ZutThreadExit or by returning from the function it was created with. */
@@ -2700,12 +2702,12 @@ typedef uint32_t ZutTsdKey;
 #define Z_THREAD_ATTR_NAMED 1
 typedef ZutWord(Z_CALL *ZutThreadFunc)(ZutWord argument);
 typedef void(Z_CALL *ZutTsdDestroyFunc)(void *value);
-/* Start a thread that runs function(argument); what it returns is the thread's exit code. The
- * first form calls ZutInitThreads before. Attributes are pairs of a kind (int32_t) and a string,
- * ended by a kind of 0, which is needed without pairs too; the only kind is Z_THREAD_ATTR_NAMED,
- * the only name "thread_bounded", which changes nothing. The first kind is always read. What
- * follows it is read while the option _thread_create_check_varargs is on; otherwise it is left
- * alone, with message 5363.
+/* Calls ZutInitThreads and starts a thread that runs function(argument); what it returns is the
+ * thread's exit code. Attributes are pairs of a kind (int32_t) and a string, ended by a kind of 0,
+ * which is needed without pairs too; the only kind is Z_THREAD_ATTR_NAMED, the only name
+ * "thread_bounded", which changes nothing. The first kind is always read. What follows it is read
+ * while the option _thread_create_check_varargs is on; otherwise it is left alone, with message
+ * 5363.
  * Result   the thread, or 0.
  * Errors   3 for a null function; 7 for another kind while the option is on; 2 when the system
  *          refuses. */
@@ -2772,8 +2774,8 @@ Z_EXPORT ZutMutex *Z_CALL ZutMutexCreateEx(int32_t owner);
  * Errors   2 for a kernel mutex that the system refuses to close, as Linux does with one that
  *          another thread holds: nothing is freed then, and the holder may unlock it. */
 Z_EXPORT int32_t Z_CALL ZutMutexDestroy(ZutMutex *mutex);
-/* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). A kernel mutex
- * whose holder died is taken like a free one, a fast one is not.
+/* Takes `mutex`, waiting at most `timeout` seconds (kernel: whole milliseconds). An abandoned
+ * kernel mutex, whose holder has ended, counts as free, a fast one does not.
  * Errors   9 on time-out, except that a fast mutex which has waited sets none: test the result;
  *          2 when the system refuses.
  * Threads  any. Timed fast locks poll ten times a second. */
@@ -2801,12 +2803,12 @@ Z_EXPORT ZutCond *Z_CALL ZutCondCreateNamedNp(const char *name);
 /* The same, opened and never created. */
 Z_EXPORT ZutCond *Z_CALL ZutCondAttachNamedNp(const char *name);
 /* Frees a condition, on which no thread may begin to wait any more. Threads that the last wake has
- * released may still be on their way out; a name is free when the last of them has left. */
+ * released may still be leaving; a name is free when the last of them has left. */
 Z_EXPORT int32_t Z_CALL ZutCondDestroy(ZutCond *cond);
 /* Releases every thread that waits at this moment. A wake before a wait is not seen by it: test the
  * predicate under the mutex before waiting and again after. */
 Z_EXPORT int32_t Z_CALL ZutCondWakeAll(ZutCond *cond);
-/* Gives `mutex`, which the caller holds once, back and waits for a wake, at most `timeout` seconds
+/* Releases `mutex`, which the caller holds once, and waits for a wake, at most `timeout` seconds
  * (whole milliseconds); then takes the mutex again, however long that takes.
  * Errors   7 also for a timeout of 0.0, and for a fast mutex that the caller does not hold; 9 on
  *          time-out; 2 when the system refuses, and only then is the mutex not held on return.
@@ -2851,7 +2853,7 @@ Z_EXPORT int32_t Z_CALL ZutRwMutexUnlock(ZutRwMutex *mutex);
 /* Makes the caller's read locks as many write locks: at once when no other thread reads, otherwise
  * when the others have left. While it waits its read locks do not hold others back: another
  * reader's upgrade may write before it, so look again at what was read. Each wait in between gets
- * the whole timeout anew. 1 without change when no thread reads.
+ * the whole timeout again. 1 without change when no thread reads.
  * Errors   4 for a timeout below 0 other than -1.0 or not a number; 9 on time-out, at once for 0.0:
  *          the caller still reads; 7 when others read and the caller does not. */
 Z_EXPORT int32_t Z_CALL ZutRwMutexUpgradeLock(ZutRwMutex *mutex, double timeout);
@@ -2864,8 +2866,8 @@ Z_EXPORT int32_t Z_CALL ZutRwMutexWriteLocked(ZutRwMutex *mutex);
 /* SIGINT (Ctrl-C) raises a counter instead of ending the program; what takes long reads it. A
  * count above the limit, 5 or what VN_INTERRUPT_MAX says, ends the process by abort.
  *
- * Reads VN_INTERRUPT_MAX and installs the handler. On Linux a signal also breaks a read that waits
- * off, with EINTR. Errors 1, with message 5130, when the system refuses. */
+ * Reads VN_INTERRUPT_MAX and installs the handler. On Linux a signal also interrupts a read that
+ * waits, with EINTR. Errors 1, with message 5130, when the system refuses. */
 Z_EXPORT int32_t Z_CALL ZutInterruptInit(void);
 /* The counter. Any thread and any signal handler may use it. */
 Z_EXPORT int32_t Z_CALL ZutInterruptGet(void);
@@ -3011,7 +3013,7 @@ Z_EXPORT int32_t Z_CALL ZutSetFileCloseFunc(ZutFileCloseFunc function);
  * library's handler is installed (ZutSigintHandler), whatever handler the program had before. Where
  * the system can hold a signal back, one that arrives for the calling thread is handled after the
  * call. */
-/* The standard read, begun again when a signal breaks it off. Files must not be in a mode that
+/* The standard read, begun again when a signal interrupts it. Files must not be in a mode that
  * changes line ends where bytes count.
  * Result   the number of bytes, 0 at a file's end; -1 with error 1, with error 3 for a null
  *          buffer, with error 4 for a negative count. */
@@ -3228,7 +3230,7 @@ Z_EXPORT int32_t Z_CALL ZutSocketRecvTimeout(int32_t socket, void *buffer, int32
 /* 1: calls on the socket wait; 0: they do not.
  * Errors   4 for a socket below 0; 7 for another mode. */
 Z_EXPORT int32_t Z_CALL ZutSocketSetBlockMode(int32_t socket, int32_t mode);
-/* The system does not tell: always 0 with error 8. */
+/* Not available from the system: always 0 with error 8. */
 Z_EXPORT int32_t Z_CALL ZutSocketGetBlockMode(int32_t socket, int32_t *mode_out);
 /* Bytes that the system keeps for receiving.
  * Errors   4 for a socket below 0. */
@@ -3267,8 +3269,8 @@ Z_EXPORT int32_t Z_CALL ZutCompareNodeNames(const char *a, const char *b, int32_
  * the first message and kept in a pool, which grows to what is in use at one time.
  *
  * A driver's library defines `Z_DRIVER_EXPORT int32_t Z_CALL ZcompressorDriverInit(void)`, which
- * registers the driver under the library's name with ZutCompressorInit and gives its result. It is
- * looked for as ZutLibraryLoad does with flag 1.
+ * registers the driver under the library's name with ZutCompressorInit and returns its result. It
+ * is looked for as ZutLibraryLoad does with flag 1.
  *
  * Modes of compressing: 0 go on, 1 make all data so far readable, 2 finish; drivers say more.
  *
@@ -3291,12 +3293,12 @@ typedef struct ZutCompressorStats {
   uint32_t bytes_out;
 } ZutCompressorStats;
 
-/* A driver's functions. Create gives the state of a stream, null when it refuses the text. The two
- * that work append to the destination, advance the offset of the source by what they took, and
- * give 1; or they give 0 with an error number: with 4 the destination was too small, nothing was
- * taken or lost, and the call may be repeated with a larger one. A destination's size beyond its
- * capacity, or an offset outside the source, is put back and becomes error 24. Reset gives 0 when
- * it fails. */
+/* A driver's functions. Create returns the state of a stream, null when it refuses the text. The
+ * two that work append to the destination, advance the offset of the source by what they took, and
+ * return 1; or they return 0 with an error number: with 4 the destination was too small, nothing
+ * was taken or lost, and the call may be repeated with a larger one. A destination's size beyond
+ * its capacity, or an offset outside the source, is put back and becomes error 24. Reset returns 0
+ * when it fails. */
 typedef void *(Z_CALL *ZutCompressorCreateFunc)(const char *args);
 typedef int32_t(Z_CALL *ZutCompressorWorkFunc)(void *state, ZutBuf *destination, ZutBuf *source,
                                                int32_t mode);
@@ -3326,7 +3328,7 @@ Z_EXPORT int32_t Z_CALL ZutCompressorUncompress(ZutCompressor *compressor, ZutBu
                                                 ZutBuf *source, int32_t mode);
 /* The driver's statistics. */
 Z_EXPORT int32_t Z_CALL ZutCompressorGetStats(ZutCompressor *compressor, ZutCompressorStats *out);
-/* The name of the compressor in messages; null takes it away. */
+/* The name of the compressor in messages; null for none. */
 Z_EXPORT int32_t Z_CALL ZutCompressorSetIdent(ZutCompressor *compressor, const char *ident);
 /* To the start of a stream. */
 Z_EXPORT int32_t Z_CALL ZutCompressorReset(ZutCompressor *compressor);
