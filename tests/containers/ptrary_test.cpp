@@ -33,10 +33,9 @@ void Z_CALL note(void *, void *callData, ZutWord argument) {
   const auto &data = *static_cast<Data *>(callData);
   auto &text = *reinterpret_cast<std::string *>(argument);
   text += (text.empty() ? "" : ", ") + std::to_string(data.kind);
-  std::vector<ZutWord> numbers = {data.item, data.index};
-  if (data.item2 != 0 || data.index2 != -1)
-    numbers.insert(numbers.end(), {data.item2, data.index2});
-  for (ZutWord number : numbers) text += ' ' + std::to_string(number);
+  for (ZutWord number : {data.item, ZutWord{data.index}}) text += ' ' + std::to_string(number);
+  if (data.item2 == 0 && data.index2 == -1) return;
+  for (ZutWord number : {data.item2, ZutWord{data.index2}}) text += ' ' + std::to_string(number);
 }
 
 void Z_CALL react(void *array, void *data, ZutWord reaction) {
@@ -176,8 +175,8 @@ TEST(PtrAry, SortsWhateverTheFunctionSays) {
   }
 }
 
-// Every change of the array by a callback at every notice. The array is full, so that it moves when
-// something is added.
+// Every change of the array by a callback at every notice. The array grows by one item, so it is
+// always full and moves when something is added.
 TEST(PtrAry, CallbacksMayChangeTheArray) {
   const auto ignore = [](void *, void *, ZutWord) {};
   std::vector<Reaction> reactions = {
@@ -189,8 +188,7 @@ TEST(PtrAry, CallbacksMayChangeTheArray) {
   for (const auto &row : rows) {
     for (const Reaction &reaction : reactions) {
       if (row.notices.empty()) continue;
-      ZutPtrAry *array =
-          make(std::max<int32_t>(1, static_cast<int32_t>(row.items.size())), row.items);
+      ZutPtrAry *array = make(1, row.items);
       bool armed = true;
       Reaction once = [&](ZutPtrAry *a, Data *data) {
         if (std::exchange(armed, false)) reaction(a, data);
@@ -199,9 +197,8 @@ TEST(PtrAry, CallbacksMayChangeTheArray) {
       EXPECT_EQ(row.operation(array), 1);
       EXPECT_FALSE(armed);
       if (&reaction == reactions.data()) continue; // destroyed
-      EXPECT_EQ(ZutPtrAryClear(array, nullptr, 0) +
-                    ZutPtrAryAppendAll(array, three, nullptr, nullptr),
-                2);
+      EXPECT_EQ(ZutPtrAryClear(array, nullptr, 0), 1);
+      EXPECT_EQ(ZutPtrAryAppendAll(array, three, nullptr, nullptr), 1);
       EXPECT_EQ(textOf(array), "789");
       EXPECT_EQ(ZutPtrAryDestroy(array, nullptr, 0), 1);
     }

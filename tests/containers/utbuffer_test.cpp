@@ -128,8 +128,8 @@ TEST(Buffer, NumbersThatDoNotFit) {
     for (int32_t length : {41, -2, INT32_MAX, INT32_MIN})
       EXPECT_ERROR(7, ZutBufAppendBuf(buffer, buffer, length));
     const int32_t ranges[][2] = {{5, 4}, {-1, 3}, {41, -1}, {0, 41}, {0, -2}, {1, INT32_MIN}};
-    for (const auto &[start, end] : ranges) {
-      const int32_t error = start == 5 ? 4 : 7;
+    for (const auto &range : ranges) {
+      const int32_t start = range[0], end = range[1], error = start == 5 ? 4 : 7;
       EXPECT_ERROR(error, ZutBufAppendRange(buffer, buffer, start, end));
       EXPECT_ERROR(error, ZutBufCloneRange(buffer, start, end));
       EXPECT_ERROR(error, ZutBufDeleteRange(buffer, start, end));
@@ -141,8 +141,7 @@ TEST(Buffer, NumbersThatDoNotFit) {
     EXPECT_ERROR(4, ZutBufSetSize(buffer, -1));
     EXPECT_TRUE(buffer->size == 40 && buffer->offset == 0 && buffer->capacity == 40);
     EXPECT_EQ(ZutBufNextAligned(buffer, 5, 1), buffer->data);
-    EXPECT_ERROR(0,
-                 ZutBufNextAligned(buffer, 1, 1 << 30)); // the position is now far beyond the end
+    EXPECT_ERROR(0, ZutBufNextAligned(buffer, 1, 1 << 30)); // the position is now past the end
     EXPECT_NE(ZutBufAppendBuf(buffer, buffer, -1), nullptr);
     EXPECT_EQ(buffer->size, 40);
   }

@@ -11,6 +11,7 @@ namespace {
 
 using Vertices = std::vector<ZutGraphVertex *>;
 
+// The result of a search for one vertex.
 struct Found {
   int32_t distance = Z_GRAPH_INFINITE;
   int32_t perm = 0;
@@ -20,7 +21,7 @@ struct Found {
 };
 using Paths = std::map<ZutGraphVertex *, Found>;
 
-// The definition: a linear scan for the next vertex, as long as one can be chosen.
+// The documented result in its plainest form: a linear scan for each next vertex.
 Paths scan(const Vertices &vertices, ZutGraphVertex *origin, bool weighted) {
   Paths paths;
   paths[origin].distance = 0;
@@ -50,7 +51,7 @@ Paths scan(const Vertices &vertices, ZutGraphVertex *origin, bool weighted) {
   return paths;
 }
 
-// A graph that changes at random, also while it sends notices, and what it consists of by these.
+// A graph that changes at random, also while it sends notices, and its contents by these notices.
 struct Mirror {
   ZutGraph *graph = ZutGraphCreate();
   std::mt19937 random;
@@ -102,7 +103,8 @@ struct Mirror {
       ASSERT_TRUE(ZutGraphEdgeAdd(graph, a, b, 0, weight) || nested || known);
     }
   }
-  // Lists and look-ups say the same as the mirror.
+
+  // Lists and look-ups agree with the mirror.
   void check() {
     Vertices listed;
     size_t count = 0;
@@ -119,6 +121,7 @@ struct Mirror {
     ASSERT_EQ(listed, vertices);
     ASSERT_EQ(count, edges.size());
   }
+
   void compare(bool weighted) {
     ZutGraphVertex *origin = any();
     ZutGraphSetWeightedEdges(graph, weighted);
@@ -222,7 +225,7 @@ TEST_F(Graph, DumpsItself) {
             "\nZutGraphDump: Done.\n*************************************\n\n");
 }
 
-// A star, whose every step would be long if look-ups or removals walked its edges.
+// A star: slow if look-ups or removals walked all edges of a vertex.
 TEST_F(Graph, TakesManyEdgesAtOneVertex) {
   const std::string names(20000, ' ');
   ZutGraphVertex *hub = vertex("hub");
