@@ -73,7 +73,7 @@ TEST(Atomic, LeavesTheLibrarysHandlerInstalled) {
 // the time neither inherits nor keeps the ignoring.
 TEST(Atomic, IgnoresInterruptsUntilTheLastThreadIsOut) {
   const Pipe pipe, started, end;
-  char byte = 0, mark = 0;
+  char byte = 0;
   std::thread command, reader([&] { EXPECT_EQ(ZutReadAtomic(pipe.in, &byte, 1), 1); });
   do ZutFsyncAtomic(0);
   while (installed() != SIG_IGN); // until the reader is inside
@@ -83,6 +83,7 @@ TEST(Atomic, IgnoresInterruptsUntilTheLastThreadIsOut) {
   std::raise(SIGINT);
   EXPECT_EQ(ZutInterruptGet(), 0);
 #ifndef _WIN32 // where commands share the console's interrupts
+  char mark = 0;
   command = std::thread([&] {
     const std::string line = "echo >/dev/fd/" + std::to_string(started.out) + "; read x </dev/fd/" +
                              std::to_string(end.in) + "; kill -INT $$";
