@@ -1,5 +1,6 @@
 // The command interpreter: registry, aliases, control, failures, files, the prompt.
 #include "support/child.h"
+#include "support/errors.h"
 
 #include <algorithm>
 #include <atomic>
@@ -14,11 +15,12 @@
 
 namespace {
 
-std::vector<std::string> calls; // the arguments that the command "note" was run with
+std::string calls;    // the arguments that the command "note" was run with, a blank after each
+std::string failures; // what the failure function was passed, a blank after each call
 
 void Z_CALL note(ZutLexer *lexer) {
   ZutLexAcceptId(lexer);
-  calls.push_back(lexer->id_value);
+  calls += lexer->id_value + std::string(" ");
 }
 
 void Z_CALL parseInside(ZutLexer *lexer) {
@@ -26,15 +28,9 @@ void Z_CALL parseInside(ZutLexer *lexer) {
   ZutCommandParseStr(std::string(lexer->string_value.str).c_str());
 }
 
-std::vector<std::string> told; // what the failure function was told
-
-void Z_CALL tell(const char *file, int32_t line, const char *command) {
-  const std::string place = file ? std::filesystem::path(file).filename().string() : "-";
-  told.push_back(place + ":" + std::to_string(line) + ":" + command);
-}
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
+void Z_CALL noteFailure(const char *file, int32_t line, const char *command) {
+  failures += file ? std::filesystem::path(file).filename().string() : "-";
+  failures += ":" + std::to_string(line) + ":" + command + " ";
 }
 
 int count(const std::string &text, const std::string &part) {
@@ -43,45 +39,41 @@ int count(const std::string &text, const std::string &part) {
   return found;
 }
 
+bool contains(const std::string &text, const std::string &part) { return count(text, part) > 0; }
+
 class Commands : public testing::Test {
 protected:
   void SetUp() override {
     ZutInitThreads();
     ZutOutInit();
-    if (!ZutCommandLookup("note")) {
-      ZutCommandCreate("note", note);
-      ZutCommandCreate("inside", parseInside);
-    }
-    calls.clear();
-    told.clear();
+    ZutCommandCreate("note", note);
+    ZutCommandCreate("inside", parseInside);
+    calls = failures = "";
     ZutCommandSetFailures(0);
-    ZutCommandSetFailureFunc(tell);
+    ZutCommandSetFailureFunc(noteFailure);
   }
-  void TearDown() override { ZutCommandSetFailureFunc(nullptr); }
-
   // What was printed while the text was parsed.
   std::string parse(const std::string &text, int32_t control = 0) {
     ZutCommandParseStrInternal(text.c_str(), control);
     return capture.take();
   }
-  using Calls = std::vector<std::string>;
+  // The arguments of "note" in this text, and what was printed.
+  std::string run(const std::string &text) {
+    calls.clear();
+    const std::string out = parse(text);
+    return calls + out;
+  }
   Capture capture;
 };
 
 TEST_F(Commands, AreRegisteredOnceAndOutliveTheirDestruction) {
-  EXPECT_EQ(ZutCommandCreate("note", note), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 6);
-  EXPECT_EQ(ZutCommandCreate("other", nullptr), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  EXPECT_EQ(ZutCommandLookup("other"), nullptr);
-
+  EXPECT_ERROR(6, ZutCommandCreate("note", note));
   ZutErrNumSet(0);
   ZutCommand *subscribe = ZutCommandCreate("subscribe", note);
   EXPECT_EQ(ZutErrNumGet(), 0) << "success leaves the number alone";
   EXPECT_EQ(ZutCommandLookup("JOIN_DG"), subscribe);
-  EXPECT_EQ(ZutCommandCreate("Join_Dg", note), nullptr);
-  parse("JOIN_DG a; Note b");
-  EXPECT_EQ(calls, (Calls{"a", "b"}));
+  EXPECT_ERROR(6, ZutCommandCreate("Join_Dg", note));
+  EXPECT_EQ(run("JOIN_DG a; Note b"), "a b ");
   EXPECT_EQ(ZutCommandDestroy(subscribe), 1);
   EXPECT_TRUE(contains(parse("join_dg a"), "Unknown command <join_dg>"));
   static char name[] = "last", text[] = "last 17; note never";
@@ -109,8 +101,8 @@ int32_t left;
 TEST_F(Commands, MayBeLeftByAJump) {
   TempDir dir;
   writeFile("leave.cm", "note a; l\n");
-  ZutCommand *leave = ZutCommandCreate("leave", [](ZutLexer *) { longjmp(outside, 1); });
-  ZutCommand *outer = ZutCommandCreate("outer", [](ZutLexer *lexer) {
+  ZutCommandCreate("leave", [](ZutLexer *) { longjmp(outside, 1); });
+  ZutCommandCreate("outer", [](ZutLexer *lexer) {
     if (setjmp(outside) == 0) ZutCommandParseStr("l");
     ZutLexAcceptId(lexer);
   });
@@ -122,99 +114,81 @@ TEST_F(Commands, MayBeLeftByAJump) {
   ZutCommandPrintFeedback("typed");
   EXPECT_FALSE(contains(parse("nosuch; note b"), "typed"));
   parse("outer 17");
-  ZutCommandDestroy(leave); // a report jumps from now on, and the next text is parsed from deeper
-  leave = ZutCommandCreate("leave", [](ZutLexer *) {
+  // A report jumps from now on, and the next text is parsed from deeper.
+  ZutCommandDestroy(ZutCommandLookup("leave"));
+  ZutCommandCreate("leave", [](ZutLexer *) {
     if (left++ == 0) ZutErrReportParamsJmp("leave", 31999, &outside, static_cast<char *>(nullptr));
   });
   left = 0;
   if (setjmp(outside) == 0) ZutCommandParseFile("leave.cm");
   EXPECT_FALSE(contains(parseDeeper("l; nosuch"), "recursive"));
-  EXPECT_EQ(told, (Calls{"-:0:nosuch", "-:0:outer", "-:0:nosuch"}));
-  EXPECT_EQ(calls.size(), 41u);
+  EXPECT_EQ(failures, "-:0:nosuch -:0:outer -:0:nosuch ");
+  EXPECT_EQ(count(calls, "a "), 41);
   EXPECT_TRUE(std::filesystem::remove("leave.cm")) << "Windows keeps an open file";
-  for (ZutCommand *command : {leave, outer}) ZutCommandDestroy(command);
 }
 
 TEST_F(Commands, AnErrorEndsTheTextAndNothingElse) {
-  const std::string out = parse("note a;; note b; nosuch; note c");
-  EXPECT_EQ(calls, (Calls{"a", "b"}));
-  EXPECT_TRUE(contains(out, "Unknown command <nosuch>"));
-  EXPECT_EQ(ZutCommandGetFailures(), 1);
-  for (const char *text : {"note 1; note d", "note; note d", "; \"x\"; note d", "note a b; note d",
-                           "note \"open", "note a /* b", "/* /* */ note d",
-                           "note " /* 64 characters */
-                           "a123456789a123456789a123456789a123456789a123456789a123456789a123"}) {
-    EXPECT_NE(parse(text), "") << text;
-    EXPECT_EQ(calls.back() == "d", false) << text;
+  const struct {
+    std::string text, command, message;
+  } cases[] = {
+      {"nosuch", "nosuch", "Unknown command <nosuch>"},
+      {"note 1", "note", "Error in the command <note>, near <1>"},
+      {"note", "note", "ERROR: Expected: <identifier>"},
+      {"\"x\"", "", "Error near <x>"},
+      {"note a b", "note", "near <b>"},
+      {"note \"open", "note", "Found EOF in string constant"},
+      {"echo /* a", "echo", "Error in the command <echo>, near </*>"},
+      {"/* /* */", "", "Start Of Nested Comment"},
+      {"note " + std::string(64, 'n'), "note", "Identifier Too Long"},
+      {"unalias 17", "unalias", "Usage: unalias NAME"},
+      {"edit //server/file", "edit", "// begins a comment"},
+  };
+  for (const auto &row : cases) {
+    failures.clear();
+    const std::string out = run("note c;; " + row.text + "; note d");
+    EXPECT_TRUE(contains(out, row.message)) << out;
+    EXPECT_TRUE(out.starts_with("c ") && !calls.ends_with("d ")) << out;
+    EXPECT_EQ(failures, "-:0:" + row.command + " ");
   }
-  EXPECT_EQ(ZutCommandGetFailures(), 9);
-  EXPECT_EQ(ZutCommandParseStr(nullptr), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-}
-
-TEST_F(Commands, ASyntaxErrorNamesCommandPlaceAndHelp) {
-  const std::string inside = parse("unalias 17");
-  EXPECT_TRUE(contains(inside, "ERROR: Expected: <identifier>"));
-  EXPECT_TRUE(contains(inside, "Error in the command <unalias>, near <17>"));
-  EXPECT_TRUE(contains(inside, "Usage: unalias NAME"));
+  EXPECT_EQ(ZutCommandGetFailures(), static_cast<int32_t>(std::size(cases)));
   EXPECT_TRUE(
       contains(parse("unalias"), "Error in the command <unalias>: the text ends too early"));
-  EXPECT_TRUE(contains(parse("17"), "Error near <17>"));
-  EXPECT_TRUE(contains(parse("echo /* a"), "Error in the command <echo>, near </*>"));
-  EXPECT_TRUE(contains(parse("edit //server/file"), "// begins a comment"));
-  EXPECT_EQ(told, (Calls{"-:0:unalias", "-:0:unalias", "-:0:", "-:0:echo", "-:0:edit"}));
 }
 
 TEST_F(Commands, AliasesExpandInPlace) {
   parse("alias n note; alias two \"note x; n\"; alias same same; alias p q; alias q p");
-  EXPECT_EQ(parse("n a; n b;n c"), "");
-  EXPECT_EQ(calls, (Calls{"a", "b", "c"}));
-  calls.clear();
-  EXPECT_EQ(parse("two y; two /* c */ z; n w"), "");
-  EXPECT_EQ(calls, (Calls{"x", "y", "x", "z", "w"}));
-  for (const char *text : {"same; note d", "p; note d", "alias r inside \"\\\"r\\\"\""})
-    parse(text);
-  EXPECT_EQ(calls.size(), 5u);
-  EXPECT_TRUE(contains(parse("same"), "Alias <same> is recursive"));
-  EXPECT_TRUE(contains(parse("p"), "Alias <p> is recursive"));
-  // An alias that a command of its own expansion uses is inside it, one behind a separator is not.
+  EXPECT_EQ(run("n a; n b;n c; two y; two /* c */ z; n w"), "a b c x y x z w ");
+  // A use inside the alias's own expansion is recursive, one after a separator is not.
   parse("alias deep inside \"deep\"; alias i inside");
-  EXPECT_TRUE(contains(parse("deep"), "Alias <deep> is recursive"));
-  EXPECT_EQ(parse("i \"i \\\"note v\\\"\"").find("recursive") == std::string::npos, false);
-  EXPECT_EQ(parse("n a; inside \"n u\""), "");
-  EXPECT_EQ(calls.back(), "u");
-  calls.clear();
+  for (const std::string name : {"deep", "same", "p"})
+    EXPECT_TRUE(contains(run(name + "; note d"), "Alias <" + name + "> is recursive"));
+  EXPECT_EQ(calls, "");
+  EXPECT_TRUE(contains(run("i \"i \\\"note v\\\"\""), "recursive"));
+  EXPECT_EQ(run("n a; inside \"n u\""), "a u ");
   parse("alias once \"unalias once; note a\"");
-  EXPECT_EQ(parse("once"), "");
+  EXPECT_EQ(run("once"), "a ");
   EXPECT_TRUE(contains(parse("once"), "Unknown command <once>"));
-  parse("alias turn \"alias turn note b; note a\"; turn; turn");
-  EXPECT_EQ(calls, (Calls{"a", "a", "b"}));
-  calls.clear();
+  EXPECT_EQ(run("alias other \"alias other note b; note a\"; other; other"), "a b ");
   for (int i = 0; i < 40; ++i)
     parse("alias c" + std::to_string(i) + " c" + std::to_string(i + 1) + "; alias c40 note");
-  EXPECT_EQ(parse("c10 a"), "");
   EXPECT_TRUE(contains(parse("c0 a"), "nested more than 32 deep near <c32>"));
-  parse("alias wide \"note b /*" + std::string(600, '*') + "/; c10\"; c10 c; wide d; c10 e");
-  EXPECT_EQ(calls, (Calls{"a", "c", "b", "d", "e"}));
+  parse("alias wide \"note b /*" + std::string(600, '*') + "/; c10\"");
+  EXPECT_EQ(run("c10 c; wide d; c10 e"), "c b d e ");
 }
 
 TEST_F(Commands, TextsFromOutsideRunWhatTheOptionLists) {
   parse("setopt enable_control_msgs NOTE");
   parse("note a; NOTE b", 1);
-  EXPECT_EQ(calls, (Calls{"a", "b"}));
-  EXPECT_TRUE(contains(parse("inside \"note c\"", 1), "does not list the command"));
+  EXPECT_TRUE(contains(parse("inside \"note x\"", 1), "does not list the command"));
   EXPECT_TRUE(contains(parse("ls", 1), "refused: <sh dir>"));
-  parse("alias n note; alias s \"n c; sh exit 3\"");
+  parse("alias s \"note c; sh exit 3\"");
   EXPECT_TRUE(contains(parse("s", 1), "refused"));
-  EXPECT_EQ(calls.back(), "c");
-  parse("setopt enable_control_msgs _all; inside \"note d\"");
-  parse("inside \"note e\"", 1);
-  EXPECT_EQ(calls.back(), "e");
+  parse("setopt enable_control_msgs _all");
+  parse("inside \"note d\"", 1);
   parse("unsetopt enable_control_msgs");
-  EXPECT_TRUE(contains(parse("note f", 1), "Control messages are disabled"));
-  ZutCommandParseTypedStrInternal("note g", 1);
-  EXPECT_EQ(calls.back(), "g");
-  parse("setopt enable_control_msgs echo, quit");
+  EXPECT_TRUE(contains(parse("note x", 1), "Control messages are disabled"));
+  ZutCommandParseTypedStrInternal("note e", 1);
+  EXPECT_EQ(calls, "a b c d e ");
 }
 
 TEST_F(Commands, FeedbackFollowsTheModeAndTheTyping) {
@@ -224,8 +198,8 @@ TEST_F(Commands, FeedbackFollowsTheModeAndTheTyping) {
   };
   EXPECT_TRUE(shows("alias n note"));
   EXPECT_FALSE(shows("inside \"alias n note\""));
-  EXPECT_TRUE(shows("nosuch; 1") || shows("alias n note"));
-  EXPECT_FALSE(contains(parse("alias n note"), "installed"));
+  EXPECT_TRUE(shows("nosuch; 1") || shows("alias n note")) << "after an error";
+  EXPECT_EQ(parse("alias n note"), "");
   parse("setopt command_feedback always");
   EXPECT_TRUE(contains(parse("alias n note"), "installed"));
   parse("setopt command_feedback never");
@@ -233,32 +207,35 @@ TEST_F(Commands, FeedbackFollowsTheModeAndTheTyping) {
   parse("setopt command_feedback interactive");
 }
 
-TEST_F(Commands, FilesTellTheirFailuresThroughNestedSources) {
+TEST_F(Commands, FilesReportTheirFailuresThroughNestedSources) {
   TempDir dir;
   writeFile("in ner.cm", "note a\n\nnosuch\r\nunalias gone\nnote b");
   writeFile("outer.cm", "// first\nsource \"in ner.cm\"\nsetopt nosuch 1\nnote c; 17\n");
-  parse("alias src source");
+  writeFile("a.cm", "note d");
   EXPECT_EQ(ZutCommandParseFile("outer.cm"), 1);
-  EXPECT_EQ(calls, (Calls{"a", "b", "c"}));
-  EXPECT_EQ(told, (Calls{"in ner.cm:3:nosuch", "in ner.cm:4:unalias", "outer.cm:3:setopt",
-                         "outer.cm:4:"}));
+  parse("alias src source; src a.cm; source missing.cm; note e");
+  EXPECT_EQ(calls, "a b c d e ");
+  EXPECT_EQ(failures, "in ner.cm:3:nosuch in ner.cm:4:unalias outer.cm:3:setopt outer.cm:4: "
+                      "-:0:source ");
   const char *file = "";
   int32_t line = 7;
   EXPECT_EQ(ZutCommandGetPosition(&file, &line), 0);
   EXPECT_EQ(file, nullptr);
-  told.clear();
-  writeFile("a.cm", "note d");
-  parse("src a.cm; source missing.cm; note e");
-  EXPECT_EQ(calls, (Calls{"a", "b", "c", "d", "e"}));
-  EXPECT_EQ(told, (Calls{"-:0:source"}));
-  capture.take();
   writeFile("self.cm", "note f\nsource self.cm\nnote g\n");
   ZutCommandParseFile("self.cm");
   EXPECT_EQ(count(capture.take(), "nested more than 32 deep near <self.cm>"), 1);
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "g"), 32);
+  EXPECT_EQ(count(calls, "g "), 32);
+  ZutCommandSetStopAtFailure(1);
+  EXPECT_EQ(run("note h"), "") << "after a failure";
+  ZutCommandSetFailures(0);
+  writeFile("stop.cm", "note h\nnosuch\nnote i\n");
+  EXPECT_TRUE(run("source stop.cm; note i").starts_with("h ") && calls == "h ");
+  EXPECT_ERROR(7, ZutCommandSetStopAtFailure(2));
+  ZutCommandSetStopAtFailure(0);
+  EXPECT_EQ(run("note j"), "j ");
 }
 
-TEST_F(Commands, BadFilesAreToldAndNotRun) {
+TEST_F(Commands, BadFilesAreReportedAndNotRun) {
   TempDir dir;
   const std::string full(4087, 'x'); // with what stands before it 4096 characters
   writeFile("long.cm", "\xEF\xBB\xBFnote /*" + std::string(4084, 'x') + "*/ a\r\nnote b //" + full +
@@ -266,135 +243,103 @@ TEST_F(Commands, BadFilesAreToldAndNotRun) {
   writeFile("zero.cm", std::string("note d\nnote e\0f\nnote g\n", 23));
   std::filesystem::create_directory("dir.cm");
   ZutCommandParseFile("long.cm");
-  EXPECT_EQ(calls, (Calls{"a", "c"}));
   const std::string out = capture.take();
   EXPECT_EQ(count(out, "is longer than 4095 characters"), 1);
   EXPECT_TRUE(contains(out, "long.cm: line 2 "));
   EXPECT_EQ(ZutCommandParseFile("zero.cm"), 0);
   EXPECT_TRUE(contains(capture.take(), "<zero.cm> is not a text file: line 2"));
-  EXPECT_EQ(calls, (Calls{"a", "c", "d"}));
-  for (const char *name : {"dir.cm", "/dev/zero"}) { // elsewhere the latter does not exist
+  EXPECT_EQ(calls, "a c d ");
+  for (const char *name : {"dir.cm", "/dev/zero", "none.cm"}) { // elsewhere no /dev/zero
     EXPECT_EQ(ZutCommandParseFile(name), 0);
     EXPECT_TRUE(contains(capture.take(), name));
   }
-  EXPECT_EQ(ZutCommandParseFile("none.cm"), 0);
-  EXPECT_TRUE(contains(capture.take(), "Cannot open the command file <none.cm>"));
   EXPECT_EQ(ZutCommandGetFailures(), 5);
-}
-
-TEST_F(Commands, StopsAtAFailureWhenAsked) {
-  TempDir dir;
-  writeFile("a.cm", "note a\nnosuch\nnote b\n");
-  ZutCommandSetStopAtFailure(1);
-  parse("source a.cm; note c");
-  parse("note d");
-  EXPECT_EQ(calls, (Calls{"a"}));
-  ZutCommandSetFailures(0);
-  parse("note e; nosuch");
-  ZutCommandSetStopAtFailure(0);
-  parse("note f");
-  EXPECT_EQ(calls, (Calls{"a", "e", "f"}));
 }
 
 TEST_F(Commands, StartupFilesAreFoundInTheirOrder) {
   TempDir dir;
   const std::string base = dir.path().string();
-  for (const char *name : {"home", "data", "data/standard"})
-    std::filesystem::create_directory(name);
+  for (const char *name : {"home", "data/standard"}) std::filesystem::create_directories(name);
+  for (const char *name : {"data/standard/two.cm", "home/two.cmd"}) writeFile(name, "note no");
   writeFile("data/standard/app.cmd", "note data");
-  writeFile("data/standard/two.cm", "note no");
   writeFile("home/two.cm", "note home");
-  writeFile("home/two.cmd", "note no");
   writeFile("app.cm", "note given");
   writeFile("late.cmd", "note late");
   ZutPutenv(("HOME=" + base + "/home").c_str());
   ZutPutenv(("VNHOME=" + base + "/data").c_str());
   EXPECT_EQ(ZutCommandParseStdInternal("app", 0, "app.cmd", "two", "late.cm"), 1);
-  EXPECT_EQ(calls, (Calls{"data", "home", "given"}));
+  EXPECT_EQ(calls, "data home given ");
   const std::string out = capture.take();
   EXPECT_EQ(count(out, " is ignored: "), 3);
   EXPECT_EQ(count(out, "app.cm> was read"), 2) << "the first name of the pair, read or not";
   EXPECT_TRUE(contains(out, "<late.cmd> is ignored: <app.cm> was read"));
   EXPECT_EQ(ZutCommandParseStd("app", 0, "late.cm"), 1);
-  EXPECT_EQ(calls.back(), "late");
   ZutPutenv(("HOME=" + base).c_str());
-  calls.clear();
   EXPECT_EQ(ZutCommandParseStd("app", 0, "app.cm"), 1);
-  EXPECT_EQ(calls, (Calls{"data", "given", "given"})) << "kept";
+  EXPECT_EQ(calls, "data home given data late data given given ") << "the last one twice: kept";
   std::filesystem::remove("app.cm");
   EXPECT_EQ(ZutCommandParseStd("app", 0, "APP.CM"), 1) << "the base's own name may be missing";
   EXPECT_EQ(ZutCommandParseStd2("app", 0, "none", 0), 1);
   capture.take();
   EXPECT_EQ(ZutCommandParseStd("app", 1, "none"), 0);
   EXPECT_TRUE(contains(capture.take(), "The command file <none> does not exist"));
-  EXPECT_EQ(ZutCommandParseStd("app", 2, "none"), 0);
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  EXPECT_EQ(ZutCommandParseStd(nullptr, 0, "none"), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
+  EXPECT_ERROR(7, ZutCommandParseStd("app", 2, "none"));
   ZutPutenv("VNHOME=");
 }
 
 // Every error leaves by a jump; what the parse held must be gone and no lock kept.
 TEST_F(Commands, ManyErrorsLeaveNothingBehind) {
-  parse("alias bad \"unalias 1\"");
-  ZutCommand *locking = ZutCommandCreate("locking", [](ZutLexer *lexer) {
+  ZutCommandCreate("locking", [](ZutLexer *lexer) {
     ZutProcessMutexLock();
     ZutLexAcceptId(lexer);
   });
   for (int i = 0; i < 10000; ++i) {
     ZutCommandParseStr("note a; 17");
     ZutCommandParseStr("inside \"note b; nosuch\"; \"open");
-    if (i % 100 != 0) continue;
-    for (const char *text : {"bad", "alias x \"a\" b \"c", "locking 1"}) parse(text);
+    if (i % 100 == 0) parse("alias bad \"unalias 1\"; bad"), parse("alias x \"a\" b \"c");
   }
-  std::thread other([] { ZutCommandParseStr("alias y note"); });
-  other.join();
-  ZutCommandDestroy(locking);
+  parse("locking 1");
 }
 
 TEST_F(Commands, ThreadsParseSideBySide) {
   ZutCommandSetFailureFunc(nullptr);
-  parse("alias t note2");
   static std::atomic<int> runs;
-  runs = 0;
-  ZutCommand *command = ZutCommandCreate("note2", [](ZutLexer *lexer) {
+  ZutCommandCreate("note2", [](ZutLexer *lexer) {
     ZutLexAcceptId(lexer);
     ++runs;
   });
+  parse("alias t note2");
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([t] {
+      const std::string own = "own" + std::to_string(t);
       for (int i = 0; i < 300; ++i) {
         ZutCommandParseStr("t a; t b");
         ZutCommandParseStr(t % 2 ? "alias u t; u c" : "alias u t; unalias u; 1");
         ZutCommandRecordString("line");
-        static const char *const own[] = {"own0", "own1", "own2", "own3"};
-        ZutCommandDestroy(ZutCommandCreate(own[t], note));
+        ZutCommandDestroy(ZutCommandCreate(own.c_str(), note));
       }
     });
   }
   for (std::thread &thread : threads) thread.join();
   EXPECT_GE(runs, 2400);
   EXPECT_EQ(ZutCommandGetFailures(), 0) << "failures are counted per thread";
-  ZutCommandDestroy(command);
 }
 
-// In a process of its own: any command may end up hidden behind an alias.
+// In a process of its own: an alias may hide any command afterwards.
 CHILD(noise) {
   ZutInitThreads();
   ZutOutInit();
   Capture capture;
-  ZutCommandCreate("note", note);
   ZutCommandCreate("inside", parseInside);
   std::istringstream words("setopt unsetopt setnopt createopt alias unalias echo help helpopt "
                            "history stats _debug_on _debug_off _set_time _set_frame_count _alarm "
-                           "note inside n m x trace_level prompt server_names verbose subjects "
+                           "inside n m x trace_level prompt server_names verbose subjects "
                            "never unknown true string enum protect ; ; ; , . - $ $HOME \" /* */ // "
                            "(* 1 1e30 0.5 ? n?x? ' { \\ \xff \x01");
   std::vector<std::string> pieces(std::istream_iterator<std::string>(words), {});
-  for (const char *piece : {"\"a b\"", "\"a\\\"", "\n"}) pieces.push_back(piece);
-  pieces.push_back(std::string(70, 'k'));
-  pieces.push_back(std::string(300, '7'));
+  pieces.insert(pieces.end(),
+                {"\"a b\"", "\"a\\\"", "\n", std::string(70, 'k'), std::string(300, '7')});
   std::mt19937 random(4711);
   ZutCommandParseStr("alias n m; alias m \"n; x\"; alias x alias");
   for (int i = 0; i < 10000; ++i) {
@@ -402,7 +347,6 @@ CHILD(noise) {
     for (unsigned words = random() % 12; words > 0; --words)
       text += pieces[random() % pieces.size()] + (random() % 3 ? " " : "");
     ZutCommandParseStrInternal(text.c_str(), random() % 4 == 0);
-    if (i % 100 == 0) capture.take();
   }
   ZutCommandCreate("alive", [](ZutLexer *) { std::exit(5); });
   ZutCommandParseStr("alive");
@@ -410,7 +354,7 @@ CHILD(noise) {
 
 TEST(Noise, DoesNoHarm) { EXPECT_EQ(runChild("noise").code, 5); }
 
-// --- The prompt, in processes of its own ---
+// --- The prompt: children, whose standard input is a file ---
 
 CHILD(loop) {
   ZutOutInit();
@@ -427,41 +371,32 @@ TEST(Prompt, RecallsLinesOfItsHistory) {
                "\xEF\xBB\xBF!!\n  \nnote one\nNOTE two\n!!\n!note o\n!nosuch\nhistory 3\n" +
                    std::string(5000, ' ') + "note three\n" + "note last");
   EXPECT_EQ(result.code, 10);
-  EXPECT_TRUE(contains(result.out, "Type 'help' for help.\n"));
-  EXPECT_TRUE(contains(result.out, "The history is empty"));
-  EXPECT_EQ(count(result.out, "<two>"), 2);
-  EXPECT_EQ(count(result.out, "<one>"), 2);
-  EXPECT_TRUE(contains(result.out, "<!nosuch>"));
-  EXPECT_TRUE(contains(result.out, "   3: NOTE two\n   4: note one\n   5: history 3\n"));
+  for (const char *part :
+       {"Type 'help' for help.\n", "The history is empty", "<!nosuch>", "<last>",
+        "   3: NOTE two\n   4: note one\n   5: history 3\n", "standard input: line 9 is longer"})
+    EXPECT_TRUE(contains(result.out, part)) << part;
+  EXPECT_EQ(count(result.out, "<two>") + count(result.out, "<one>"), 4);
   EXPECT_FALSE(contains(result.out, "three"));
-  EXPECT_TRUE(contains(result.out, "standard input: line 9 is longer"));
-  EXPECT_TRUE(contains(result.out, "<last>"));
   EXPECT_FALSE(contains(result.out, "> ")) << "no prompt for a pipe";
 }
 
-CHILD(unreadable) {
-  close(0);
+TEST(Prompt, ReportsAnInputThatCannotBeRead) {
   ZutOutInit();
-  std::exit(ZutCommandMainLoop() + 10);
-}
-
-TEST(Prompt, TellsOfAnInputThatCannotBeRead) {
-  const Result result = runChild("unreadable");
-  EXPECT_EQ(result.code, 10);
-  EXPECT_TRUE(contains(result.out, "<standard input> is not a text file: line 1 cannot be read"));
+  Capture capture;
+  close(0);
+  EXPECT_EQ(ZutCommandMainLoop(), 0);
+  EXPECT_TRUE(contains(capture.take(), "<standard input> is not a text file: line 1 cannot be"));
 }
 
 CHILD(ask) {
-  int32_t answer = 0;
-  while ((answer = ZutCommandGetYesOrNo("Sure? ")) >= 0 && !std::feof(stdin))
-    std::printf("=%d\n", static_cast<int>(answer));
+  while (!std::feof(stdin)) std::printf("=%d\n", static_cast<int>(ZutCommandGetYesOrNo("Sure? ")));
 }
 
 TEST(Prompt, AsksUntilTheAnswerIsClear) {
   const Result result =
       runChild("ask", {}, "yes\nn\nYES\n17\nmaybe\ny\n\"open\n" + std::string(400, 'y') + "\nno\n");
   EXPECT_EQ(count(result.out, "=1"), 2);
-  EXPECT_EQ(count(result.out, "=0"), 3);
+  EXPECT_EQ(count(result.out, "=0"), 4);
   EXPECT_EQ(count(result.out, "Please enter yes or no.\n"), 4);
 }
 
