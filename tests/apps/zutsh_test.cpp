@@ -13,25 +13,16 @@ class Shell : public testing::Test {
 protected:
   Result run(const std::vector<std::string> &arguments, const std::string &input = "",
              Environment more = {}) {
-    more.emplace_back("HOME", dir.path().string());
+    more.insert(more.begin(), {"HOME", dir.path().string()});
     more.emplace_back("VNTIMESTAMPOUTPUTSUPPRESS", "1");
     return runProgram("zutsh", arguments, more, input);
   }
   TempDir dir;
 };
 
-TEST_F(Shell, RunsTextsAsTyped) {
-  const Result set = run({"-c", "setopt trace_level info"});
-  EXPECT_EQ(set.out, "Option trace_level set to info.\n");
-  EXPECT_EQ(set.err, "");
-  EXPECT_EQ(set.code, 0);
-  EXPECT_TRUE(fs::is_empty(dir.path())) << "no debug file";
-}
-
-TEST_F(Shell, TellsFailuresByItsExitCode) {
+TEST_F(Shell, FailuresDecideItsExitCode) {
   const Result piped = run({"-n"}, "nosuch\necho on\n");
-  EXPECT_TRUE(contains(piped.out, "Unknown command <nosuch>."));
-  EXPECT_TRUE(contains(piped.out, "on\n"));
+  EXPECT_TRUE(contains(piped.out, "Unknown command <nosuch>.") && contains(piped.out, "on\n"));
   EXPECT_EQ(piped.code, 1);
   EXPECT_EQ(run({"-n"}, "nosuch\nquit force\n").code, 1);
   EXPECT_EQ(run({"-n"}, "quit force\nnosuch\n").code, 0);
@@ -64,23 +55,22 @@ TEST_F(Shell, NamesFileAndLineOfFailures) {
 }
 
 TEST_F(Shell, RunsJobsInOrderAndStaysWhenAsked) {
+  writeFile("zutsh.cm", "alias one echo one\n");
   writeFile("a.cm", "echo file\n");
-  EXPECT_EQ(run({"-n", "-c", "echo one", "-f", "a.cm", "-c", "echo two"}, "echo no\n").out,
+  const Environment elsewhere = {{"HOME", (dir.path() / "none").string()}};
+  EXPECT_EQ(run({"-c", "one", "-f", "a.cm", "-c", "echo two"}, "echo no\n", elsewhere).out,
             "one\nfile\ntwo\n");
+  EXPECT_EQ(run({"-nc", "one"}).code, 1) << "without the start-up files";
   EXPECT_EQ(run({"-in", "-c", "echo one"}, "echo two\n").out, "one\nType 'help' for help.\ntwo\n");
 }
 
-TEST_F(Shell, ReadsItsStartupFilesUnlessTold) {
-  writeFile("zutsh.cm", "alias hi echo there\n");
-  const fs::path home = dir.path() / "home";
-  fs::create_directory(home);
-  const Environment elsewhere = {{"HOME", home.string()}};
-  EXPECT_EQ(runProgram("zutsh", {"-c", "hi"}, elsewhere).out, "there\n");
-  EXPECT_EQ(runProgram("zutsh", {"-nc", "hi"}, elsewhere).code, 1);
+TEST_F(Shell, WritesADebugFileWhenAsked) {
+  const Result set = run({"-c", "setopt trace_level info"});
+  EXPECT_EQ(set.out + set.err, "Option trace_level set to info.\n");
+  EXPECT_TRUE(fs::is_empty(dir.path())) << "no debug file";
   EXPECT_EQ(run({"-d", "mine.dbg", "-c", ""}).code, 0);
-  EXPECT_TRUE(fs::exists("mine.dbg"));
   EXPECT_EQ(run({"-c", "_debug_set other.dbg"}).out, "Debugging file set to other.dbg\n");
-  EXPECT_TRUE(fs::exists("other.dbg"));
+  EXPECT_TRUE(fs::exists("mine.dbg") && fs::exists("other.dbg"));
 }
 
 TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
@@ -104,17 +94,17 @@ TEST_F(Shell, SaysWhatIsWrongWithItsSurroundings) {
   EXPECT_EQ(changed.out.find("Corrupt"), changed.out.rfind("Corrupt")) << "read once";
 }
 
-// With all options made and the catalog loaded. Where the system tells; sanitizers need more.
+// With all options made and the catalog loaded.
 TEST_F(Shell, StaysBelowEightMegabytes) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a sanitizer's own memory counts";
 #endif
-  const bool told = fs::path::preferred_separator == '/' && fs::exists("/proc/self/status");
-  if (!told) GTEST_SKIP() << "the system does not tell";
-  const Result result = run({"-n", "-c", "sh grep VmHWM: /proc/$PPID/status"});
-  const size_t place = result.out.rfind("VmHWM:"); // behind the echo of the command
-  ASSERT_NE(place, std::string::npos) << result.out;
-  EXPECT_LT(std::stol(result.out.substr(place + 6)), 8 * 1024) << "kB";
+  if (fs::path::preferred_separator != '/' || !fs::exists("/proc/self/status"))
+    GTEST_SKIP() << "the system does not show it";
+  const std::string out = run({"-n", "-c", "sh grep VmHWM: /proc/$PPID/status"}).out;
+  const size_t place = out.rfind("VmHWM:"); // after the echo of the command
+  ASSERT_NE(place, std::string::npos) << out;
+  EXPECT_LT(std::stol(out.substr(place + 6)), 8 * 1024) << "kB";
 }
 
 } // namespace

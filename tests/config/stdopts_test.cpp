@@ -1,5 +1,6 @@
 // The standard options: defaults, environment, checks, callbacks.
 #include "support/child.h"
+#include "support/errors.h"
 
 namespace fs = std::filesystem;
 
@@ -10,52 +11,29 @@ std::string valueOf(const char *name) {
   return option ? ZutOptionValToStr(option) : "(none)";
 }
 
-struct Values {
-  const char *name;
-  const char *expected;
-};
-
 // Runs in a process whose environment is set, and which has stopped at a failure.
-void printValues() {
+CHILD(values) {
   ZutInit("stdopts");
   ZutCommandSetStopAtFailure(1);
   ZutCommandFailed();
   for (const char *name : {"default_protocols", "_conn_init_timeout", "_socket_linger",
                            "_socket_linger_time", "_socket_tcp_keepalive", "_socket_tcp_nodelay",
-                           "group_names", "monitor_ident", "verbose", "project"})
+                           "group_names", "monitor_ident", "verbose", "project", "unique_subject"})
     std::printf("%s %s\n", name, valueOf(name).c_str());
-  std::printf("%s\n", valueOf("unique_subject").c_str());
   std::exit(ZutCommandGetFailures());
-}
-
-CHILD(values) { printValues(); }
-
-TEST(StandardOptions, StartWithTheirDefaults) {
-  const Values rows[] = {{"socket_connect_timeout", "5"},
-                         {"time_format", "UNKNOWN"},
-                         {"trace_level", "UNKNOWN"},
-                         {"trace_file", "\"stdout\""},
-                         {"enable_control_msgs", "echo, quit"},
-                         {"cache_group_names", "\"/cache_group\""},
-                         {"cache_lb_mode", "Z_IPC_LB_ROUND_ROBIN"},
-                         {"compression_args", "\"\""},
-                         {"compression_name", "\"zlib\""},
-                         {"_conn_write_scaling", "0.5"},
-                         {"monitor_scope", "\"/*\""},
-                         {"real_number_format", "\"%g\""},
-                         {"srv_client_names_min_msgs", "FALSE"},
-                         {"subjects", "UNKNOWN"}};
-  for (const Values &row : rows) EXPECT_EQ(valueOf(row.name), row.expected) << row.name;
-  int32_t flag = 0;
-  ZutOptionGetProtected(ZutOptionLookup("proxy_password"), &flag);
-  EXPECT_EQ(flag, 1);
-  ZutOptionGetRequired(ZutOptionLookup("time_format"), &flag);
-  EXPECT_EQ(flag, 1);
 }
 
 // Required options have a value, time_format and trace_level excepted, and all values are ones
 // that their own checks admit.
 TEST(StandardOptions, DefaultsPassTheirOwnChecks) {
+  for (const auto &[name, value] : Environment{{"time_format", "UNKNOWN"},
+                                               {"trace_file", "\"stdout\""},
+                                               {"enable_control_msgs", "echo, quit"},
+                                               {"cache_lb_mode", "Z_IPC_LB_ROUND_ROBIN"},
+                                               {"compression_args", "\"\""},
+                                               {"_conn_write_scaling", "0.5"},
+                                               {"srv_client_names_min_msgs", "FALSE"}})
+    EXPECT_EQ(valueOf(name.c_str()), value) << name;
   int32_t count = 0;
   ZutOption **options = ZutOptionSort(&count);
   for (int32_t i = 0; i < count; ++i) {
@@ -69,38 +47,36 @@ TEST(StandardOptions, DefaultsPassTheirOwnChecks) {
     const std::string set = "setopt " + name + " " + ZutOptionValToStr(options[i]);
     ZutCommandParseStr(set.c_str());
     EXPECT_EQ(ZutCommandGetFailures(), 0) << set;
-    ZutCommandSetFailures(0);
   }
   ZutFree(options);
+  int32_t guarded = 0;
+  ZutOptionGetProtected(ZutOptionLookup("proxy_password"), &guarded);
+  EXPECT_EQ(guarded, 1);
 }
 
 TEST(StandardOptions, ChecksRefuseWithAMessage) {
   ZutOutInit();
   Capture capture;
-  struct Check {
+  const struct {
     const char *name, *good, *bad, *message;
-  };
-  const Check rows[] = {
-      {"default_class_name", "pump_7", "7 pumps", "must be an identifier: <7 pumps>"},
-      {"default_attr_name", "a", "", "must be an identifier: <>"},
-      {"default_subject_prefix", "/plant", "plant", "must begin with a slash: <plant>"},
-      {"default_subject_prefix", "/plant", "/pl*nt", "must not contain * or ...: </pl*nt>"},
-      {"monitor_scope", "/a/...", "a/*", "must begin with a slash"},
-      {"monitor_scope", "/*", "/a..b", "must contain * or ...: </a..b>"},
-      {"unique_subject", "_me..", "_m...e", "must not contain"},
-      {"real_number_format", "%8.3f", "%d", "Wrong conversion character <d>"}};
-  for (const Check &row : rows) {
+  } rows[] = {{"default_class_name", "pump_7", "7 pumps", "must be an identifier: <7 pumps>"},
+              {"default_attr_name", "a", "", "must be an identifier: <>"},
+              {"default_subject_prefix", "/plant", "plant", "must begin with a slash: <plant>"},
+              {"default_subject_prefix", "/plant", "/p*t", "must not contain * or ...: </p*t>"},
+              {"monitor_scope", "/a/...", "a/*", "must begin with a slash"},
+              {"monitor_scope", "/*", "/a..b", "must contain * or ...: </a..b>"},
+              {"unique_subject", "_me..", "_m...e", "must not contain"},
+              {"real_number_format", "%8.3f", "%d", "Wrong conversion character <d>"}};
+  for (const auto &row : rows) {
     ZutOption *option = ZutOptionLookup(row.name);
     EXPECT_EQ(ZutOptionSetStr(option, row.good), 1) << row.name;
-    const std::string kept = valueOf(row.name);
-    EXPECT_EQ(ZutOptionSetStr(option, row.bad), 0) << row.name;
-    EXPECT_EQ(ZutErrNumGet(), 7);
+    EXPECT_ERROR(7, ZutOptionSetStr(option, row.bad)) << row.name;
     EXPECT_NE(capture.take().find(row.message), std::string::npos) << row.message;
-    EXPECT_EQ(valueOf(row.name), kept);
+    EXPECT_EQ(valueOf(row.name), '"' + std::string(row.good) + '"');
   }
   EXPECT_EQ(ZutOptionSetUnknown(ZutOptionLookup("default_subject_prefix")), 1);
-  EXPECT_EQ(ZutOptionSetNum(ZutOptionLookup("default_msg_priority"), 32768.0), 0);
-  EXPECT_EQ(ZutOptionSetNum(ZutOptionLookup("frame_interval"), -0.5), 0);
+  EXPECT_ERROR(7, ZutOptionSetNum(ZutOptionLookup("default_msg_priority"), 32768.0));
+  EXPECT_ERROR(4, ZutOptionSetNum(ZutOptionLookup("frame_interval"), -0.5));
   ZutOptionSetStr(ZutOptionLookup("real_number_format"), "%g");
 }
 
@@ -152,7 +128,7 @@ TEST(StandardOptions, TheEnvironmentOverridesDefaults) {
             "default_protocols tcp\n_conn_init_timeout 30\n_socket_linger TRUE\n"
             "_socket_linger_time 10\n_socket_tcp_keepalive UNKNOWN\n_socket_tcp_nodelay TRUE\n"
             "group_names \"vantrel\"\nmonitor_ident \"stdopts\"\nverbose FALSE\nproject vantrel\n"
-            "\"_host.domain.org");
+            "unique_subject \"_host.domain.org");
   Environment set = plain;
   set[0].second = (dir.path() / "data").string();
   for (const auto &[name, value] :
@@ -165,13 +141,11 @@ TEST(StandardOptions, TheEnvironmentOverridesDefaults) {
                    {"VN_FORCE_SHORT_NODE_NAME", "1"}})
     set.emplace_back(name, value);
   result = runChild("values", set);
-  ZutCommandSetStopAtFailure(1);
-  ZutCommandFailed();
-  EXPECT_EQ(
-      result.out.substr(0, result.out.rfind('_')),
-      "default_protocols local, tcp\n_conn_init_timeout 2.5\n_socket_linger UNKNOWN\n"
-      "_socket_linger_time 7\n_socket_tcp_keepalive TRUE\n_socket_tcp_nodelay FALSE\n"
-      "group_names \"c\"\nmonitor_ident \"stdopts\"\nverbose \"x\"\nproject vantrel\n\"_host");
+  EXPECT_EQ(result.out.substr(0, result.out.rfind('_')),
+            "default_protocols local, tcp\n_conn_init_timeout 2.5\n_socket_linger UNKNOWN\n"
+            "_socket_linger_time 7\n_socket_tcp_keepalive TRUE\n_socket_tcp_nodelay FALSE\n"
+            "group_names \"c\"\nmonitor_ident \"stdopts\"\nverbose \"x\"\nproject "
+            "vantrel\nunique_subject \"_host");
 }
 
 } // namespace
