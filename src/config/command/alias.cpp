@@ -5,6 +5,7 @@
 // record, which may be changed or removed meanwhile: the parse knows it by name.
 #include "config/command/alias.h"
 
+#include "base/check.h"
 #include "base/fastlock.h"
 #include "base/memory.h"
 #include "base/text.h"
@@ -25,11 +26,13 @@ ZutHashTable *table;
 ZutWord keyOf(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 Alias *find(const char *name) {
+  utCheck(table && utFastDepth(lock) > 0);
   const ZutHashBucket *bucket = utHashFind(table, keyOf(name));
   return bucket ? reinterpret_cast<Alias *>(bucket->value) : nullptr;
 }
 
 void destroy(Alias &alias) {
+  utCheck(alias.name && alias.value);
   Z_FREE(alias.name, "(alias_ptr->name)");
   Z_FREE(alias.value, "(alias_ptr->value)");
   Z_FREE(&alias, "alias");
@@ -51,6 +54,7 @@ Alias *snapshot(int32_t &count) {
   Alias *copies = utNewArray<Alias>(count + 1, "aliases");
   Alias *next = copies;
   ZutHashTraverse(table, collect, reinterpret_cast<ZutWord>(&next));
+  utCheck(next == copies + count);
   std::sort(copies, next,
             [](const Alias &a, const Alias &b) { return std::strcmp(a.name, b.name) < 0; });
   return copies;

@@ -4,6 +4,7 @@
 // that must outlive the reading of arguments are the parse's scratch.
 #include "config/command/builtins.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -29,7 +30,8 @@ char *scratchCopy(std::string_view text) {
 // space or a comment. One string alone is taken out of its quotes. May jump.
 const char *acceptRest(Lexer &lex) {
   const char *quoted = lex.token == Z_LEX_STRING ? scratchCopy(lex.text) : nullptr;
-  char *text = utCommandScratch(std::strlen(utLexRest(lex)) + 1);
+  const size_t size = std::strlen(utLexRest(lex)) + 1;
+  char *text = utCommandScratch(size);
   char *end = text;
   int32_t tokens = 0;
   for (; !utLexAtEnd(lex); ++tokens) {
@@ -37,6 +39,7 @@ const char *acceptRest(Lexer &lex) {
     end = std::copy(utLexRest(lex), utLexCursor(lex), end);
     utLexNext(lex);
   }
+  utCheck(static_cast<size_t>(end - text) < size);
   return quoted && tokens == 1 ? quoted : text;
 }
 

@@ -5,6 +5,7 @@
 // guards it. The chain of sources and the count of failures are the thread's own and need no lock.
 #include "config/command/command.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -43,6 +44,8 @@ const char *presentName(const char *name) {
 
 // Under the process mutex.
 ZutCommand *findRegistered(const char *name) {
+  utCheck(registry);
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   const ZutHashBucket *bucket = utHashFind(registry, keyOf(name));
   return bucket ? reinterpret_cast<ZutCommand *>(bucket->value) : nullptr;
 }
@@ -51,6 +54,7 @@ ZutCommand *find(const char *name) { return findRegistered(presentName(name)); }
 
 // Under the process mutex; the name is free.
 ZutCommand *add(const char *name, ZutCommandFunc function, int32_t hidden) {
+  utCheck(!findRegistered(name));
   ZutCommand *command = utNew<ZutCommand>("command");
   *command = {name, function, hidden};
   ZutHashInsert(registry, keyOf(name), reinterpret_cast<ZutWord>(command));
@@ -75,6 +79,7 @@ void utCommandInit() {
   if (ready.load(std::memory_order_acquire)) return;
   const ProcessGuard guard;
   if (ready.load(std::memory_order_relaxed)) return;
+  utCheck(!registry);
   registry = ZutHashCreateStr(32);
   for (const BuiltIn &row : utBuiltIns()) add(row.name, row.function, row.hidden);
   utAliasSet("exit", "quit force");
@@ -99,6 +104,7 @@ char **utCommandNames(int32_t *count) {
   char **end = names;
   ZutHashTraverse(registry, collectListed, reinterpret_cast<ZutWord>(&end));
   std::sort(names, end, [](const char *a, const char *b) { return std::strcmp(a, b) < 0; });
+  utCheck(end - names <= ZutHashGetSize(registry));
   *count = static_cast<int32_t>(end - names);
   return names;
 }

@@ -1,6 +1,7 @@
 // Command files: reading their lines, and finding a program's start-up files.
 #include "config/command/commandfile.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -23,6 +24,7 @@ struct FileSource : CommandSource {
 
 void release(CommandSource &source) {
   FileSource &file = static_cast<FileSource &>(source);
+  utCheck(source.file && file.stream);
   if (file.ownStream) std::fclose(file.stream);
   else ZutCloseFile(file.stream);
   Z_FREE(&file, "command file");
@@ -32,6 +34,7 @@ void release(CommandSource &source) {
 bool parseLines(FileSource &source) {
   char line[utCommandLineMax + 1];
   while (!utCommandStopped()) {
+    utCheck(utCommandThread().source == &source);
     ++source.line;
     switch (utReadLine(source.stream, line, sizeof line, source.line == 1)) {
     case LineRead::line: utCommandParse(line, 0, 0); break;
@@ -94,7 +97,10 @@ struct Candidates {
   int32_t count;
 };
 
-void add(Candidates &list, char *name) { list.names[list.count++] = name; }
+void add(Candidates &list, char *name) {
+  utCheck(list.count < static_cast<int32_t>(std::size(list.names)));
+  list.names[list.count++] = name;
+}
 
 void clear(Candidates &list) {
   while (list.count > 0) Z_FREE(list.names[--list.count], "candidate");
@@ -168,6 +174,7 @@ struct LineBuffer {
 };
 
 void store(LineBuffer &buffer, char c) {
+  utCheck(buffer.length < buffer.size);
   if (buffer.length + 1 < buffer.size) buffer.line[buffer.length++] = c;
   else buffer.full = true;
 }

@@ -2,6 +2,7 @@
 //
 // Parse functions run in frames that an error jumps over: nothing here has a destructor, and what
 // stats remembers between its calls is written under the process mutex when the reading is over.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/processlock.h"
@@ -33,6 +34,7 @@ void setDebugFlag(ZutLexer *lexer, uint8_t value, const char *what) {
     utCommandFail<Msg::debugFlagRange>(Z_TRACE_LEVEL_INFO, index, Z_DEBUG_FLAG_COUNT - 1);
     return;
   }
+  utCheck(index >= 0);
   ZutGetDebugFlags()[index] = value;
   ZutCommandPrintFeedback("Debugging flag %ld turned %s\n", static_cast<long>(index), what);
 }

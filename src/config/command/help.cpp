@@ -4,6 +4,7 @@
 // `scan` is the arming frame; what a scan owns hangs off its record.
 #include "config/command/help.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 #include "base/places.h"
 #include "base/report.h"
@@ -29,6 +30,7 @@ static_assert(std::is_trivially_destructible_v<Scan>);
 
 void Z_CALL scanError(ZutLexer *lexer, const char *, va_list, void *argument) {
   Scan &scan = *static_cast<Scan *>(argument);
+  utCheck(!scan.lexer || scan.lexer == lexer);
   scan.errorLine = lexer->line;
   ZutLexDestroy(lexer);
   scan.lexer = nullptr;

@@ -4,6 +4,7 @@
 // may be used without the process mutex, which guards the array of them.
 #include "config/command/history.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -29,6 +30,8 @@ History history;
 
 // Under the process mutex.
 void append(const char *line) {
+  utCheck(history.count <= history.capacity);
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (history.count == history.capacity) {
     history.capacity = std::max(64, history.capacity * 2);
     const auto size = static_cast<int32_t>(history.capacity * sizeof(char *));
@@ -48,6 +51,7 @@ const char *newestLine(std::string_view beginning) {
 
 // What a line that begins with "!" stands for; null when that is reported.
 const char *recall(const char *line) {
+  utCheck(line[0] == '!');
   const bool newest = line[1] == '!';
   const char *found = newestLine(newest ? "" : line + 1);
   if (found) return found;
@@ -114,6 +118,7 @@ int32_t utHistoryCount() {
 
 const char *utHistoryLine(int32_t place) {
   const ProcessGuard guard;
+  utCheck(place >= 0 && place < history.count);
   return history.lines[place];
 }
 

@@ -1,6 +1,7 @@
 // The commands that read and set options.
 //
 // Parse functions run in frames that an error jumps over: nothing here has a destructor.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -86,6 +87,7 @@ const char *sortedNames() {
     std::memcpy(end, sorted[i]->name, length);
     end += length;
   }
+  utCheck(end == names + size - 1);
   Z_FREE(sorted, "sorted_options");
   return names;
 }

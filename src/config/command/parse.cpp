@@ -7,6 +7,7 @@
 // is never copied for one.
 #include "config/command/parse.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -50,6 +51,7 @@ void closeLexer(Parse &parse) {
 }
 
 void leaveExpansion(CommandSource &source) {
+  utCheck(source.aliases);
   Expansion *gone = source.aliases;
   source.aliases = gone->outer;
   Z_FREE(gone, "expansion");
@@ -76,11 +78,15 @@ void Z_CALL syntaxError(ZutLexer *lexer, const char *format, va_list args, void 
 }
 
 // May jump.
-void openLexer(Parse &parse) { parse.lexer = utLexOpenString(parse.text, syntaxError, &parse); }
+void openLexer(Parse &parse) {
+  utCheck(!parse.lexer && *parse.end == '\0');
+  parse.lexer = utLexOpenString(parse.text, syntaxError, &parse);
+}
 
 // Forgets the expansions that end before the name at which the lexer stands.
 void leaveFinished(Parse &parse) {
   if (!parse.aliases) return;
+  utCheck(utLexRest(*parse.lexer) >= parse.text && utLexRest(*parse.lexer) <= parse.end);
   const auto left = static_cast<size_t>(parse.end - utLexRest(*parse.lexer));
   while (parse.aliases && left <= parse.aliases->tail) leaveExpansion(parse);
 }
@@ -103,6 +109,7 @@ int32_t expansionDepth(const Parse &parse) {
 
 // Makes another buffer of the size, with the last `left` characters of what is parsed.
 void resize(Parse &parse, size_t size, size_t left) {
+  utCheck(left < size && left <= parse.size);
   char *buffer = utNewArray<char>(static_cast<int64_t>(size), "parse text");
   char *end = buffer + size - 1;
   if (left > 0) std::memcpy(end - left, parse.end - left, left);
@@ -120,12 +127,14 @@ void replaceText(Parse &parse, std::string_view beginning, size_t left) {
   char *rest = parse.end - left;
   if (blank) *--rest = ' ';
   parse.text = rest - beginning.size();
+  utCheck(parse.text >= parse.buffer);
   beginning.copy(parse.text, beginning.size());
 }
 
 // Parses an alias's text and the `tail` characters that follow its name. Frees the text. False:
 // refused. May jump.
 bool expand(Parse &parse, const char *name, size_t tail, char *text) {
+  utCheck(tail <= static_cast<size_t>(parse.end - parse.text));
   const bool recursive = isRecursive(parse, name);
   if (recursive || expansionDepth(parse) >= utCommandDepthMax) {
     Z_FREE(text, "(alias_ptr->value)");
@@ -173,6 +182,7 @@ bool isAdmitted(const char *command, const char *text) {
 // Runs the command whose name the lexer stands at. False: the rest of the text is not parsed. May
 // jump.
 bool runCommand(Parse &parse) {
+  utCheck(parse.command == parse.name);
   const ZutCommandFunc function = utCommandFind(parse.command);
   if (!function) {
     utCommandFail<Msg::unknownCommand>(Z_TRACE_LEVEL_INFO, parse.command);
@@ -233,9 +243,11 @@ Parse &makeParse(const char *text, int32_t control) {
   const size_t length = std::strlen(text);
   Parse *parse = spares.take();
   if (!parse) parse = utNew<Parse>("parse");
+  utCheck(!parse->lexer && !parse->aliases && !parse->scratch && !parse->command);
   if (parse->size <= length) resize(*parse, std::max<size_t>(length + 1, 256), 0);
   parse->release = release;
   parse->text = parse->end - length;
+  utCheck(parse->text >= parse->buffer);
   std::memcpy(parse->text, text, length);
   parse->control = control;
   parse->locks = utProcessMutexDepth();
@@ -272,7 +284,9 @@ void utCommandParseOwn(const char *text) {
 
 // Commands run inside a parse, so the innermost source is one and not a file.
 [[gnu::noinline]] char *utCommandScratch(size_t size) {
-  Parse &parse = *static_cast<Parse *>(utSourceInnermost(__builtin_frame_address(0)));
+  CommandSource *source = utSourceInnermost(__builtin_frame_address(0));
+  utCheck(source && !source->file);
+  Parse &parse = *static_cast<Parse *>(source);
   const auto bytes = static_cast<int64_t>(sizeof(Scratch) + size);
   char *block = utNewArray<char>(bytes, "scratch");
   Scratch *scratch = reinterpret_cast<Scratch *>(block);

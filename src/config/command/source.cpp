@@ -6,6 +6,7 @@
 // report has jumped, a source counts again only when its own frame has gone on.
 #include "config/command/source.h"
 
+#include "base/check.h"
 #include "base/threadblock.h"
 #include "config/command/command.h"
 #include "platform/platform_thread.h"
@@ -32,6 +33,7 @@ bool isKnown(const CommandSource &source) { return source.jumps == utThreadBlock
 void drop(ThreadBlock &block) {
   CommandThread &thread = utCommandThread(block);
   CommandSource *source = thread.source;
+  utCheck(source && source->release);
   thread.source = source->outer;
   block.typed = source->typedBefore;
   source->release(*source);
@@ -74,6 +76,7 @@ void utSourceEnter(CommandSource &source, const void *frame, CommandSource *vola
   const CommandSource *outer = utSourceOuter(source);
   source.depth = (outer ? outer->depth : 0) + (source.file ? 0 : 1);
   source.jumps = block.jumps;
+  utCheck(source.depth <= utCommandDepthMax);
   source.typedBefore = block.typed;
   source.frame = frame;
   mark = &source;
@@ -93,6 +96,7 @@ void utSourceSettle(CommandSource &source) {
 }
 
 void utSourceLeave(CommandSource &source) {
+  utCheck(isMarked(source));
   utSourceSettle(source);
   drop(utThreadBlock());
 }

@@ -3,6 +3,7 @@
 // All this happens once, under the process mutex, while the first operation on options waits for
 // the table. Names and words stand in the rows themselves, so that the table needs no relocations.
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -320,6 +321,7 @@ void addLegalWords(ZutOption *option, std::string_view words) {
   while (!words.empty()) {
     const size_t length = std::min(words.find(' '), words.size());
     char word[sizeof Row::legal];
+    utCheck(length > 0 && length < sizeof word);
     utCopyCut(word, sizeof word, words.substr(0, length));
     ZutOptionLegValAdd(option, word);
     words.remove_prefix(std::min(length + 1, words.size()));
@@ -386,6 +388,7 @@ void setCheck(const Row &row, ZutOption *option) {
 }
 
 void make(const Row &row) {
+  utCheck(row.start != Start::unset || !row.value[0]);
   ZutOption *option = create(row);
   if (!option) return; // an option file was quicker
   if (row.rule == Rule::required) ZutOptionSetRequired(option, 1);

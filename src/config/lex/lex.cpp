@@ -6,6 +6,7 @@
 // kept for the next.
 #include "config/lex/lex.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/print.h"
@@ -39,6 +40,7 @@ Lexer *recordTake() {
 }
 
 void recordFree(Lexer *lex) {
+  utCheck(lex->text_capacity >= Z_LEX_ID_SIZE);
   Z_FREE(lex->text, "((lexer)->token_buffer)");
   ZutSafeStringDestroy(lex->string_value);
   Z_FREE(lex, "lexer");
@@ -79,6 +81,9 @@ Lexer *lexerNew() {
 }
 
 void lexerFree(Lexer *lex) {
+  utCheck(!lex->ownsStream || lex->stream);
+  utCheck(lex->list ? lex->listEnd != &lex->list : lex->listEnd == &lex->list);
+  utCheck(!lex->owned || lex->release);
   if (lex->token_cbs) ZutCbListDestroy(lex->token_cbs);
   if (lex->ownsStream) std::fclose(lex->stream);
   Z_FREE(lex->file_name, "(lexer->input_fname)");
@@ -140,6 +145,7 @@ void takeString(Sources &sources, const char *string) {
 }
 
 void openSource(Lexer &lex, const Sources &sources) {
+  utCheck(!!sources.fileName + !!sources.stream + !!sources.string <= 1);
   if (sources.string) readString(lex, sources.string);
   if (sources.stream) readStream(lex, sources.stream);
   if (sources.fileName) {
@@ -191,6 +197,7 @@ bool takeOptions(Lexer &lex, Sources &sources, int32_t option, va_list args) {
 
 // Scans the first token. May jump. Null: the error function returned.
 Lexer *start(Lexer *lex) {
+  utCheck(lex->token == Z_LEX_END);
   utLexMoveTo(*lex, utLexCursor(*lex));
   return utLexNext(*lex) ? lex : nullptr;
 }
@@ -241,6 +248,7 @@ Lexer *utLexOpenString(const char *text, ZutLexErrorFunc errorFunc, void *errorA
 }
 
 void utLexListAdd(Lexer &lex, const char *text, const char *label) {
+  utCheck(!*lex.listEnd);
   ZutStrList *node = utNew<ZutStrList>(label);
   node->string = utDup(text, "string");
   *lex.listEnd = node;
@@ -255,6 +263,7 @@ ZutStrList *utLexListTake(Lexer &lex) {
 }
 
 void utLexTellCallbacks(Lexer &lex, int32_t kind) {
+  utCheck(lex.text[lex.text_length] == '\0');
   ZutLexTokenData data{nullptr, kind, lex.text};
   ZutCbList *all = nullptr;
   ZutCbTypeGetCbList(callbackType(), nullptr, &all);

@@ -1,5 +1,6 @@
 // The accept operations: what parsers read with. Everything here may jump; see lex.h for what false
 // means.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/text.h"
@@ -30,6 +31,7 @@ void keepValue(Lexer &lex) {
 
 // The look-ahead token is accepted whatever it is. May jump.
 bool take(Lexer &lex) {
+  utCheck(lex.text[lex.text_length] == '\0');
   if (utLexHasCallbacks()) utLexTellCallbacks(lex, lex.token);
   keepValue(lex);
   return utLexNext(lex);
@@ -80,6 +82,7 @@ bool checkIntegral(Lexer &lex, const char *expected) {
 void joinToken(Lexer &lex) { ZutSafeStringAppend(&lex.string_value, lex.text); }
 
 void joinVariable(Lexer &lex) {
+  utCheck(utLexIsWord(lex));
   char *value = utEnvDup(lex.text);
   if (!value) ZutSafeStringAppend(&lex.string_value, "$");
   ZutSafeStringAppend(&lex.string_value, value ? value : lex.text);
@@ -116,6 +119,7 @@ bool acceptSlot(Lexer &lex) {
     if (!take(lex)) return false;
   } while (!lex.spaceBefore && !endsSlot(lex));
   const std::string_view name = lex.string_value.str;
+  utCheck(!name.empty());
   const bool dots = name.find('.') != name.npos;
   if (dots && !name.ends_with('.') && !name.starts_with('.')) return skipSpaces(lex);
   ZutLexError(&lex,

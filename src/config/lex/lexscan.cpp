@@ -8,6 +8,7 @@
 // Errors jump: no frame here holds anything but plain words. See lex.h for what false means.
 #include "config/lex/lexscan.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 #include "base/text.h"
 
@@ -88,6 +89,7 @@ constexpr struct {
 // `p` follows. True when something was added.
 bool fill(Lexer &lex, const char *&p) {
   if (!lex.stream || lex.streamEnded) return false;
+  utCheck(p >= lex.buffer && p <= lex.limit && *lex.limit == '\0');
   const size_t rest = static_cast<size_t>(lex.limit - p);
   std::memmove(lex.buffer, p, rest);
   const size_t added = std::fread(lex.buffer + rest, 1, Z_LEX_BUFFER_SIZE - rest, lex.stream);
@@ -106,6 +108,7 @@ bool ends(Lexer &lex, const char *&p) { return !isData(lex, p) && !fill(lex, p);
 
 // The character `n` places on, up to 3.
 char peek(Lexer &lex, const char *&p, int n) {
+  utCheck(n >= 1 && n <= 3);
   if (lex.stream && lex.limit - p <= n) fill(lex, p);
   for (int i = 0; i < n; ++i) {
     if (p[i] == '\0') return '\0';
@@ -127,6 +130,7 @@ void addText(Lexer &lex, std::string_view text) {
   }
   std::memcpy(lex.text + lex.text_length, text.data(), text.size());
   lex.text_length = static_cast<int32_t>(length);
+  utCheck(lex.text_length < lex.text_capacity);
 }
 
 // Copies the run of characters whose class has one of `bits` into the token's text.
@@ -153,12 +157,14 @@ void passUntil(Lexer &lex, const char *&p, uint16_t bits, bool keep) {
 
 inline void moveTo(Lexer &lex, const char *p) {
   const bool ended = *p == '\0' && ends(lex, p);
+  utCheck(!lex.stream || (p >= lex.buffer && p <= lex.limit));
   lex.read = p + 1;
   lex.character = ended ? -1 : static_cast<unsigned char>(*p);
 }
 
 // The token is complete; the cursor stands behind it.
 bool finish(Lexer &lex, const char *p, int32_t kind) {
+  utCheck(lex.text_length < lex.text_capacity);
   lex.token = kind;
   lex.text_end = lex.text + lex.text_length;
   *lex.text_end = '\0';
@@ -199,6 +205,7 @@ bool failComment(Lexer &lex, const char *p, char open, const char *format, Args.
 // jump.
 bool scanComment(Lexer &lex, const char *&p, char open, char close, bool keep) {
   const int32_t firstLine = lex.line;
+  utCheck(p[0] == open);
   if (keep) addText(lex, {p, 2});
   p += 2;
   for (;;) {
@@ -252,6 +259,7 @@ Skip skip(Lexer &lex, const char *&p, bool keep) {
 // A name with question marks: a pattern has exactly two, apart. May jump.
 bool finishPattern(Lexer &lex, const char *p) {
   const std::string_view text(lex.text, lex.text_length);
+  utCheck(!text.empty());
   if (std::ranges::count(text, '?') != 2) return finish(lex, p, Z_LEX_ERROR);
   if (text.find("??") != text.npos) {
     return fail(lex, p, "ERROR: Pattern <%s> Has Two Adjacent Question Marks\n", lex.text);
@@ -266,6 +274,7 @@ bool failName(Lexer &lex, const char *p) {
 
 // The text's storage has always room for the longest name.
 bool scanName(Lexer &lex, const char *p) {
+  utCheck(lex.text_capacity > Z_LEX_ID_SIZE);
   char *text = lex.text;
   int32_t length = 0;
   uint16_t all = 0;
@@ -286,6 +295,7 @@ bool scanName(Lexer &lex, const char *p) {
 }
 
 bool scanNumber(Lexer &lex, const char *p) {
+  utCheck(utIsDigit(*p));
   takeRun(lex, p, isDigit);
   if (*p == '.') {
     addText(lex, {p++, 1});
@@ -313,6 +323,7 @@ bool scanOctets(Lexer &lex, const char *p) {
 
 // The backslash at `p` and what it escapes.
 void scanEscape(Lexer &lex, const char *&p) {
+  utCheck(*p == '\\');
   const char c = peek(lex, p, 1);
   if (c == '\n' || (c == '\r' && peek(lex, p, 2) == '\n')) {
     p += c == '\n' ? 2 : 3;
@@ -330,6 +341,7 @@ void scanEscape(Lexer &lex, const char *&p) {
 }
 
 bool scanString(Lexer &lex, const char *p) {
+  utCheck(*p == '"');
   ++p;
   for (;;) {
     passUntil(lex, p, isTextStop, true);
@@ -387,6 +399,7 @@ bool utLexNext(Lexer &lex) {
     p = utLexCursor(lex);
     lex.text_length = 0;
   }
+  utCheck(lex.text_length == 0);
   const uint16_t bits = classOf(*p);
   const bool octets = lex.expect_octets && (bits & isHex);
   lex.expect_octets = 0;

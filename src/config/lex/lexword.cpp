@@ -1,5 +1,6 @@
 // Names of the token kinds, and the reserved words: one table for all lexers, guarded by the
 // process mutex. It only grows.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -30,6 +31,7 @@ ZutHashTable *reservedWords;          // null until the first; under the process
 std::atomic<bool> reservedWordsExist; // so that names are not looked up for nothing
 
 ReservedWord *reservedFind(const char *name) {
+  utCheck(reservedWords && (!utThreadsOn() || utProcessMutexDepth() > 0));
   const ZutHashBucket *bucket = utHashFind(reservedWords, reinterpret_cast<ZutWord>(name));
   return bucket ? reinterpret_cast<ReservedWord *>(bucket->value) : nullptr;
 }
@@ -42,6 +44,7 @@ struct ReservedSearch {
 int32_t Z_CALL reservedMatch(ZutWord, ZutWord value, ZutWord argument) {
   const auto &word = *reinterpret_cast<ReservedWord *>(value);
   const auto &search = *reinterpret_cast<ReservedSearch *>(argument);
+  utCheck(word.name && word.value >= 1);
   if (word.value != search.value) return 0;
   utCopyCut(search.buffer, Z_LEX_ID_SIZE, word.name);
   return 1;

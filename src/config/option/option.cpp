@@ -13,6 +13,7 @@
 // places, so that a set neither allocates nor frees.
 #include "config/option/option.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -38,6 +39,7 @@ uint32_t tableState = 1;      // another one after each change of the table
 
 constexpr const char *typeNames[] = {"boolean",         "enumerated",   "numeric",    "string",
                                      "enumerated list", "numeric list", "string list"};
+static_assert(std::size(typeNames) == Z_OPTION_STR_LIST + 1);
 
 bool isText(int32_t type) { return type == Z_OPTION_STR || type == Z_OPTION_ENUM; }
 bool isList(int32_t type) { return type == Z_OPTION_STR_LIST || type == Z_OPTION_ENUM_LIST; }
@@ -51,6 +53,7 @@ ZutWord asKey(const char *name) { return reinterpret_cast<ZutWord>(name); }
 void makeTable() {
   const ProcessGuard guard;
   if (table) return;
+  utCheck(!isComplete.load(std::memory_order_relaxed));
   table = ZutHashCreateStri(32);
   changeType = ZutCbTypeCreate(Z_CB_TYPE_OPTION_CHANGE, "option_change");
   utStdOptionsCreate();
@@ -59,6 +62,7 @@ void makeTable() {
 
 // Under the process mutex.
 ZutOption *find(const char *name) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   const ZutHashBucket *bucket = utHashFind(utOptionTable(), asKey(utOptionName(name)));
   return bucket ? asOption(bucket->value) : nullptr;
 }
@@ -99,6 +103,7 @@ void freeValue(int32_t type, void *value) {
 char *takeStorage(ZutOption &option, int32_t size, int32_t &capacity) {
   {
     const ProcessGuard guard;
+    utCheck((option.spare == nullptr) == (option.spareCapacity == 0));
     if (option.spareCapacity >= size) {
       char *spare = option.spare;
       capacity = option.spareCapacity;
@@ -114,6 +119,7 @@ char *takeStorage(ZutOption &option, int32_t size, int32_t &capacity) {
 // The spare storage is the larger one of what it was and `text`.
 void giveStorage(ZutOption &option, char *text, int32_t capacity) {
   const ProcessGuard guard;
+  utCheck((option.spare == nullptr) == (option.spareCapacity == 0));
   if (capacity > option.spareCapacity) {
     std::swap(option.spare, text);
     option.spareCapacity = capacity;
@@ -130,6 +136,8 @@ void discard(ZutOption &option, void *value, int32_t capacity) {
 
 // Under the process mutex: `value` is no longer the option's.
 void retire(ZutOption &option, void *value, int32_t capacity) {
+  utCheck(option.holds > 0);
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (!value || option.telling == 0) return discard(option, value, capacity);
   auto *retired = utNew<RetiredValue>("retired");
   *retired = {option.retired, value};
@@ -139,6 +147,7 @@ void retire(ZutOption &option, void *value, int32_t capacity) {
 void freeRetired(int32_t type, RetiredValue *retired) {
   while (retired) {
     RetiredValue *next = retired->next;
+    utCheck(retired->value);
     freeValue(type, retired->value);
     Z_FREE(retired, "retired");
     retired = next;
@@ -149,6 +158,7 @@ void freeLegal(LegalValues *legal) {
   if (!legal) return;
   {
     const ProcessGuard guard;
+    utCheck(legal->words && legal->users > 0);
     if (--legal->users > 0) return;
   }
   ZutHashDestroyFreeValue(legal->words);
@@ -156,6 +166,8 @@ void freeLegal(LegalValues *legal) {
 }
 
 void freeOption(ZutOption *option) {
+  utCheck(option->destroyed && option->holds == 0);
+  utCheck(option->telling == 0 && !option->retired);
   if (option->type == Z_OPTION_NUM_LIST && option->value)
     utReport<Msg::destroyBadType>(Z_TRACE_LEVEL_WARNING, option->type, option->name);
   freeValue(option->type, option->value);
@@ -176,6 +188,7 @@ void letGo(ZutOption &option, int32_t told = 0) {
   bool isLast;
   {
     const ProcessGuard guard;
+    utCheck(option.holds > 0 && option.telling >= told);
     option.telling -= told;
     if (option.telling == 0) std::swap(retired, option.retired);
     isLast = --option.holds == 0 && option.destroyed;
@@ -204,6 +217,7 @@ bool refused(ZutOption &option, void *fresh) {
 // list becomes the option's.
 void replace(ZutOption &option, void *fresh, int32_t capacity) {
   const ProcessGuard guard;
+  utCheck(option.holds > 0);
   if (option.type == Z_OPTION_BOOL) {
     if (fresh) option.boolean = *static_cast<int32_t *>(fresh);
     option.value = fresh ? &option.boolean : nullptr;
@@ -261,6 +275,7 @@ int32_t setText(ZutOption &option, const char *text, int32_t type) {
   const size_t size = std::strlen(text) + 1;
   int32_t capacity;
   char *fresh = takeStorage(option, static_cast<int32_t>(size), capacity);
+  utCheck(fresh && capacity >= static_cast<int32_t>(size));
   std::memcpy(fresh, text, size);
   return setValue(option, fresh, capacity);
 }
@@ -293,6 +308,7 @@ int32_t setAny(ZutOption &option, const void *value) {
 
 // The value after a set; a callback that destroyed the option has taken it away.
 void *storedOf(const ZutOption &option) {
+  utCheck(option.holds > 0);
   const ProcessGuard guard;
   return option.destroyed ? utFailNull(Err::notFound) : option.value;
 }
@@ -440,10 +456,12 @@ bool utOptionIsGlobal(const ZutOption &option) {
 bool utOptionIsLegal(const ZutOption &option, const char *word) {
   if (option.type != Z_OPTION_ENUM) return true;
   const ProcessGuard guard;
+  utCheck(!option.legal || option.legal->users > 0);
   return !option.legal || utHashFind(option.legal->words, asKey(word));
 }
 
 ZutOption *utOptionClone(const ZutOption &option) {
+  utCheck(!option.destroyed);
   ZutOption *clone = utNew<ZutOption>("cloned_option");
   clone->name = utDup(option.name, "name");
   clone->type = option.type;
@@ -489,6 +507,7 @@ int32_t Z_CALL ZutOptionDestroy(ZutOption *option) {
   {
     const ProcessGuard guard;
     if (find(option->name) != option) return utFail(Err::notFound);
+    utCheck(!option->destroyed);
     ZutHashDelete(table, asKey(option->name));
     ++tableState;
     option->destroyed = true;
@@ -676,6 +695,7 @@ int32_t Z_CALL ZutOptionSetNumValue(const char *name, double value) {
 ZutCb *Z_CALL ZutOptionChangeCbCreate(ZutOption *option, ZutCbFunc function, ZutWord argument) {
   if (!function) return utFailNull(Err::nullPointer);
   utOptionTable();
+  utCheck(changeType);
   return ZutCbTypeCbCreate(changeType, option, function, argument);
 }
 

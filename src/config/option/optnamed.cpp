@@ -1,11 +1,11 @@
 // Named option tables: clones of all options, kept under a name. Everything here is guarded by the
 // process mutex and lives until the process ends.
+#include "base/check.h"
+#include "base/errword.h"
+#include "base/memory.h"
 #include "base/print.h"
 #include "base/processlock.h"
 #include "config/option/option.h"
-
-#include "base/errword.h"
-#include "base/memory.h"
 #include "config/option/optvalue.h"
 #include "containers/hash.h"
 
@@ -21,11 +21,13 @@ ZutHashTable *tables; // name -> NamedTable; null until the first
 ZutWord asKey(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
 ZutOption *find(const NamedTable &table, const char *name) {
+  utCheck(table.options);
   const ZutHashBucket *bucket = utHashFind(table.options, asKey(utOptionName(name)));
   return bucket ? reinterpret_cast<ZutOption *>(bucket->value) : nullptr;
 }
 
 ZutOption *addClone(const NamedTable &table, const ZutOption &option) {
+  utCheck(!find(table, option.name));
   ZutOption *clone = utOptionClone(option);
   ZutHashInsert(table.options, asKey(clone->name), reinterpret_cast<ZutWord>(clone));
   return clone;
@@ -46,6 +48,7 @@ int32_t Z_CALL addFirst(const char *, ZutOption *option, ZutWord argument) {
 
 // The table of that name, made by its first use from all options there are.
 NamedTable &tableNamed(const char *name) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (!tables) tables = ZutHashCreateStri(4);
   auto *table = reinterpret_cast<NamedTable *>(ZutHashLookup(tables, asKey(name)));
   if (table) return *table;

@@ -4,6 +4,7 @@
 // to the option, and no frame here holds a lock or an object with a destructor meanwhile.
 #include "config/option/optvalue.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/print.h"
@@ -40,6 +41,7 @@ const char *listText(const ZutStrList *list, std::string_view quote) {
     end = append(end, node == list ? "" : ", ");
     end = append(append(append(end, quote), node->string), quote);
   }
+  utCheck(static_cast<size_t>(end - text) < size);
   *end = '\0';
   return text;
 }
@@ -61,6 +63,7 @@ const char *oneText(const char *word, std::string_view quote) {
 
 // Under the process mutex.
 const char *valueText(const ZutOption &option) {
+  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
   if (!option.value) return oneText("UNKNOWN", "");
   const auto *text = static_cast<const char *>(option.value);
   const auto *list = static_cast<const ZutStrList *>(option.value);
@@ -138,6 +141,7 @@ int32_t parseList(ZutOption &option, Lexer &lex) {
   const bool words = option.type == Z_OPTION_ENUM_LIST;
   if (!(words ? readWords(lex) : readTexts(lex))) return 0;
   ZutStrList *list = utLexListTake(lex);
+  utCheck(list);
   const int32_t set =
       words ? ZutOptionSetEnumList(&option, list) : ZutOptionSetStrList(&option, list);
   utStrListFree(list);
@@ -182,6 +186,7 @@ void parseWhole(TextParse &parse, const char *text) {
 // The type words in the order of the type numbers.
 constexpr const char *typeWords[] = {"boolean",   "enum",         "numeric", "string",
                                      "enum_list", "numeric_list", "str_list"};
+static_assert(std::size(typeWords) == Z_OPTION_STR_LIST + 1);
 
 // Reads a type word; -1 with a message when it is missing or wrong. May jump.
 int32_t parseType(const char *name, Lexer &lex) {
@@ -200,6 +205,7 @@ int32_t parseType(const char *name, Lexer &lex) {
 // The values of an enumerated option: the legal ones, the first its value. May jump.
 int32_t parseLegalValues(ZutOption &option, Lexer &lex) {
   if (!readTexts(lex)) return 0;
+  utCheck(lex.list);
   for (const ZutStrList *node = lex.list; node; node = node->next) {
     const bool added = ZutOptionLegValAdd(&option, node->string);
     if (!added && utErrGet() != Err::exists) return 0;
@@ -347,6 +353,7 @@ int32_t Z_CALL ZutOptionLegValAdd(ZutOption *option, const char *word) {
     option->legal = utNew<LegalValues>("legal");
     *option->legal = {ZutHashCreateStri(5), 1};
   }
+  utCheck(option->legal->words && option->legal->users > 0);
   const auto kept = reinterpret_cast<ZutWord>(utLowerText(utDup(word, "(new_val)")));
   ZutHashInsert(option->legal->words, kept, kept);
   return 1;
