@@ -1,6 +1,6 @@
 // zutsh: the shell. A program around the command interpreter of the library, whose every behaviour
-// is the library's; here are the command line, the exit code, the standard streams and where
-// failures are told.
+// is the library's; here are the command line, the exit code, the standard streams and the
+// reports of failures.
 #include "zut.h"
 
 #include <cerrno>
@@ -57,7 +57,7 @@ void Z_CALL failed(const char *file, int32_t line, const char *command) {
   std::fflush(stderr);
 }
 
-// The command quit ends a process with 0; a script wants to know what went wrong before.
+// The command quit ends a process with 0; a script needs to know that a command failed before.
 void Z_CALL leaving(void *, void *, ZutWord) {
   ZutCommandPrintFeedback("This process is now exiting.\n");
   ZutExit(exitCode());
@@ -127,8 +127,8 @@ void start(const char *debugFile) {
   ZutPerrorSetEnable(1);
 }
 
-// Without its catalog the library prints no message, so that somebody else must say it. Where it
-// could read the file, asking for it once more shares what was read.
+// Without its catalog the library prints no message, so the shell reports that. A file that the
+// library has read is shared, not read again.
 void checkCatalog(const char *name) {
   ZutCatalog *catalog = ZutCatCreate(name);
   const char *read = nullptr;

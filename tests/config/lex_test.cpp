@@ -28,7 +28,7 @@ void Z_CALL keepError(ZutLexer *lexer, const char *format, va_list args, void *a
 
 using Body = void (*)(ZutLexer *);
 
-// Notes every token: its kind's name, and its text where the kind does not tell it.
+// Notes every token: its kind's name, and its text where the kind does not imply it.
 void noteTokens(ZutLexer *lexer) {
   while (lexer->token != Z_LEX_END) {
     char name[64];

@@ -1,8 +1,8 @@
 // The aliases of the process, name to text, both copies.
 //
 // The table is made by the first definition, which is the registry's. `lock` guards it; it is never
-// held during a call into a caller's code. That an alias is being expanded is no business of its
-// record, which may be changed or removed meanwhile: the parse knows it by name.
+// held during a call into a caller's code. An alias may be changed or removed while it is being
+// expanded: the parse has a copy of the text and refers to the alias by name.
 #include "config/command/alias.h"
 
 #include "base/check.h"

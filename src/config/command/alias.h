@@ -3,7 +3,7 @@
 
 #include "zut.h"
 
-// Gives the name (in lower case) a text, in place of the one it may have.
+// Defines or replaces the alias of this name, which is in lower case.
 void utAliasSet(const char *name, const char *text);
 // A copy of an alias's text, to free under "(alias_ptr->value)"; null when there is no such alias.
 char *utAliasText(const char *name);

@@ -34,7 +34,7 @@ std::atomic<bool> stopsAtFailure;
 
 ZutWord keyOf(const char *name) { return reinterpret_cast<ZutWord>(name); }
 
-// Names that commands had once.
+// The present name for a former one.
 const char *presentName(const char *name) {
   if (utSameWord(name, "join_dg")) return "subscribe";
   if (utSameWord(name, "leave_dg")) return "unsubscribe";

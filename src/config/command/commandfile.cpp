@@ -52,8 +52,8 @@ bool parseLines(FileSource &source) {
   return true;
 }
 
-// Nobody else reads on in the stream: the table of open files would hand out the one that another
-// parse stands in the middle of, so a file that is open already gets a stream of its own.
+// The stream is not shared: the table of open files would return the one that another parse is
+// reading, so a file that is open already gets a stream of its own.
 FILE *openForParse(const char *name, bool &ownStream) {
   const ProcessGuard guard;
   ownStream = ZutLookupFile(name) != nullptr;
@@ -115,7 +115,7 @@ bool parseFirst(const Candidates &list) {
       utReport<Msg::commandFileIgnored>(Z_TRACE_LEVEL_WARNING, list.names[i], read);
       continue;
     }
-    // Of the first pair always the first name is told, whichever was read. Kept: programs of the
+    // For the first pair the first name is reported, whichever was read. Kept: programs of the
     // family look for that text.
     read = list.names[i <= 1 ? 0 : i];
     ZutCommandParseFile(list.names[i]);

@@ -160,7 +160,7 @@ void Z_CALL utCommandSleep(ZutLexer *lexer) { ZutSleep(acceptNumber(lexer)); }
 void Z_CALL utCommandPutenv(ZutLexer *lexer) {
   ZutLexAcceptFileName(lexer);
   if (ZutPutenv(lexer->string_value.str)) return;
-  // Only the system's refusal has been told.
+  // Only the system's refusal has been reported.
   const bool noAssignment = utErrGet() == Err::invalid;
   ZutCommandFailed();
   if (noAssignment) utReport<Msg::putenvFailed>(Z_TRACE_LEVEL_WARNING, lexer->string_value.str);

@@ -1,6 +1,6 @@
 // The prompt: the history of typed lines, the main loop, questions.
 //
-// Lines of the history are copies in the order of typing. They are never taken away, so that a line
+// Lines of the history are copies in the order of typing. They are never removed, so that a line
 // may be used without the process mutex, which guards the array of them.
 #include "config/command/history.h"
 
@@ -49,7 +49,7 @@ const char *newestLine(std::string_view beginning) {
   return nullptr;
 }
 
-// What a line that begins with "!" stands for; null when that is reported.
+// The line that "!" and a beginning recall; null, with a report, when there is none.
 const char *recall(const char *line) {
   utCheck(line[0] == '!');
   const bool newest = line[1] == '!';
@@ -75,7 +75,7 @@ void prompt() {
   Z_FREE(text, "prompt");
 }
 
-// No further line: goes on after an interrupt that broke the reading of one.
+// Did an interrupt end the reading of a line? Then reading goes on.
 bool wasInterrupted() {
   if (ZutInterruptGet() == 0) return false;
   ZutInterruptReset();

@@ -18,14 +18,14 @@
 
 namespace {
 
-// Which option a command sets, and the words in front of its name: those of a named table.
+// Which option a command sets, and the prefix of its name: that of a named table.
 struct Target {
   ZutOption *option;
   const char *table;
   const char *slash;
 };
 
-// A verify function or a callback may destroy the option of which a command still tells.
+// A verify function or a callback may destroy the option that a command still names.
 struct OptionName {
   explicit OptionName(ZutOption *option) { utCopyCut(text, sizeof text, option->name); }
   char text[Z_LEX_ID_SIZE];
@@ -38,7 +38,7 @@ void reportRequired(int32_t type, const char *name) {
   else utReport<Msg::unsetRequired>(Z_TRACE_LEVEL_INFO, name);
 }
 
-// Tells why a value was refused, where who refused it has not: `reported` says so.
+// Reports why a value was refused, unless the function that refused it has (`reported`).
 void reportRefusal(Err error, int32_t type, const char *name, bool reported) {
   if (error == Err::readOnly) utReport<Msg::setoptReadOnly>(Z_TRACE_LEVEL_INFO, name);
   else if (error == Err::required) reportRequired(type, name);
@@ -53,7 +53,7 @@ void printSet(const Target &target, const char *name) {
     ZutCommandPrintFeedback("Option %s%s%s set to %s.\n", target.table, target.slash, name, value);
 }
 
-// Reads the value that the rest of the command gives to an option. May jump.
+// Sets the option to the value in the rest of the command. May jump.
 void setValue(const Target &target, ZutLexer *lexer) {
   const OptionName name(target.option);
   const int32_t type = target.option->type;

@@ -2,9 +2,9 @@
 //
 // `run` is the arming frame: the lexer and the parse functions jump back into it on any error.
 // Between it and them no lock is held and nothing has a destructor; what a parse owns hangs off its
-// Parse record and is released with it. An alias does not nest: its expansion is put in front of
-// what follows its name, in place of what has been parsed, so a line may use any number of them and
-// is never copied for one.
+// Parse record and is released with it. An alias does not nest: its expansion
+// replaces the text up to and with its name, so a line may use any number of them and is never
+// copied for one.
 #include "config/command/parse.h"
 
 #include "base/check.h"
@@ -83,7 +83,7 @@ void openLexer(Parse &parse) {
   parse.lexer = utLexOpenString(parse.text, syntaxError, &parse);
 }
 
-// Forgets the expansions that end before the name at which the lexer stands.
+// Drops the expansions that end before the name that is the look-ahead token.
 void leaveFinished(Parse &parse) {
   if (!parse.aliases) return;
   utCheck(utLexRest(*parse.lexer) >= parse.text && utLexRest(*parse.lexer) <= parse.end);
@@ -179,8 +179,8 @@ bool isAdmitted(const char *command, const char *text) {
   return false;
 }
 
-// Runs the command whose name the lexer stands at. False: the rest of the text is not parsed. May
-// jump.
+// Runs the command whose name is the look-ahead token. False: the rest of the text is not parsed.
+// May jump.
 bool runCommand(Parse &parse) {
   utCheck(parse.command == parse.name);
   const ZutCommandFunc function = utCommandFind(parse.command);
@@ -200,7 +200,7 @@ bool runCommand(Parse &parse) {
 
 // May jump.
 bool parseCommand(Parse &parse) {
-  if (!utLexIsWord(*parse.lexer)) utLexAccept(*parse.lexer, Z_LEX_IDENTIFIER); // tells and jumps
+  if (!utLexIsWord(*parse.lexer)) utLexAccept(*parse.lexer, Z_LEX_IDENTIFIER); // reports and jumps
   leaveFinished(parse);
   char *name = parse.name;
   utCopyCut(name, sizeof parse.name, parse.lexer->text);

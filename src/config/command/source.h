@@ -30,7 +30,7 @@ struct CommandSource {
   const char *file;                       // null for a text
   int32_t line;                           // of a file, from 1
   const char *command;                    // being parsed, or null
-  Expansion *aliases;                     // whose expansions it stands in, innermost first
+  Expansion *aliases;                     // whose expansions enclose it, innermost first
 };
 
 // The part of the thread's block that belongs to the interpreter.

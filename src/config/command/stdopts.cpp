@@ -390,7 +390,7 @@ void setCheck(const Row &row, ZutOption *option) {
 void make(const Row &row) {
   utCheck(row.start != Start::unset || !row.value[0]);
   ZutOption *option = create(row);
-  if (!option) return; // an option file was quicker
+  if (!option) return; // an option file has made it
   if (row.rule == Rule::required) ZutOptionSetRequired(option, 1);
   if (row.rule == Rule::guarded) ZutOptionSetProtected(option, 1);
   setCheck(row, option);

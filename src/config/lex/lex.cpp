@@ -1,7 +1,7 @@
 // Lexers: making and destroying them, token callbacks, errors. Scanning is lexscan.cpp's, the
 // accept operations are lexaccept.cpp's, reserved words lexword.cpp's.
 //
-// Everything that a parse owns hangs off its lexer, since errors jump out of it: no frame that a
+// A lexer owns everything that its parse has made, since errors jump out of it: no frame that a
 // jump may leave holds a lock or an object with a destructor. The records of finished lexers are
 // kept for the next.
 #include "config/lex/lex.h"

@@ -1,7 +1,7 @@
 // The lexer's record, and what the command interpreter and the option values use of it.
 //
-// Errors: an operation that gives bool may jump (the lexer's error function does). If it comes back
-// with false, the error function returned and the lexer is gone: return at once.
+// Errors: an operation that returns bool may jump (the lexer's error function does). If it returns
+// false, the error function returned and the lexer is destroyed: return at once.
 #pragma once
 
 #include "zut.h"
@@ -10,10 +10,10 @@
 
 struct Lexer : ZutLexer {
   const char *tokenStart; // string input: where the look-ahead token begins
-  const char *limit;      // stream input: the end of what the buffer holds, where a NUL stands
+  const char *limit;      // stream input: the end of the buffer's contents, a NUL
   bool streamEnded;
   bool ownsStream;
-  bool spaceBefore;     // white space or a comment was skipped in front of the look-ahead token
+  bool spaceBefore;     // white space or a comment was skipped before the look-ahead token
   ZutStrList *list;     // what the parse has collected and not handed on yet, freed with the
   ZutStrList **listEnd; // lexer: a list of strings,
   void *owned;          // and a thing that is being made
@@ -45,10 +45,10 @@ inline bool utLexAtEnd(const ZutLexer &lex) {
 bool utLexSkipCommand(Lexer &lex);
 // The input from the look-ahead token on, as it was typed. For string input alone.
 inline const char *utLexRest(const Lexer &lex) { return lex.tokenStart; }
-// Where the current character stands, right behind the look-ahead token; a NUL at the end of input.
+// The current character, the first one after the look-ahead token; a NUL at the end of input.
 inline const char *utLexCursor(const ZutLexer &lex) { return lex.read - 1; }
 
-// The lexer's end releases `thing`, whose making a jump may cut short; null: no longer.
+// The lexer's destruction releases `thing`, which a jump may leave half made. Null: no longer.
 inline void utLexOwn(Lexer &lex, void *thing, void (*release)(void *thing)) {
   lex.owned = thing;
   lex.release = release;

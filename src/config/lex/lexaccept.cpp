@@ -12,7 +12,7 @@
 
 namespace {
 
-// A character at a time, as it was written: a wider read would wait until the text is in memory.
+// Byte by byte, as it was written: a wider read of bytes just stored would fail store forwarding.
 void keepName(Lexer &lex) {
   const int32_t length = std::min(lex.text_length, Z_LEX_ID_SIZE - 1);
   const char *text = lex.text;
@@ -89,7 +89,7 @@ void joinVariable(Lexer &lex) {
   Z_FREE(value, "value");
 }
 
-// Joins one token of a file name, a "$" together with the name right behind it. May jump.
+// Joins one token of a file name, a "$" together with the name that directly follows. May jump.
 bool joinFileName(Lexer &lex) {
   if (lex.token != Z_LEX_DOLLAR) {
     joinToken(lex);
@@ -130,7 +130,7 @@ bool acceptSlot(Lexer &lex) {
   return false;
 }
 
-// A group of hexadecimal digits behind the token that introduces it.
+// A token that introduces hexadecimal digits, and the group of digits that follows it.
 bool acceptOctets(Lexer &lex, int32_t introduction, int32_t digits) {
   if (lex.token != introduction) return failKind(lex, introduction);
   joinToken(lex);

@@ -1,7 +1,7 @@
 // Scanning one token.
 //
 // The cursor runs over the input in place: over the string, or over the 512-byte buffer of a
-// stream. Behind the last character stands a NUL. In a stream's buffer a NUL may also be data: it
+// stream. A NUL follows the last character. In a stream's buffer a NUL may also be data: it
 // is the end of the buffer only at `limit`, where more is read. Runs of one class of characters
 // are copied into the token's text as a whole.
 //
@@ -85,7 +85,7 @@ constexpr struct {
     {':', '=', Z_LEX_ASSIGN},
 };
 
-// Moves what the buffer of a stream still holds from `p` on to its front and reads more behind it.
+// Moves the unread part of a stream's buffer, from `p` on, to its front and appends more input.
 // `p` follows. True when something was added.
 bool fill(Lexer &lex, const char *&p) {
   if (!lex.stream || lex.streamEnded) return false;
@@ -103,7 +103,7 @@ bool fill(Lexer &lex, const char *&p) {
 // Is the NUL at `p` a character of a stream?
 bool isData(const Lexer &lex, const char *p) { return lex.stream && p < lex.limit; }
 
-// At a NUL: is the input at its end? If more is read, `p` stands at the first new character.
+// At a NUL: is the input at its end? If more is read, `p` points at the first new character.
 bool ends(Lexer &lex, const char *&p) { return !isData(lex, p) && !fill(lex, p); }
 
 // The character `n` places on, up to 3.
@@ -162,7 +162,7 @@ inline void moveTo(Lexer &lex, const char *p) {
   lex.character = ended ? -1 : static_cast<unsigned char>(*p);
 }
 
-// The token is complete; the cursor stands behind it.
+// Completes the token; `p` is the first character after it.
 bool finish(Lexer &lex, const char *p, int32_t kind) {
   utCheck(lex.text_length < lex.text_capacity);
   lex.token = kind;
@@ -172,7 +172,7 @@ bool finish(Lexer &lex, const char *p, int32_t kind) {
   return true;
 }
 
-// May jump. The text so far stands in the lexer for the error function.
+// May jump. The error function finds the text so far in the lexer.
 template <class... Args>
 bool fail(Lexer &lex, const char *p, const char *format, Args... args) {
   finish(lex, p, Z_LEX_ERROR);
@@ -192,7 +192,7 @@ void scanSpace(Lexer &lex, const char *&p, bool keep) {
   } while (p == lex.limit && fill(lex, p));
 }
 
-// An error in a comment stands near the comment's beginning. May jump.
+// An error in a comment shows the comment's beginning as its place. May jump.
 template <class... Args>
 bool failComment(Lexer &lex, const char *p, char open, const char *format, Args... args) {
   const char beginning[] = {open, '*'};

@@ -13,7 +13,7 @@ bool utLexSkipLine(Lexer &lex);
 
 // The kind of a reserved word, or Z_LEX_IDENTIFIER (lexword.cpp).
 int32_t utLexReservedKind(const char *text);
-// Tells the token callbacks of the token whose text the lexer now holds (lex.cpp). They cost
+// Calls the token callbacks for the token whose text the lexer now holds (lex.cpp). They cost
 // nothing until the first one is made.
 extern std::atomic<bool> utLexCallbacksFlag;
 inline bool utLexHasCallbacks() { return utLexCallbacksFlag.load(std::memory_order_acquire); }

@@ -1,16 +1,16 @@
 // Options: the table, the records, and setting a value.
 //
 // The process mutex guards the table and how a value is kept; it is not held while verify functions
-// and change callbacks run. The getters for callers read without it: who sets and reads one option
-// in several threads agrees on that himself.
+// and change callbacks run. The getters for callers read without it: threads
+// that set and read the same option must synchronize among themselves.
 //
 // A verify function or a callback may destroy the option or set it anew. So a set holds the record
 // from its first step to its last: a destroyed option is freed when the last set that holds it
 // ends. While callbacks run, a value that is replaced by a set inside of them is put aside and
 // freed when the outermost set ends.
 //
-// A text is copied into the storage of the value before last, if it fits, and the two change
-// places, so that a set neither allocates nor frees.
+// Each text option has two buffers: a new text is copied into the spare one, if it fits, and the
+// two are swapped, so that a set neither allocates nor frees.
 #include "config/option/option.h"
 
 #include "base/check.h"
@@ -117,7 +117,7 @@ char *takeStorage(ZutOption &option, int32_t size, int32_t &capacity) {
 }
 
 // The spare storage is the larger one of what it was and `text`.
-void giveStorage(ZutOption &option, char *text, int32_t capacity) {
+void keepStorage(ZutOption &option, char *text, int32_t capacity) {
   const ProcessGuard guard;
   utCheck((option.spare == nullptr) == (option.spareCapacity == 0));
   if (capacity > option.spareCapacity) {
@@ -130,7 +130,7 @@ void giveStorage(ZutOption &option, char *text, int32_t capacity) {
 // Frees a value that is not the option's; the storage of a text is kept for the next.
 void discard(ZutOption &option, void *value, int32_t capacity) {
   if (!value) return;
-  if (isText(option.type)) giveStorage(option, static_cast<char *>(value), capacity);
+  if (isText(option.type)) keepStorage(option, static_cast<char *>(value), capacity);
   else freeValue(option.type, value);
 }
 
@@ -138,7 +138,7 @@ void discard(ZutOption &option, void *value, int32_t capacity) {
 void retire(ZutOption &option, void *value, int32_t capacity) {
   utCheck(option.holds > 0);
   utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
-  if (!value || option.telling == 0) return discard(option, value, capacity);
+  if (!value || option.notifying == 0) return discard(option, value, capacity);
   auto *retired = utNew<RetiredValue>("retired");
   *retired = {option.retired, value};
   option.retired = retired;
@@ -167,7 +167,7 @@ void freeLegal(LegalValues *legal) {
 
 void freeOption(ZutOption *option) {
   utCheck(option->destroyed && option->holds == 0);
-  utCheck(option->telling == 0 && !option->retired);
+  utCheck(option->notifying == 0 && !option->retired);
   if (option->type == Z_OPTION_NUM_LIST && option->value)
     utReport<Msg::destroyBadType>(Z_TRACE_LEVEL_WARNING, option->type, option->name);
   freeValue(option->type, option->value);
@@ -180,17 +180,17 @@ void freeOption(ZutOption *option) {
 
 // --- Setting ---
 
-// Ends a hold, and `told` sets whose callbacks have run. The last of these frees the values that
-// were put aside, the last hold frees a destroyed option.
-void letGo(ZutOption &option, int32_t told = 0) {
+// Ends a hold, and `notified` sets whose callbacks have run. The last of these frees the retired
+// values, the last hold frees a destroyed option.
+void letGo(ZutOption &option, int32_t notified = 0) {
   const int32_t type = option.type;
   RetiredValue *retired = nullptr;
   bool isLast;
   {
     const ProcessGuard guard;
-    utCheck(option.holds > 0 && option.telling >= told);
-    option.telling -= told;
-    if (option.telling == 0) std::swap(retired, option.retired);
+    utCheck(option.holds > 0 && option.notifying >= notified);
+    option.notifying -= notified;
+    if (option.notifying == 0) std::swap(retired, option.retired);
     isLast = --option.holds == 0 && option.destroyed;
   }
   freeRetired(type, retired);
@@ -229,7 +229,7 @@ void replace(ZutOption &option, void *fresh, int32_t capacity) {
     option.value = fresh;
     option.capacity = capacity;
   }
-  ++option.telling;
+  ++option.notifying;
 }
 
 // The common steps of every set. True: `fresh` was the option's.
@@ -248,7 +248,7 @@ bool setValue(ZutOption &option, void *fresh, int32_t capacity = 0) {
   return true;
 }
 
-// The two options that are let through the type checks under another type than their own.
+// Two options pass the type checks under another type than their own.
 bool isType(const ZutOption &option, int32_t type) {
   if (option.type == type) return true;
   if (type == Z_OPTION_ENUM) {
@@ -306,7 +306,7 @@ int32_t setAny(ZutOption &option, const void *value) {
   }
 }
 
-// The value after a set; a callback that destroyed the option has taken it away.
+// The value after a set; none when a callback destroyed the option.
 void *storedOf(const ZutOption &option) {
   utCheck(option.holds > 0);
   const ProcessGuard guard;
@@ -331,7 +331,7 @@ bool isReadable(const ZutOption *option, const void *out, int32_t type) {
   return option && out && isType(*option, type) && option->value;
 }
 
-// Why not. Out of the way of the getters, which have no frame then.
+// Sets the reason why not. Not inlined, so that the fast path of the getters needs no frame.
 [[gnu::noinline]] int32_t failRead(const ZutOption *option, const void *out, int32_t type) {
   if (!option || !out) return utFail(Err::nullPointer);
   return utFail(isType(*option, type) ? Err::unknown : Err::typeInvalid);
@@ -400,12 +400,12 @@ double utOptionNumber(const char *name, double otherwise) {
   return numberOf(find(name), otherwise);
 }
 
-double utOptionNumber(SettingCache &sight, double otherwise) {
-  if (sight.tableState != tableState) {
-    sight.option = find(sight.name);
-    sight.tableState = tableState;
+double utOptionNumber(SettingCache &cache, double otherwise) {
+  if (cache.tableState != tableState) {
+    cache.option = find(cache.name);
+    cache.tableState = tableState;
   }
-  return numberOf(sight.option, otherwise);
+  return numberOf(cache.option, otherwise);
 }
 
 bool utOptionFlag(const char *name, bool otherwise) {

@@ -32,11 +32,11 @@ struct ZutOption {
   char *spare;                // storage for the next text, or null
   std::atomic<int32_t> holds; // stretches of code that use the record; raised without the mutex
   bool destroyed;             // no longer in the table; freed when the last of them ends
-  int32_t telling;            // sets whose callbacks are running
-  RetiredValue *retired;      // replaced while they run: one of them may still pass it on
+  int32_t notifying;          // sets whose callbacks are running
+  RetiredValue *retired;      // replaced while they run: a callback may still use them
 };
 
-// A string or a word, cut to `size` bytes; false where utOptionDup gives null.
+// A string or a word, cut to `size` bytes; false where utOptionDup returns null.
 bool utOptionText(const char *name, char *out, size_t size);
 
 // The table of all options, made with the standard set by the first call.

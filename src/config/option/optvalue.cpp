@@ -1,7 +1,7 @@
 // Option values as text: printing and reading them, legal values, real numbers.
 //
 // Reading runs under the lexer's jumps: what is being read hangs off the lexer until it is handed
-// to the option, and no frame here holds a lock or an object with a destructor meanwhile.
+// to the option. No frame that a jump may skip holds a lock or an object with a destructor.
 #include "config/option/optvalue.h"
 
 #include "base/check.h"

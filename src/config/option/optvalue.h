@@ -6,11 +6,11 @@
 // Reads `text`, which is no command line, as the value of the option; what follows the value is
 // reported and ignored. False: it is not a value, and the option keeps the one that it has.
 bool utOptionParseText(ZutOption &option, const char *text);
-// The value of the option of that name as ZutOptionValToStr gives it; null when it does not exist.
+// The text of ZutOptionValToStr for the option of that name; null when it does not exist.
 const char *utOptionValueText(const char *name);
 
 // Dumps, for the table of all options and for named tables. Under the process mutex. A line with
-// name and value; with a table's name in front of the name unless it is null.
+// name and value; with a table's name before the name unless it is null.
 void utOptionDumpOne(const ZutOption &option, const char *tableName, ZutPrintFunc out);
 // The same for every option of `table` by name, without the protected ones and those whose name
 // begins with "_".
