@@ -54,35 +54,23 @@ StatsMark exchangeMark(StatsMark now) {
   return std::exchange(mark, now);
 }
 
-enum class SigintWord { incr, init, reset, get, unknown };
-
-SigintWord sigintWord(const char *word) {
-  if (utSame(word, "incr")) return SigintWord::incr;
-  if (utSame(word, "init")) return SigintWord::init;
-  if (utSame(word, "reset")) return SigintWord::reset;
-  if (utSame(word, "get")) return SigintWord::get;
-  return SigintWord::unknown;
-}
-
-void runSigint(SigintWord word) {
-  switch (word) {
-  case SigintWord::incr:
+// Does what the word of _sigint asks for. False: there is no such word.
+bool runSigint(const char *word) {
+  if (utSame(word, "incr")) {
     ZutCommandPrintFeedback("Incrementing interrupt counter.\n");
     ZutInterruptIncr();
-    break;
-  case SigintWord::init:
+  } else if (utSame(word, "init")) {
     ZutCommandPrintFeedback("Initializing interrupt handler.\n");
     ZutInterruptInit();
-    break;
-  case SigintWord::reset:
+  } else if (utSame(word, "reset")) {
     ZutCommandPrintFeedback("Resetting interrupt counter.\n");
     ZutInterruptReset();
-    break;
-  case SigintWord::get:
+  } else if (utSame(word, "get")) {
     ZutCommandPrintFeedback("Interrupt counter is %ld\n", static_cast<long>(ZutInterruptGet()));
-    break;
-  case SigintWord::unknown: break;
+  } else {
+    return false;
   }
+  return true;
 }
 
 } // namespace
@@ -142,14 +130,12 @@ void Z_CALL utCommandSetTime(ZutLexer *lexer) {
 }
 
 void Z_CALL utCommandSigint(ZutLexer *lexer) {
-  SigintWord word = SigintWord::incr;
+  const char *word = "incr";
   if (!utLexAtEnd(*lexer)) {
     ZutLexAcceptId(lexer);
-    word = sigintWord(lexer->id_value);
-    if (word == SigintWord::unknown)
-      utCommandFail<Msg::sigintUnknownWord>(Z_TRACE_LEVEL_ERROR, lexer->id_value);
+    word = lexer->id_value;
   }
-  runSigint(word);
+  if (!runSigint(word)) utCommandFail<Msg::sigintUnknownWord>(Z_TRACE_LEVEL_ERROR, word);
   if (utLexAtEnd(*lexer)) return;
   utCommandFail<Msg::sigintExtra>(Z_TRACE_LEVEL_ERROR, lexer->text);
   utLexSkipCommand(utLexer(lexer));

@@ -40,21 +40,14 @@ void append(const char *line) {
   history.lines[history.count++] = utDup(line, "(history_string)");
 }
 
-// The newest line that begins so, or null.
-const char *newestLine(std::string_view beginning) {
-  for (int32_t place = utHistoryCount(); place-- > 0;) {
-    const char *line = utHistoryLine(place);
-    if (utBeginsWord(line, beginning)) return line;
-  }
-  return nullptr;
-}
-
-// The line that "!" and a beginning recall; null, with a report, when there is none.
+// The newest line that "!" and a beginning recall; null, with a report, when there is none.
 const char *recall(const char *line) {
   utCheck(line[0] == '!');
-  const bool newest = line[1] == '!';
-  const char *found = newestLine(newest ? "" : line + 1);
-  if (found) return found;
+  const std::string_view beginning = line[1] == '!' ? "" : line + 1;
+  for (int32_t place = utHistoryCount(); place-- > 0;) {
+    const char *found = utHistoryLine(place);
+    if (utBeginsWord(found, beginning)) return found;
+  }
   if (utSame(line, "!!")) utCommandFail<Msg::historyEmpty>(Z_TRACE_LEVEL_INFO);
   else utCommandFail<Msg::historyNoMatch>(Z_TRACE_LEVEL_INFO, line);
   return nullptr;

@@ -326,21 +326,19 @@ int32_t getFlag(const ZutOption *option, int32_t ZutOption::*field, int32_t *out
   return 1;
 }
 
-// May a getter of that type read the option?
-bool isReadable(const ZutOption *option, const void *out, int32_t type) {
-  return option && out && isType(*option, type) && option->value;
-}
-
-// Sets the reason why not. Not inlined, so that the fast path of the getters needs no frame.
+// Sets the reason why an option cannot be read. Not inlined, so that the fast path of the getters
+// needs no frame.
 [[gnu::noinline]] int32_t failRead(const ZutOption *option, const void *out, int32_t type) {
   if (!option || !out) return utFail(Err::nullPointer);
   return utFail(isType(*option, type) ? Err::unknown : Err::typeInvalid);
 }
 
 template <class Out>
-int32_t getPointer(const ZutOption *option, Out *out, int32_t type) {
-  if (!isReadable(option, out, type)) return failRead(option, out, type);
-  *out = static_cast<Out>(option->value);
+int32_t get(const ZutOption *option, Out *out, int32_t type) {
+  if (!option || !out || !isType(*option, type) || !option->value)
+    return failRead(option, out, type);
+  if constexpr (std::is_pointer_v<Out>) *out = static_cast<Out>(option->value);
+  else *out = *static_cast<const Out *>(option->value);
   return 1;
 }
 
@@ -540,31 +538,27 @@ const char *Z_CALL ZutOptionGetName(ZutOption *option) {
 }
 
 int32_t Z_CALL ZutOptionGetBool(ZutOption *option, int32_t *out) {
-  if (!isReadable(option, out, Z_OPTION_BOOL)) return failRead(option, out, Z_OPTION_BOOL);
-  *out = option->boolean;
-  return 1;
+  return get(option, out, Z_OPTION_BOOL);
 }
 
 int32_t Z_CALL ZutOptionGetEnum(ZutOption *option, const char **out) {
-  return getPointer(option, out, Z_OPTION_ENUM);
+  return get(option, out, Z_OPTION_ENUM);
 }
 
 int32_t Z_CALL ZutOptionGetNum(ZutOption *option, double *out) {
-  if (!isReadable(option, out, Z_OPTION_NUM)) return failRead(option, out, Z_OPTION_NUM);
-  *out = option->number;
-  return 1;
+  return get(option, out, Z_OPTION_NUM);
 }
 
 int32_t Z_CALL ZutOptionGetStr(ZutOption *option, const char **out) {
-  return getPointer(option, out, Z_OPTION_STR);
+  return get(option, out, Z_OPTION_STR);
 }
 
 int32_t Z_CALL ZutOptionGetEnumList(ZutOption *option, const ZutStrList **out) {
-  return getPointer(option, out, Z_OPTION_ENUM_LIST);
+  return get(option, out, Z_OPTION_ENUM_LIST);
 }
 
 int32_t Z_CALL ZutOptionGetStrList(ZutOption *option, const ZutStrList **out) {
-  return getPointer(option, out, Z_OPTION_STR_LIST);
+  return get(option, out, Z_OPTION_STR_LIST);
 }
 
 int32_t Z_CALL ZutOptionSetBool(ZutOption *option, int32_t value) {

@@ -110,28 +110,12 @@ int32_t parseEnum(ZutOption &option, Lexer &lex) {
   return utFail(Err::invalid);
 }
 
-int32_t parseNumber(ZutOption &option, Lexer &lex) {
-  return utLexAcceptSignedReal(lex) && ZutOptionSetNum(&option, lex.number_value);
-}
-
-int32_t parseText(ZutOption &option, Lexer &lex) {
-  return utLexAcceptFileName(lex) && ZutOptionSetStr(&option, lex.string_value.str);
-}
-
-// Reads elements parted by "," into the lexer's list. May jump.
-bool readWords(Lexer &lex) {
+// Reads elements parted by "," into the lexer's list: words, or else texts. May jump.
+bool readList(Lexer &lex, bool words) {
   for (;;) {
-    if (!utLexAcceptId(lex)) return false;
-    utLexListAdd(lex, lex.id_value, "enum_ptr");
-    if (lex.token != Z_LEX_COMMA) return true;
-    if (!utLexAccept(lex, Z_LEX_COMMA)) return false;
-  }
-}
-
-bool readTexts(Lexer &lex) {
-  for (;;) {
-    if (!utLexAcceptFileName(lex)) return false;
-    utLexListAdd(lex, lex.string_value.str, "string_ptr");
+    if (!(words ? utLexAcceptId(lex) : utLexAcceptFileName(lex))) return false;
+    if (words) utLexListAdd(lex, lex.id_value, "enum_ptr");
+    else utLexListAdd(lex, lex.string_value.str, "string_ptr");
     if (lex.token != Z_LEX_COMMA) return true;
     if (!utLexAccept(lex, Z_LEX_COMMA)) return false;
   }
@@ -139,7 +123,7 @@ bool readTexts(Lexer &lex) {
 
 int32_t parseList(ZutOption &option, Lexer &lex) {
   const bool words = option.type == Z_OPTION_ENUM_LIST;
-  if (!(words ? readWords(lex) : readTexts(lex))) return 0;
+  if (!readList(lex, words)) return 0;
   ZutStrList *list = utLexListTake(lex);
   utCheck(list);
   const int32_t set =
@@ -153,8 +137,10 @@ int32_t parseValue(ZutOption &option, Lexer &lex) {
   switch (option.type) {
   case Z_OPTION_BOOL: return parseBool(option, lex);
   case Z_OPTION_ENUM: return parseEnum(option, lex);
-  case Z_OPTION_NUM: return parseNumber(option, lex);
-  case Z_OPTION_STR: return parseText(option, lex);
+  case Z_OPTION_NUM:
+    return utLexAcceptSignedReal(lex) && ZutOptionSetNum(&option, lex.number_value);
+  case Z_OPTION_STR:
+    return utLexAcceptFileName(lex) && ZutOptionSetStr(&option, lex.string_value.str);
   case Z_OPTION_ENUM_LIST:
   case Z_OPTION_STR_LIST: return parseList(option, lex);
   default:
@@ -204,7 +190,7 @@ int32_t parseType(const char *name, Lexer &lex) {
 
 // The values of an enumerated option: the legal ones, the first its value. May jump.
 int32_t parseLegalValues(ZutOption &option, Lexer &lex) {
-  if (!readTexts(lex)) return 0;
+  if (!readList(lex, false)) return 0;
   utCheck(lex.list);
   for (const ZutStrList *node = lex.list; node; node = node->next) {
     const bool added = ZutOptionLegValAdd(&option, node->string);
