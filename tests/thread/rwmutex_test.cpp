@@ -1,4 +1,4 @@
-#include "support/child.h"
+#include "support/errors.h"
 #include "support/flag.h"
 
 #include <atomic>
@@ -9,46 +9,23 @@
 
 namespace {
 
-class RwMutex : public ::testing::Test {
-protected:
-  void SetUp() override {
-    ZutInitThreads();
-    mutex = ZutRwMutexCreate(0, 4);
-  }
-  void TearDown() override { ZutRwMutexDestroy(mutex); }
-
-  int read() { return ZutRwMutexReadLock(mutex); }
-  int write() { return ZutRwMutexWriteLock(mutex); }
-  int unlock() { return ZutRwMutexUnlock(mutex); }
-  int upgrade(double timeout) { return ZutRwMutexUpgradeLock(mutex, timeout); }
-  bool reads() { return ZutRwMutexReadLocked(mutex); }
-  bool writes() { return ZutRwMutexWriteLocked(mutex); }
-
-  ZutRwMutex *mutex = nullptr;
-};
-
-// Another thread that does what it is told, one thing at a time.
+// Another thread, which runs one function at a time.
 class Other {
 public:
   Other() : thread_([this] { run(); }) {}
   ~Other() {
-    start([this] { end_ = true; });
+    start([this] { return end_ = true, '='; });
     thread_.join();
   }
-  void start(std::function<void()> work) {
+  void start(std::function<char()> work) {
     finish();
     work_ = std::move(work);
     begun_.set(false);
     busy_.set();
   }
-  void finish() { busy_.wait(false); }
-  // Runs it to its end.
-  template <class F>
-  int get(F work) {
-    int result = 0;
-    start([&] { result = work(); });
-    finish();
-    return result;
+  char finish() {
+    busy_.wait(false);
+    return result_;
   }
   // It has begun and does not end: long enough to call it blocked.
   bool isBlocked() {
@@ -62,62 +39,79 @@ private:
     while (!end_) {
       busy_.wait();
       begun_.set();
-      work_();
+      result_ = work_();
       busy_.set(false);
     }
   }
   Flag busy_, begun_;
   bool end_ = false;
-  std::function<void()> work_;
+  char result_ = 0;
+  std::function<char()> work_;
   std::thread thread_;
+};
+
+class RwMutex : public ::testing::Test {
+protected:
+  void SetUp() override {
+    ZutInitThreads();
+    mutex = ZutRwMutexCreate(0, 1);
+  }
+  void TearDown() override { ZutRwMutexDestroy(mutex); }
+
+  char act(char kind) {
+    int32_t quota = 0;
+    switch (kind) {
+    case 'r': return result(ZutRwMutexReadLock(mutex));
+    case 'w': return result(ZutRwMutexWriteLock(mutex));
+    case '-': return result(ZutRwMutexUnlock(mutex));
+    case 'n': return result(ZutRwMutexUpgradeLock(mutex, 0.0));
+    case 't': return result(ZutRwMutexUpgradeLock(mutex, 0.4));
+    case 'u': return result(ZutRwMutexUpgradeLock(mutex, -1.0));
+    case 'q': ZutRwMutexGetReadQuota(mutex, &quota); return static_cast<char>('0' + quota);
+    case 'z': ZutSleep(0.4); return '=';
+    }
+    return ZutRwMutexWriteLocked(mutex) ? 'W' : ZutRwMutexReadLocked(mutex) ? 'R' : '-';
+  }
+  static char result(int32_t done) { return done ? '=' : static_cast<char>('0' + ZutErrNumGet()); }
+
+  // Each step names a thread, what it does, and the result: "=" done, a digit: the error or the
+  // quota, "?" it blocks. r, w, - lock and unlock; n, t, u upgrade without waiting, for 0.4
+  // seconds, for ever; "." ends what has blocked; h asks what is held; z sleeps as long as t waits.
+  void play(const char *script) {
+    Other threads[3];
+    for (const char *step = script; *step; step += step[3] ? 4 : 3) {
+      SCOPED_TRACE(step);
+      Other &thread = threads[step[0] - 'a'];
+      if (step[1] != '.') thread.start([this, kind = step[1]] { return act(kind); });
+      if (step[2] == '?') EXPECT_TRUE(thread.isBlocked());
+      else EXPECT_EQ(thread.finish(), step[2]);
+    }
+  }
+
+  ZutRwMutex *mutex = nullptr;
 };
 
 } // namespace
 
 TEST_F(RwMutex, ArgumentsAreChecked) {
   for (int32_t quota : {0, 33, -1}) {
-    ZutErrNumSet(0);
-    EXPECT_EQ(ZutRwMutexCreate(0, quota), nullptr);
-    EXPECT_EQ(ZutErrNumGet(), 7);
-    EXPECT_EQ(ZutRwMutexSetReadQuota(mutex, quota), 0);
+    EXPECT_ERROR(7, ZutRwMutexCreate(0, quota));
+    EXPECT_ERROR(7, ZutRwMutexSetReadQuota(mutex, quota));
   }
-  EXPECT_EQ(ZutRwMutexCreate(2, 1), nullptr);
-  int32_t quota = 0;
-  for (int32_t result : {ZutRwMutexReadLock(nullptr), ZutRwMutexWriteLock(nullptr),
-                         ZutRwMutexUnlock(nullptr), ZutRwMutexUpgradeLock(nullptr, 9.0),
-                         ZutRwMutexDestroy(nullptr), ZutRwMutexGetReadQuota(nullptr, &quota)}) {
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ZutErrNumGet(), 7);
-  }
-  EXPECT_EQ(ZutRwMutexGetReadQuota(mutex, nullptr), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  for (double timeout : {-0.5, -2.0, std::numeric_limits<double>::quiet_NaN()}) {
-    ZutErrNumSet(0);
-    EXPECT_EQ(upgrade(timeout), 0);
-    EXPECT_EQ(ZutErrNumGet(), 4);
-  }
-  EXPECT_EQ(upgrade(0.0), 1); // free: nothing to do
-  EXPECT_FALSE(writes());
+  EXPECT_ERROR(7, ZutRwMutexCreate(2, 1));
+  for (double timeout : {-0.5, -2.0, std::numeric_limits<double>::quiet_NaN()})
+    EXPECT_ERROR(4, ZutRwMutexUpgradeLock(mutex, timeout));
+  play("an= ah-"); // free: nothing to upgrade
+  EXPECT_EQ(ZutRwMutexSetReadQuota(mutex, 9), 1);
+  play("aq9");
 }
 
 TEST_F(RwMutex, QuotaGrowsWithTheReaders) {
-  Other others[3];
-  int32_t quota = 0;
-  EXPECT_EQ(ZutRwMutexSetReadQuota(mutex, 1), 1);
-  for (int32_t readers = 1; readers <= 3; ++readers) {
-    EXPECT_EQ(others[readers - 1].get([&] { return read() && read(); }), 1);
-    ZutRwMutexGetReadQuota(mutex, &quota);
-    EXPECT_EQ(quota, readers);
-  }
-  for (Other &other : others) EXPECT_EQ(other.get([&] { return unlock() && unlock(); }), 1);
-  EXPECT_EQ(ZutRwMutexSetReadQuota(mutex, 32), 1);
-  ZutRwMutexGetReadQuota(mutex, &quota);
-  EXPECT_EQ(quota, 32);
+  play("ar= ar= aq1 br= br= aq2 cr= aq3 a-= a-= b-= b-= c-= c-7 ah- bh- ch- aq3");
 }
 
 TEST_F(RwMutex, ManyAtOnceInOneThread) {
   ZutRwMutex *many[40];
-  Other other;
   for (int round = 0; round < 2; ++round) {
     for (ZutRwMutex *&one : many) one = ZutRwMutexCreate(0, 1);
     for (ZutRwMutex *one : many) EXPECT_EQ(ZutRwMutexReadLock(one) + ZutRwMutexReadLock(one), 2);
@@ -128,97 +122,36 @@ TEST_F(RwMutex, ManyAtOnceInOneThread) {
     for (ZutRwMutex *one : many) EXPECT_EQ(ZutRwMutexUnlock(one), 0);
     for (ZutRwMutex *one : many) ZutRwMutexReadLock(one);
     for (ZutRwMutex *one : many)
-      ZutRwMutexDestroy(one); // while read: the next round is not confused
+      ZutRwMutexDestroy(one); // still read: the next round is not confused
   }
 }
 
+// Two read locks need two unlocks. A thread that does not read may not upgrade while others read;
+// a reader that takes the write lock has one lock more.
 TEST_F(RwMutex, OnlyReaderUpgradesAtOnce) {
-  Other other;
-  read(), read();
-  EXPECT_EQ(upgrade(0.0), 1);
-  EXPECT_TRUE(writes());
-  EXPECT_EQ(unlock(), 1);
-  EXPECT_TRUE(writes()); // two read locks, two unlocks
-  EXPECT_EQ(unlock(), 1);
-  EXPECT_FALSE(writes());
-
-  read();
-  other.get([&] { return read(); });
-  EXPECT_EQ(upgrade(0.0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 9);
-  EXPECT_TRUE(reads());
-  EXPECT_EQ(other.get([&] { return unlock() && upgrade(0.0); }), 0); // does not read, others do
-  EXPECT_EQ(write(), 1); // a reader that writes: one lock more
-  EXPECT_TRUE(writes());
-  EXPECT_EQ(unlock() + unlock(), 2);
-  EXPECT_FALSE(reads());
+  play("ar= ar= an= ahW a-= ahW a-= ah- ar= br= an9 ahR b-= bn7 aw= ahW a-= a-= ah-");
 }
 
 TEST_F(RwMutex, UpgradeWaitsForTheOthersAndGoesBeforeWriters) {
-  Other reader, writer, upgrader;
-  reader.get([&] { return read(); });
-  upgrader.get([&] { return read(); });
-  writer.start([&] { write(); });
-  EXPECT_TRUE(writer.isBlocked());
-  upgrader.start([&] { upgrade(-1.0); });
-  EXPECT_TRUE(upgrader.isBlocked());
-  reader.get([&] { return unlock(); });
-  upgrader.finish();
-  EXPECT_TRUE(upgrader.get([&] { return writes(); }));
-  EXPECT_TRUE(writer.isBlocked());
-  upgrader.get([&] { return unlock(); });
-  writer.finish();
-  EXPECT_EQ(writer.get([&] { return unlock(); }), 1);
+  play("ar= br= cw? bu? a-= b.= bhW c.? b-= c.= c-=");
 }
 
+// The late reader gets in though the mutex was never free.
 TEST_F(RwMutex, UpgradeThatGivesUpLetsReadersIn) {
-  Other reader, upgrader, late;
-  reader.get([&] { return read(); });
-  upgrader.get([&] { return read(); });
-  int error = 0;
-  upgrader.start([&] { error = upgrade(0.5) ? 0 : ZutErrNumGet(); });
-  EXPECT_TRUE(upgrader.isBlocked());
-  late.start([&] { read(); });
-  EXPECT_TRUE(late.isBlocked());
-  upgrader.finish();
-  EXPECT_EQ(error, 9);
-  late.finish(); // though the mutex was never free
-  EXPECT_TRUE(upgrader.get([&] { return reads() && !writes(); }));
-  for (Other *other : {&reader, &upgrader, &late}) {
-    EXPECT_EQ(other->get([&] { return unlock(); }), 1);
-  }
-  EXPECT_EQ(write() && unlock(), 1);
+  play("ar= br= bt? cr? b.9 c.= bhR a-= b-= c-= aw= a-=");
 }
 
-// Two readers upgrade: the second writes, alone as the first one's lock is set aside; the first
-// gives up meanwhile. It must neither read beside the writer nor make the mutex look free.
+// Two readers upgrade: the second writes, alone as the first one's lock is set aside, until after
+// the first one's timeout. The first must neither read beside the writer nor make the mutex look
+// free to another writer.
 TEST_F(RwMutex, UpgradeThatGivesUpDoesNotReadBesideAWriter) {
-  Other first, second, writer;
-  first.get([&] { return read(); });
-  second.get([&] { return read() && read(); });
-  int error = 0;
-  first.start([&] { error = upgrade(0.4) ? 0 : ZutErrNumGet(); });
-  EXPECT_TRUE(first.isBlocked());
-  EXPECT_EQ(second.get([&] { return upgrade(1.0); }), 1);
-  writer.start([&] { write(); });
-  ZutSleep(0.4); // the first one's timeout is over
-  EXPECT_TRUE(first.isBlocked());
-  EXPECT_TRUE(writer.isBlocked());
-  EXPECT_EQ(second.get([&] { return unlock(); }), 1);
-  EXPECT_TRUE(first.isBlocked()); // one level is left
-  EXPECT_EQ(second.get([&] { return unlock(); }), 1);
-  first.finish();
-  EXPECT_EQ(error, 9);
-  EXPECT_TRUE(first.get([&] { return reads() && !writes(); }));
-  EXPECT_TRUE(writer.isBlocked());
-  EXPECT_EQ(first.get([&] { return unlock(); }), 1);
-  writer.finish(); // no reader is left over
-  EXPECT_EQ(writer.get([&] { return unlock(); }), 1);
+  play("ar= br= br= at? bu= cw? bz= a.? c.? b-= a.? b-= a.9 ahR c.? a-= c.= c-=");
 }
 
 // Random operations of several threads against what each thread knows of itself, and against who
 // may be inside together. `data` has no protection but the mutex.
 TEST_F(RwMutex, KeepsItsPromisesUnderLoad) {
+  ZutRwMutexSetReadQuota(mutex, 4);
   std::atomic<int> readersInside{0}, writersInside{0}, wrong{0};
   int64_t data = 0;
   int64_t writes = 0; // by all threads
@@ -276,8 +209,5 @@ TEST_F(RwMutex, KeepsItsPromisesUnderLoad) {
   EXPECT_EQ(wrong, 0);
   EXPECT_EQ(data, writes);
   EXPECT_GT(data, 0);
-  int32_t quota = 0;
-  EXPECT_EQ(ZutRwMutexGetReadQuota(mutex, &quota), 1);
-  EXPECT_EQ(quota, 4);
-  EXPECT_EQ(write() && unlock(), 1); // nobody was forgotten inside
+  play("aq4 aw= a-="); // no lock is left over
 }

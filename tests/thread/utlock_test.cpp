@@ -1,4 +1,5 @@
 #include "support/child.h"
+#include "support/errors.h"
 
 #include <atomic>
 #include <chrono>
@@ -18,13 +19,19 @@ namespace {
 constexpr ZutMutex *(Z_CALL *makers[])(int32_t) = {ZutMutexCreate, ZutMutexCreateFast,
                                                    ZutMutexCreateEx};
 
-bool isFast(int maker) { return maker > 0; }
-
 template <class F>
 auto elsewhere(F function) {
   decltype(function()) result{};
   std::thread([&] { result = function(); }).join();
   return result;
+}
+
+// Runs it in several threads at once, to their ends.
+template <class F>
+void together(int count, F work) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
+  for (std::thread &thread : threads) thread.join();
 }
 
 double seconds() {
@@ -46,81 +53,51 @@ protected:
 TEST_F(Lock, BadArgumentsChangeNothing) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   for (const auto make : makers) {
-    for (int32_t owner : {-1, 2}) {
-      ZutErrNumSet(0);
-      EXPECT_EQ(make(owner), nullptr);
-      EXPECT_EQ(ZutErrNumGet(), 7);
-    }
+    for (int32_t owner : {-1, 2}) EXPECT_ERROR(7, make(owner));
     ZutMutex *mutex = make(0);
-    for (double timeout : {-0.5, -2.0, -std::numeric_limits<double>::infinity(), nan}) {
-      ZutErrNumSet(0);
-      EXPECT_EQ(ZutMutexLock(mutex, timeout), 0);
-      EXPECT_EQ(ZutErrNumGet(), 7);
-    }
+    for (double timeout : {-0.5, -2.0, -std::numeric_limits<double>::infinity(), nan})
+      EXPECT_ERROR(7, ZutMutexLock(mutex, timeout));
     ZutMutexLock(mutex, -1.0);
     ZutCond *cond = ZutCondCreate();
     for (double timeout : {0.0, -0.5, nan}) {
-      ZutErrNumSet(0);
-      EXPECT_EQ(ZutCondWait(cond, mutex, timeout), 0);
-      EXPECT_EQ(ZutErrNumGet(), 7);
+      EXPECT_ERROR(7, ZutCondWait(cond, mutex, timeout));
       EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, 0.0); }), 0); // still held
     }
     ZutCondDestroy(cond);
     ZutMutexUnlock(mutex);
     EXPECT_EQ(ZutMutexDestroy(mutex), 1);
   }
-  for (int32_t result :
-       {ZutMutexLock(nullptr, 0.0), ZutMutexUnlock(nullptr), ZutMutexDestroy(nullptr),
-        ZutCondWakeAll(nullptr), ZutCondDestroy(nullptr), ZutSpinlockLock(nullptr),
-        ZutSpinlockUnlock(nullptr), ZutSpinlockDestroy(nullptr)}) {
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ZutErrNumGet(), 7);
-  }
-  EXPECT_EQ(ZutSpinlockCreate(2), nullptr);
+  EXPECT_ERROR(7, ZutSpinlockCreate(2));
 }
 
 TEST_F(Lock, HolderLocksAgainAndOthersWaitForTheLastUnlock) {
   for (int maker = 0; maker < 3; ++maker) {
     ZutMutex *mutex = makers[maker](1);
-    const auto errorElsewhere = [&] {
-      return elsewhere([&] {
-        if (!ZutMutexLock(mutex, 0.0)) return ZutErrNumGet();
-        ZutMutexUnlock(mutex);
+    const bool fast = maker > 0;
+    const auto tryElsewhere = [&] {
+      return elsewhere([&] { return ZutMutexLock(mutex, 0.0) && ZutMutexUnlock(mutex); });
+    };
+    for (double timeout : {0.0, 0.5, -1.0}) EXPECT_EQ(ZutMutexLock(mutex, timeout), 1);
+    for (int held = 4; held > 0; --held) {
+      elsewhere([&] {
+        EXPECT_ERROR(9, ZutMutexLock(mutex, 0.0));
+        EXPECT_ERROR(fast ? 7 : 2, ZutMutexUnlock(mutex)); // held by the other thread
+        if (held > 1) return 0;
+        const double timeout = fast ? 0.25 : 0.1, start = seconds();
+        EXPECT_ERROR(fast ? 0 : 9, ZutMutexLock(mutex, timeout));
+        EXPECT_GE(seconds() - start, fast ? 0.29 : 0.08); // three sleeps of 0.1
         return 0;
       });
-    };
-    EXPECT_EQ(ZutMutexLock(mutex, 0.0), 1);
-    EXPECT_EQ(ZutMutexLock(mutex, 0.5), 1);
-    EXPECT_EQ(ZutMutexLock(mutex, -1.0), 1);
-    for (int held = 4; held > 0; --held) {
-      EXPECT_EQ(errorElsewhere(), 9);
-      EXPECT_EQ(elsewhere([&] { return ZutMutexUnlock(mutex); }), 0); // not theirs
       EXPECT_EQ(ZutMutexUnlock(mutex), 1);
     }
-    EXPECT_EQ(errorElsewhere(), 0);
-    EXPECT_EQ(ZutMutexUnlock(mutex), 0); // nobody's
-    EXPECT_EQ(ZutErrNumGet(), isFast(maker) ? 7 : 2);
-    EXPECT_EQ(errorElsewhere(), 0); // and it still works
+    EXPECT_TRUE(tryElsewhere());
+    EXPECT_ERROR(fast ? 7 : 2, ZutMutexUnlock(mutex)); // held by no thread
+    EXPECT_TRUE(tryElsewhere());                       // and it still works
     ZutMutexDestroy(mutex);
   }
 }
 
-TEST_F(Lock, TimeoutsReportAsEachKindDoes) {
-  for (int maker = 0; maker < 2; ++maker) {
-    ZutMutex *mutex = makers[maker](1);
-    const double timeout = isFast(maker) ? 0.25 : 0.1;
-    std::thread([&] {
-      ZutErrNumSet(0);
-      const double start = seconds();
-      EXPECT_EQ(ZutMutexLock(mutex, timeout), 0);
-      EXPECT_EQ(ZutErrNumGet(), isFast(maker) ? 0 : 9);
-      EXPECT_GE(seconds() - start, isFast(maker) ? 0.29 : 0.08); // three sleeps of 0.1
-    }).join();
-    ZutMutexDestroy(mutex);
-  }
-}
-
-TEST_F(Lock, KernelMutexOfADeadThreadIsTaken) {
+TEST_F(Lock, AbandonedKernelMutexIsTaken) {
   ZutMutex *mutex = ZutMutexCreate(0);
   for (double timeout : {-1.0, 0.0, 1.0}) {
     EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, -1.0); }), 1); // and ends
@@ -147,36 +124,32 @@ TEST_F(Lock, WhatAnotherThreadHoldsIsNeitherDestroyedNorInherited) {
 #endif
 
 TEST_F(Lock, OnlyOneIsInside) {
-  ZutMutex *fast = ZutMutexCreateFast(0);
-  ZutMutex *kernel = ZutMutexCreate(0);
+  ZutMutex *fast = ZutMutexCreateFast(0), *kernel = ZutMutexCreate(0);
   ZutSpinlock *spin = ZutSpinlockCreate(1);
   int counts[3] = {};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 3000; ++n) {
-        ZutMutexLock(fast, -1.0);
-        ++counts[0];
-        ZutMutexUnlock(fast);
-        ZutMutexLock(kernel, n % 2 ? -1.0 : 60.0);
-        ++counts[1];
-        ZutMutexUnlock(kernel);
-        if (n % 30) continue; // on few processors its holder may not be running
-        ZutSpinlockLock(spin);
-        ++counts[2];
-        ZutSpinlockUnlock(spin);
-      }
-    });
-  }
-  counts[2] = 1000; // this thread has held the spinlock all the time
-  ZutSpinlockUnlock(spin);
-  for (std::thread &thread : threads) thread.join();
+  together(5, [&](int self) {
+    if (self == 4) { // the spinlock has been held until now
+      counts[2] = 1000;
+      ZutSpinlockUnlock(spin);
+      return;
+    }
+    for (int n = 0; n < 3000; ++n) {
+      ZutMutexLock(fast, -1.0);
+      ++counts[0];
+      ZutMutexUnlock(fast);
+      ZutMutexLock(kernel, n % 2 ? -1.0 : 60.0);
+      ++counts[1];
+      ZutMutexUnlock(kernel);
+      if (n % 30) continue; // on few processors its holder may not be running
+      ZutSpinlockLock(spin);
+      ++counts[2];
+      ZutSpinlockUnlock(spin);
+    }
+  });
   EXPECT_EQ(counts[0], 12000);
   EXPECT_EQ(counts[1], 12000);
   EXPECT_EQ(counts[2], 1400);
-  ZutMutexDestroy(fast);
-  ZutMutexDestroy(kernel);
-  ZutSpinlockDestroy(spin);
+  EXPECT_EQ(ZutMutexDestroy(fast) + ZutMutexDestroy(kernel) + ZutSpinlockDestroy(spin), 3);
 }
 
 TEST_F(Lock, WaitExpiresWithTheMutexHeld) {
@@ -185,10 +158,9 @@ TEST_F(Lock, WaitExpiresWithTheMutexHeld) {
     ZutCond *cond = ZutCondCreate();
     EXPECT_EQ(ZutCondWakeAll(cond), 1); // before the wait: not seen by it
     const double start = seconds();
-    EXPECT_EQ(ZutCondWait(cond, mutex, 0.05), 0);
-    EXPECT_EQ(ZutErrNumGet(), 9);
+    EXPECT_ERROR(9, ZutCondWait(cond, mutex, 0.05));
     EXPECT_GE(seconds() - start, 0.03);
-    EXPECT_EQ(ZutCondWait(cond, mutex, 0.0005), 0); // no whole millisecond
+    EXPECT_ERROR(9, ZutCondWait(cond, mutex, 0.0005)); // no whole millisecond
     EXPECT_EQ(elsewhere([&] { return ZutMutexLock(mutex, 0.0); }), 0);
     EXPECT_EQ(ZutMutexUnlock(mutex), 1);
     EXPECT_EQ(ZutCondWait(cond, mutex, 1.0), 0); // not held: no wait
@@ -197,33 +169,28 @@ TEST_F(Lock, WaitExpiresWithTheMutexHeld) {
   }
 }
 
-// Threads that take turns wake everybody and wait again at once, so that one is always about to
-// wait while another begins: whoever misses a wake runs into its timeout.
+// Threads that take turns wake all others and wait again at once, so that one is always about to
+// wait while another begins. A missed wake runs into the timeout.
 TEST_F(Lock, NoWakeIsMissed) {
   constexpr int players = 3, turns = 3000;
   ZutMutex *mutex = ZutMutexCreateFast(0);
   ZutCond *cond = ZutCondCreate();
   int turn = 0, missed = 0;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < players; ++i) {
-    threads.emplace_back([&, i] {
-      ZutMutexLock(mutex, -1.0);
-      while (turn < turns && missed == 0) {
-        if (turn % players != i) {
-          if (!ZutCondWait(cond, mutex, 10.0)) ++missed;
-          continue;
-        }
-        ++turn;
-        ZutCondWakeAll(cond);
+  together(players, [&](int self) {
+    ZutMutexLock(mutex, -1.0);
+    while (turn < turns && missed == 0) {
+      if (turn % players != self) {
+        if (!ZutCondWait(cond, mutex, 10.0)) ++missed;
+        continue;
       }
-      ZutMutexUnlock(mutex);
-    });
-  }
-  for (std::thread &thread : threads) thread.join();
+      ++turn;
+      ZutCondWakeAll(cond);
+    }
+    ZutMutexUnlock(mutex);
+  });
   EXPECT_EQ(missed, 0);
   EXPECT_EQ(turn, turns);
-  ZutCondDestroy(cond);
-  ZutMutexDestroy(mutex);
+  EXPECT_EQ(ZutCondDestroy(cond) + ZutMutexDestroy(mutex), 2);
 }
 
 // One condition for each request: whoever wakes it destroys it, and the next may take its place.
@@ -255,13 +222,11 @@ TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
 // What a second process sees of the names in its environment.
 CHILD(looker) {
   const char *name = std::getenv("NAME");
-  ZutErrNumSet(0);
   const bool made = ZutMutexCreateNamedNp(name, 0) != nullptr;
-  const int error = ZutErrNumGet();
-  const int os = ZutErrNumGetOs();
+  const int error = made ? 0 : ZutErrNumGet(), os = ZutErrNumGetOs();
   const bool attached = ZutMutexAttachNamedNp(name) != nullptr;
   const bool asCond = ZutCondAttachNamedNp(name) != nullptr; // of another kind
-  ZutOut("%d %d %d %d %d", made, error, os == 183 || os == EEXIST, attached, asCond);
+  ZutOut("%d %d %d %d", error, os == 183 || os == EEXIST, attached, asCond);
 }
 
 CHILD(leaver) {
@@ -300,30 +265,24 @@ TEST_F(Lock, NamesLeaveNoFilesAndNeedRoomForThem) {
 #endif
 
 TEST_F(Lock, NamesAreSharedUntilTheLastHolderEnds) {
-  const std::string name = freshName("mutex"), condName = name + "c";
+  const std::string text = freshName("mutex"), condText = text + "c";
+  const char *name = text.c_str(), *condName = condText.c_str();
   const Environment environment = {{"NAME", name}};
-  EXPECT_EQ(ZutMutexAttachNamedNp(name.c_str()), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 2);
+  EXPECT_ERROR(2, ZutMutexAttachNamedNp(name));
   EXPECT_TRUE(runChild("leaver", environment).aborted()); // it held both, and the mutex locked
-  EXPECT_EQ(ZutMutexAttachNamedNp(name.c_str()), nullptr);
-  EXPECT_EQ(ZutCondAttachNamedNp(condName.c_str()), nullptr);
+  EXPECT_ERROR(2, ZutMutexAttachNamedNp(name));
+  EXPECT_ERROR(2, ZutCondAttachNamedNp(condName));
 
-  EXPECT_NE(ZutMutexCreateNamedNp(name.c_str(), 0), nullptr);
-  EXPECT_EQ(ZutMutexCreateNamedNp(name.c_str(), 0), nullptr); // in this process, too
-  EXPECT_EQ(runChild("looker", environment).out, "0 2 1 1 0");
+  EXPECT_NE(ZutMutexCreateNamedNp(name, 0), nullptr);
+  EXPECT_ERROR(2, ZutMutexCreateNamedNp(name, 0)); // in this process, too
+  EXPECT_EQ(runChild("looker", environment).out, "2 1 1 0");
+  EXPECT_ERROR(7, ZutMutexCreateNamedNp(name, 2));
 
-  ZutCond *cond = ZutCondCreateNamedNp(condName.c_str());
-  ZutCond *same = ZutCondAttachNamedNp(condName.c_str());
-  ASSERT_TRUE(cond && same);
+  ZutCond *cond = ZutCondCreateNamedNp(condName), *same = ZutCondAttachNamedNp(condName);
   EXPECT_EQ(ZutCondDestroy(cond), 1);
-  EXPECT_EQ(ZutCondCreateNamedNp(condName.c_str()), nullptr); // `same` still has it
+  EXPECT_ERROR(2, ZutCondCreateNamedNp(condName)); // `same` still has it
   EXPECT_EQ(ZutCondDestroy(same), 1);
-  EXPECT_EQ(ZutCondAttachNamedNp(condName.c_str()), nullptr);
-
-  EXPECT_EQ(ZutMutexCreateNamedNp(nullptr, 0), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  EXPECT_EQ(ZutMutexCreateNamedNp(name.c_str(), 2), nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 7);
+  EXPECT_ERROR(2, ZutCondAttachNamedNp(condName));
 }
 
 // Wakes until the waiter has answered by a name of its own.
@@ -331,7 +290,7 @@ CHILD(waker) {
   const std::string name = std::getenv("NAME");
   ZutCond *cond = ZutCondAttachNamedNp(name.c_str());
   int tries = 0;
-  while (!ZutCondAttachNamedNp((name + "done").c_str()) && ++tries < 500) {
+  for (; !ZutCondAttachNamedNp((name + "done").c_str()) && tries < 500; ++tries) {
     ZutCondWakeAll(cond);
     ZutSleep(0.01);
   }
@@ -342,8 +301,7 @@ TEST_F(Lock, NamedConditionWakesAnotherProcess) {
   const std::string name = freshName("cond");
   ZutCond *cond = ZutCondCreateNamedNp(name.c_str()), *done = nullptr;
   ZutMutex *mutex = ZutMutexCreateFast(1);
-  EXPECT_EQ(ZutCondWait(cond, mutex, 0.02), 0); // nobody there yet
-  EXPECT_EQ(ZutErrNumGet(), 9);
+  EXPECT_ERROR(9, ZutCondWait(cond, mutex, 0.02)); // no other process yet
   ZutMutexUnlock(mutex);
   std::thread waiter([&] {
     ZutMutexLock(mutex, -1.0);
@@ -353,7 +311,5 @@ TEST_F(Lock, NamedConditionWakesAnotherProcess) {
   });
   EXPECT_EQ(runChild("waker", {{"NAME", name}}).out, "woken");
   waiter.join();
-  ZutCondDestroy(done);
-  ZutCondDestroy(cond);
-  ZutMutexDestroy(mutex);
+  EXPECT_EQ(ZutCondDestroy(done) + ZutCondDestroy(cond) + ZutMutexDestroy(mutex), 3);
 }

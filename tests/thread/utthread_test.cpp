@@ -1,4 +1,5 @@
 #include "support/child.h"
+#include "support/errors.h"
 #include "support/flag.h"
 
 #include <atomic>
@@ -22,77 +23,57 @@ ZutWord Z_CALL selfMain(ZutWord place) {
   return 42;
 }
 
-void leave(ZutWord code, int frames) {
-  std::string text(40, 'x'); // a frame to be unwound or forgotten
-  if (frames > 0) leave(code + static_cast<ZutWord>(text.size()), frames - 1);
-  ZutThreadExit(code);
-}
-
 ZutWord Z_CALL leaveMain(ZutWord code) {
-  leave(code, 0);
+  const std::string text(40, 'x'); // a frame to be unwound or forgotten
+  ZutThreadExit(code + static_cast<ZutWord>(text.size()) - 40);
   return -1;
 }
 
-ZutWord runThread(ZutThreadFunc function, const void *argument = nullptr) {
+ZutWord runThread(ZutThreadFunc function, ZutWord argument) {
   ZutWord code = -2;
-  const ZutThreadId thread = ZutThreadCreate(function, word(argument), 0);
-  EXPECT_NE(thread, 0);
-  EXPECT_EQ(ZutThreadWait(thread, &code), 1);
+  EXPECT_EQ(ZutThreadWait(ZutThreadCreate(function, argument, 0), &code), 1);
   return code;
 }
 
 } // namespace
 
-CHILD(early) {
-  const ZutThreadId before = ZutThreadSelf();
-  const int error = ZutErrNumGet();
+TEST(ThreadStart, MainThreadIsKnownOnceThreadsAre) {
+  EXPECT_ERROR(0, ZutThreadSelf());
   ZutInitThreads();
   ZutProcessMutexLock();
   std::thread(ZutThreadSelf).join(); // waits for no such lock, though it is the first to be adopted
   ZutProcessMutexUnlock();
-  const ZutThreadId after = ZutThreadSelf();
-  ZutOut("%d %d %d %d", before == 0, error, after != 0, after == ZutThreadSelf());
+  const ZutThreadId self = ZutThreadSelf();
+  EXPECT_NE(self, 0);
+  EXPECT_EQ(ZutThreadSelf(), self);
 }
-
-TEST(ThreadStart, MainThreadIsKnownOnceThreadsAre) { EXPECT_EQ(runChild("early").out, "1 0 1 1"); }
 
 // In a process of its own: nothing else takes the closed value over.
-CHILD(closed) {
+TEST(ThreadStart, WaitClosesTheValue) {
   const ZutThreadId thread = ZutThreadCreate([](ZutWord n) { return n; }, 42, 0);
   ZutWord code = 0;
-  const int first = ZutThreadWait(thread, &code);
-  const int second = ZutThreadWait(thread, nullptr);
-  ZutOut("%d %ld %d %d", first, static_cast<long>(code), second, ZutErrNumGet());
+  EXPECT_EQ(ZutThreadWait(thread, &code), 1);
+  EXPECT_EQ(code, 42);
+  EXPECT_ERROR(2, ZutThreadWait(thread, nullptr));
 }
 
-TEST(ThreadStart, WaitClosesTheValue) { EXPECT_EQ(runChild("closed").out, "1 42 0 2"); }
-
-TEST_F(Thread, ValueIsTheSameInsideAndOutside) {
-  const ZutThreadId self = ZutThreadSelf();
+TEST_F(Thread, ValueAndExitCode) {
   ZutThreadId inside = 0;
   const ZutThreadId thread = ZutThreadCreate(selfMain, word(&inside), 0);
-  EXPECT_FALSE(ZutThreadEqual(thread, self));
+  EXPECT_FALSE(ZutThreadEqual(thread, ZutThreadSelf()));
   EXPECT_EQ(ZutThreadWait(thread, nullptr), 1);
   EXPECT_TRUE(ZutThreadEqual(inside, thread));
-  EXPECT_EQ(ZutThreadCreate(nullptr, 0, 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-}
-
-TEST_F(Thread, ExitCodes) {
-  for (ZutWord code : {0, 7, 259, -5}) {
-    const ZutThreadId thread = ZutThreadCreate(leaveMain, code, 0);
-    ZutWord got = 1;
-    EXPECT_EQ(ZutThreadWait(thread, &got), 1);
-    EXPECT_EQ(got, code);
-  }
+  for (ZutWord code : {0, 7, 259, -5}) EXPECT_EQ(runThread(leaveMain, code), code);
 }
 
 TEST_F(Thread, DetachedThreadRunsOn) {
   static std::atomic<int> ran{0};
-  const auto function = [](ZutWord) -> ZutWord { return ++ran; };
-  for (int i = 0; i < 50; ++i) EXPECT_EQ(ZutThreadDetach(ZutThreadCreate(function, 0, 0)), 1);
+  const auto detached = [](ZutWord) -> ZutWord { return ++ran; };
   const auto itself = [](ZutWord) -> ZutWord { return ++ran, ZutThreadDetach(ZutThreadSelf()); };
-  for (int i = 0; i < 50; ++i) ZutThreadCreate(itself, 0, 0);
+  for (int i = 0; i < 50; ++i) {
+    EXPECT_EQ(ZutThreadDetach(ZutThreadCreate(detached, 0, 0)), 1);
+    ZutThreadCreate(itself, 0, 0);
+  }
   while (ran < 100) std::this_thread::yield();
 }
 
@@ -106,9 +87,8 @@ TEST_F(Thread, AttributesAreReadWhenTheOptionSaysSo) {
   ZutOptionSetBool(ZutOptionLookup("_thread_create_check_varargs"), 1);
   const ZutThreadId thread = ZutThreadCreate(quiet, 0, Z_THREAD_ATTR_NAMED, "THREAD_bounded", 0);
   EXPECT_EQ(ZutThreadWait(thread, nullptr), 1);
-  EXPECT_EQ(ZutThreadCreate(quiet, 0, 2, "x", 0), 0);
-  EXPECT_EQ(ZutErrNumGet(), 7);
-  EXPECT_EQ(ZutThreadCreate(quiet, 0, 1, "x", -1, "y", 0), 0);
+  EXPECT_ERROR(7, ZutThreadCreate(quiet, 0, 2, "x", 0));
+  EXPECT_ERROR(7, ZutThreadCreate(quiet, 0, 1, "x", -1, "y", 0));
   ZutOptionSetBool(ZutOptionLookup("_thread_create_check_varargs"), 0);
 }
 
@@ -132,23 +112,16 @@ TEST_F(Thread, AdoptedThreadsHaveValuesAndAreWaitedFor) {
   EXPECT_EQ(waited, 1);
   other.join();
   EXPECT_EQ(ZutThreadWait(ended, nullptr), 1);
-  EXPECT_EQ(ZutThreadWait(ended, nullptr), 0);
-  EXPECT_EQ(ZutErrNumGet(), 2);
-}
-
-CHILD(checker) {
-  ZutInitThreads();
-  const int none = ZutEndImportThreadCheckerThread();
-  const int error = ZutErrNumGet();
-  ZutThreadId thread = 0;
-  std::thread([&] { thread = ZutThreadSelf(); }).join();
-  const int ended = ZutEndImportThreadCheckerThread();
-  const int wait = ZutThreadWait(thread, nullptr); // closed by its last look
-  ZutOut("%d %d %d %d %d", none, error, ended, wait, ZutEndImportThreadCheckerThread());
+  EXPECT_ERROR(2, ZutThreadWait(ended, nullptr));
 }
 
 TEST_F(Thread, CheckerClosesEndedThreadsUntilItIsEnded) {
-  EXPECT_EQ(runChild("checker").out, "0 7 1 0 0");
+  EXPECT_ERROR(7, ZutEndImportThreadCheckerThread());
+  ZutThreadId thread = 0;
+  std::thread([&] { thread = ZutThreadSelf(); }).join();
+  EXPECT_EQ(ZutEndImportThreadCheckerThread(), 1);
+  EXPECT_ERROR(2, ZutThreadWait(thread, nullptr)); // closed by its last look
+  EXPECT_ERROR(7, ZutEndImportThreadCheckerThread());
 }
 
 TEST_F(Thread, ManyAtOnce) {
@@ -189,11 +162,16 @@ void Z_CALL demanding(void *value) {
   ZutTsdSetValue(keys[2], value);
 }
 
-ZutWord Z_CALL dataMain(ZutWord argument) {
-  if (argument) {
-    for (const ZutTsdKey key : keys) ZutTsdSetValue(key, reinterpret_cast<void *>(argument));
-  }
-  return ZutThreadSelf();
+// What the destructors of a thread see that sets all values to `text`, or none.
+std::string storyOf(const char *text) {
+  const auto set = [](ZutWord value) -> ZutWord {
+    for (const ZutTsdKey key : keys)
+      if (value) ZutTsdSetValue(key, reinterpret_cast<void *>(value));
+    return ZutThreadSelf();
+  };
+  story.clear();
+  runThread(set, word(text));
+  return story;
 }
 
 } // namespace
@@ -204,16 +182,11 @@ TEST_F(Thread, DestructorsRunInOrderAlsoForNull) {
   EXPECT_EQ(ZutTsdKeyCreate(&keys[1], demanding), 1);
   EXPECT_EQ(ZutTsdKeyCreate(&keys[2], tell), 1);
   EXPECT_EQ(ZutTsdSetValue(keys[0], text), 1); // this thread's value is its own
-  runThread(dataMain);
-  EXPECT_EQ(story, "nullnull cleared alive "); // the third was destroyed, the new one came too late
-  story.clear();
-  runThread(dataMain, "b");
-  EXPECT_EQ(story, "bb cleared alive ");
-  story.clear();
-  EXPECT_EQ(ZutTsdKeyDestroy(keys[0]), 1);
-  EXPECT_EQ(ZutTsdKeyDestroy(keys[1]), 1);
-  runThread(dataMain);
-  EXPECT_EQ(story, "null"); // the one that was made last
+  // The third was destroyed, and the new one came too late.
+  EXPECT_EQ(storyOf(nullptr), "nullnull cleared alive ");
+  EXPECT_EQ(storyOf("b"), "bb cleared alive ");
+  EXPECT_EQ(ZutTsdKeyDestroy(keys[0]) + ZutTsdKeyDestroy(keys[1]), 2);
+  EXPECT_EQ(storyOf(nullptr), "null"); // the one that was made last
   EXPECT_EQ(ZutTsdKeyDestroy(keys[2]), 1);
 }
 
@@ -221,27 +194,17 @@ TEST_F(Thread, ValuesAndBadKeys) {
   ZutTsdKey key;
   EXPECT_EQ(ZutTsdKeyCreate(&key, nullptr), 1);
   void *value = &key;
-  ZutErrNumSet(0);
-  EXPECT_EQ(ZutTsdGetValue(key, &value), 0);
+  EXPECT_ERROR(0, ZutTsdGetValue(key, &value));
   EXPECT_EQ(value, nullptr);
-  EXPECT_EQ(ZutErrNumGet(), 0);
-  EXPECT_EQ(ZutTsdSetValue(key, &key), 1);
-  EXPECT_EQ(ZutTsdGetValue(key, &value), 1);
+  EXPECT_EQ(ZutTsdSetValue(key, &key) + ZutTsdGetValue(key, &value), 2);
   EXPECT_EQ(value, &key);
-  EXPECT_EQ(ZutTsdGetValue(key, nullptr), 0);
-  EXPECT_EQ(ZutErrNumGet(), 3);
-  EXPECT_EQ(ZutTsdKeyCreate(nullptr, nullptr), 0);
   EXPECT_EQ(ZutTsdKeyDestroy(key), 1);
-  for (int32_t result : {ZutTsdKeyDestroy(Z_TSD_KEY_INVALID), ZutTsdSetValue(Z_TSD_KEY_INVALID, 0),
-                         ZutTsdGetValue(Z_TSD_KEY_INVALID, &value)}) {
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ZutErrNumGet(), 7);
-  }
-  ZutErrNumSet(0);
-  std::vector<ZutTsdKey> all;
-  while (ZutTsdKeyCreate(&key, nullptr)) all.push_back(key);
-  EXPECT_EQ(ZutErrNumGet(), 0); // used up is no error
-  EXPECT_EQ(std::set<ZutTsdKey>(all.begin(), all.end()).size(), all.size());
+  EXPECT_ERROR(7, ZutTsdKeyDestroy(Z_TSD_KEY_INVALID));
+  EXPECT_ERROR(7, ZutTsdSetValue(Z_TSD_KEY_INVALID, nullptr));
+  EXPECT_ERROR(7, ZutTsdGetValue(Z_TSD_KEY_INVALID, &value));
+  std::set<ZutTsdKey> all;
+  while (ZutTsdKeyCreate(&key, nullptr)) EXPECT_TRUE(all.insert(key).second);
+  EXPECT_ERROR(0, ZutTsdKeyCreate(&key, nullptr)); // used up is no error
   for (const ZutTsdKey one : all) EXPECT_EQ(ZutTsdKeyDestroy(one), 1);
 }
 
