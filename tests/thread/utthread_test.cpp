@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -66,17 +65,6 @@ TEST_F(Thread, ValueAndExitCode) {
   for (ZutWord code : {0, 7, 259, -5}) EXPECT_EQ(runThread(leaveMain, code), code);
 }
 
-TEST_F(Thread, DetachedThreadRunsOn) {
-  static std::atomic<int> ran{0};
-  const auto detached = [](ZutWord) -> ZutWord { return ++ran; };
-  const auto itself = [](ZutWord) -> ZutWord { return ++ran, ZutThreadDetach(ZutThreadSelf()); };
-  for (int i = 0; i < 50; ++i) {
-    EXPECT_EQ(ZutThreadDetach(ZutThreadCreate(detached, 0, 0)), 1);
-    ZutThreadCreate(itself, 0, 0);
-  }
-  while (ran < 100) std::this_thread::yield();
-}
-
 TEST_F(Thread, AttributesAreReadWhenTheOptionSaysSo) {
   const auto quiet = [](ZutWord) -> ZutWord { return 0; };
   {
@@ -124,21 +112,24 @@ TEST_F(Thread, CheckerClosesEndedThreadsUntilItIsEnded) {
   EXPECT_ERROR(7, ZutEndImportThreadCheckerThread());
 }
 
-TEST_F(Thread, ManyAtOnce) {
-  std::vector<std::thread> threads;
-  std::atomic<int> good{0};
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&good] {
-      for (int n = 0; n < 50; ++n) {
-        ZutThreadId inside = 0;
-        const ZutThreadId thread = ZutThreadCreate(selfMain, word(&inside), 0);
-        good += ZutThreadWait(thread, nullptr) && inside == thread;
-        std::thread([&good] { good += ZutThreadSelf() != 0; }).join();
-      }
-    });
-  }
+TEST_F(Thread, ManyAtOnceWaitedForDetachedAndAdopted) {
+  static std::atomic<int> ran{0};
+  const auto detached = [](ZutWord) -> ZutWord { return ++ran; };
+  const auto itself = [](ZutWord) -> ZutWord { return ++ran, ZutThreadDetach(ZutThreadSelf()); };
+  const auto work = [&] {
+    for (int n = 0; n < 50; ++n) {
+      ZutThreadId inside = 0;
+      const ZutThreadId thread = ZutThreadCreate(selfMain, word(&inside), 0);
+      ran += ZutThreadWait(thread, nullptr) && inside == thread;
+      std::thread([] { ran += ZutThreadSelf() != 0; }).join();
+      EXPECT_EQ(ZutThreadDetach(ZutThreadCreate(detached, 0, 0)), 1);
+      ZutThreadCreate(itself, 0, 0);
+    }
+  };
+  std::thread threads[4];
+  for (std::thread &thread : threads) thread = std::thread(work);
   for (std::thread &thread : threads) thread.join();
-  EXPECT_EQ(good, 4 * 50 * 2);
+  while (ran < 4 * 50 * 4) std::this_thread::yield();
 }
 
 // --- Thread-specific data ---
