@@ -2,6 +2,7 @@
 // never across an allocation: exhausted memory ends in a report that reads the environment.
 #include "base/env.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/fastlock.h"
 #include "base/memory.h"
@@ -23,7 +24,10 @@ FastLock lock;
 bool mayRead(const char *name) { return std::strncmp(name, "VN", 2) != 0 || !utPlatPrivileged(); }
 
 // Under the lock.
-const char *lookup(const char *name) { return mayRead(name) ? std::getenv(name) : nullptr; }
+const char *lookup(const char *name) {
+  utCheck(utFastHeld(lock));
+  return mayRead(name) ? std::getenv(name) : nullptr;
+}
 
 // The value's size with its end, 0 when the variable is not set; copies it where it fits.
 size_t copyValue(const char *name, char *buffer, size_t size) {

@@ -23,6 +23,7 @@ void utFastBlock(FastLock &lock) {
   // whether it was the last, says 2 again.
   while (lock.word.exchange(2, std::memory_order_acquire) != 0)
     utPlatWordWait(lock.word, 2, Z_NO_DEADLINE);
+  utCheck(lock.taken == lock.given);
   lock.owner.store(utPlatHolderToken(), std::memory_order_relaxed);
 }
 
@@ -34,6 +35,7 @@ bool utFastCondWaitPast(FastCond &cond, int32_t generation, PlatDeadline deadlin
 }
 
 bool utFastCondWait(FastCond &cond, FastLock &lock, PlatDeadline deadline) {
+  utCheck(utFastDepth(lock) == 1);
   const int32_t generation = cond.generation.load(std::memory_order_relaxed);
   utFastLeave(lock);
   const bool woken = utFastCondWaitPast(cond, generation, deadline);

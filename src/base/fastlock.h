@@ -2,6 +2,7 @@
 // and all zeros is their first state.
 #pragma once
 
+#include "base/check.h"
 #include "platform/platform_thread.h"
 
 #include <atomic>
@@ -28,6 +29,7 @@ inline bool utFastTry(FastLock &lock) {
   if (!lock.word.compare_exchange_strong(free, 1, std::memory_order_acquire,
                                          std::memory_order_relaxed))
     return false;
+  utCheck(lock.taken == lock.given);
   lock.owner.store(utPlatHolderToken(), std::memory_order_relaxed);
   return true;
 }
@@ -42,6 +44,7 @@ inline void utFastEnter(FastLock &lock) {
 // False: this thread does not hold it; nothing changes.
 inline bool utFastLeave(FastLock &lock) {
   if (!utFastHeld(lock)) return false;
+  utCheck(lock.word.load(std::memory_order_relaxed) != 0);
   if (lock.taken != lock.given) {
     ++lock.given;
     return true;

@@ -7,6 +7,7 @@
 // The two break measures are taken without a lock: a table is created under any lock.
 #include "base/memory.h"
 
+#include "base/check.h"
 #include "base/stop.h"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ void *resize(void *block, int32_t size) {
 } // namespace
 
 void *utNewBlock(int64_t count, int64_t size, const char *what, const char *file, int32_t line) {
+  utCheck(count >= 0 && size > 0);
   int64_t bytes = 0;
   if (__builtin_mul_overflow(count, size, &bytes) || bytes > INT32_MAX) bytes = -1;
   return ZutCallocCheck(static_cast<int32_t>(bytes), what, file, line);

@@ -3,6 +3,7 @@
 
 #include "zut.h"
 
+#include <algorithm>
 #include <string_view>
 #include <type_traits>
 
@@ -38,6 +39,7 @@ constexpr const Message *utMessageFind(int32_t number) {
 struct MessageKinds {
   char kind[8] = {};
   int count = 0;
+  bool more = false; // beyond the eight
 
   constexpr std::string_view list() const { return {kind, static_cast<size_t>(count)}; }
 };
@@ -53,9 +55,14 @@ constexpr MessageKinds utMessageKinds(std::string_view text) {
                       : rest.starts_with("c")                            ? 'c'
                                                                          : '?';
     if (kinds.count < 8) kinds.kind[kinds.count++] = kind;
+    else kinds.more = true;
   }
   return kinds;
 }
+
+static_assert(std::ranges::none_of(utMessages, [](const Message &row) {
+  return utMessageKinds(row.text).more;
+}));
 
 template <class T>
 constexpr char utArgKind() {

@@ -2,6 +2,7 @@
 // it.
 #include "base/places.h"
 
+#include "base/check.h"
 #include "base/env.h"
 #include "base/filename.h"
 #include "base/memory.h"
@@ -36,6 +37,7 @@ char *utJoinNames(std::initializer_list<const char *> parts) {
     end = std::copy_n(part, std::strlen(part), end);
     before = part;
   }
+  utCheck(end < joined + size);
   return joined;
 }
 
@@ -43,6 +45,7 @@ char *utLibraryDir() {
   char name[4096];
   if (!utPlatLibraryFile(name, sizeof name)) return nullptr;
   const char *base = utFileBase(name);
+  utCheck(base >= name && base <= name + std::strlen(name));
   return base == name ? nullptr
                       : utDupPart(name, static_cast<size_t>(base - name) - 1, "file name");
 }

@@ -2,6 +2,7 @@
 // system's version, sleep, and the current character format.
 #include "base/process.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/places.h"
@@ -46,6 +47,7 @@ char *utLibraryFileName(const char *name) {
   const size_t size = std::strlen(name) + std::strlen(suffix) + 1;
   auto *file = utNewArray<char>(static_cast<int64_t>(size), "library name");
   std::snprintf(file, size, "%s%s", name, suffix);
+  utCheck(std::strlen(file) == size - 1);
   return file;
 }
 

@@ -26,5 +26,8 @@ public:
   ProcessGuard &operator=(const ProcessGuard &) = delete;
 };
 
+// For checks: does this thread hold it, or is there no other thread yet?
+inline bool utProcessMutexHeld() { return !utThreadsOn() || utFastHeld(utProcessLock); }
+
 // How many times this thread now holds the process mutex (0 before ZutInitThreads).
 inline int32_t utProcessMutexDepth() { return utFastDepth(utProcessLock); }

@@ -2,6 +2,8 @@
 // slot is emptied and filled by one atomic exchange.
 #pragma once
 
+#include "base/check.h"
+
 #include <atomic>
 
 // Constant initialised; what it holds stays until the process ends.
@@ -18,6 +20,7 @@ public:
   }
   // False: no slot is free.
   bool keep(T *record) {
+    utCheck(record);
     for (std::atomic<T *> &slot : slots) {
       T *none = nullptr;
       if (slot.compare_exchange_strong(none, record, std::memory_order_release,

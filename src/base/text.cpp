@@ -1,6 +1,7 @@
 // Characters, short texts and numbers in them, the same in every locale.
 #include "base/text.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 
@@ -43,6 +44,7 @@ char *utLowerText(char *text) {
 }
 
 bool utCopyCut(char *dest, size_t size, std::string_view text) {
+  utCheck(size > 0);
   const size_t length = std::min(text.size(), size - 1);
   std::memcpy(dest, text.data(), length);
   dest[length] = '\0';

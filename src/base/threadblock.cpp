@@ -2,6 +2,7 @@
 // itself touches its block, so nothing here is locked.
 #include "base/threadblock.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 #include "base/text.h"
 #include "platform/platform_thread.h"
@@ -47,6 +48,7 @@ ThreadTexts &threadTexts() {
 }
 
 char *withRoom(Buffer &buffer, int32_t size) {
+  utCheck(size > 0 && (buffer.text != nullptr) == (buffer.size > 0));
   if (buffer.size < size) {
     buffer.text = static_cast<char *>(Z_REALLOC(buffer.text, size, "thread text"));
     buffer.size = size;
@@ -57,6 +59,7 @@ char *withRoom(Buffer &buffer, int32_t size) {
 } // namespace
 
 ThreadBlock &utThreadBlockMake() {
+  utCheck(!utPlatThreadBlockGet());
   ThreadBlock *block = utNew<ThreadBlock>("tsd");
   utPlatThreadBlockSet(block);
   utPlatThreadAtEnd(utThreadBlockEnd, block);
@@ -79,6 +82,7 @@ void utThreadBlockEnd(void *argument) {
 }
 
 char *utThreadText(TextSlot slot, int32_t size) {
+  utCheck(slot < TextSlot::count);
   return withRoom(threadTexts().buffers[static_cast<int>(slot)], size);
 }
 

@@ -15,6 +15,7 @@
 // A doomed list is destroyed by its last user. Nobody touches a list after utListUnread.
 #include "callback/callback.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/report.h"
@@ -39,6 +40,7 @@ constexpr uint64_t Z_PLACE_END = UINT64_MAX;
 
 // Sorts behind every callback of the same or a higher priority.
 uint64_t newPlace(ZutCbList &list, int16_t priority) {
+  utCheck(list.lock.writes > 0 && (list.age + 1) >> Z_AGE_BITS == 0);
   return static_cast<uint64_t>(INT16_MAX - priority) << Z_AGE_BITS | ++list.age;
 }
 
@@ -48,10 +50,12 @@ void link(ZutCbList &list, ZutCb *cb) {
   while (position != &list.end && position->place > cb->place)
     position = callbackOf(position->links.left);
   ZutDqRightInsert(&cb->links, &position->links);
+  utCheck(cb->place < after(cb)->place);
   list.count.store(list.count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
 void unlink(ZutCbList &list, ZutCb *cb) {
+  utCheck(list.lock.writes > 0 && list.count.load() > 0);
   utDqUnlink(&cb->links);
   list.count.store(list.count.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
 }
@@ -80,6 +84,7 @@ Walk walkOf(const ZutCbList &list) {
 bool isAtEnd(Walk walk) { return walk.place == Z_PLACE_END; }
 
 ZutCb *take(Walk &walk) {
+  utCheck(!isAtEnd(walk) && walk.next->place == walk.place);
   ZutCb *cb = walk.next;
   walk.next = after(cb);
   walk.place = walk.next->place;
@@ -95,7 +100,10 @@ ZutCb *take(Walk &walk) {
 }
 
 // The hold of the walk that this thread is in: the latest, since holds of inner ones are gone.
-CbHold &walkHold(ThreadBlock &self) { return utListReads(self).end[-1]; }
+CbHold &walkHold(ThreadBlock &self) {
+  utCheck(utListReads(self).end != utListReads(self).begin);
+  return utListReads(self).end[-1];
+}
 
 // The callback of this walk has returned.
 void returned(ThreadBlock &self) {
@@ -134,13 +142,23 @@ void notify(ZutCb *cb, int32_t kind) {
   if (cb->change) cb->change(cb, &data, cb->changeArgument);
 }
 
+ZutCbList *listOf(const ZutCb *cb) { return cb->list.load(std::memory_order_relaxed); }
+
+// The list that a callback stands in. One that was removed has none; one that is being destroyed
+// stands in none either, but its change function may still ask for its list.
+ZutCbList *homeOf(const ZutCb *cb) {
+  return cb->linked.load(std::memory_order_relaxed) ? listOf(cb) : nullptr;
+}
+
 void remove(ZutCbList &list, ZutCb *cb) {
+  utCheck(homeOf(cb) == &list);
   unlink(list, cb);
   cb->linked.store(false, std::memory_order_relaxed);
 }
 
 // For a callback that is out of the list. False: the list has no users, so nothing is kept.
 bool keepRemoved(ZutCbList &list, ZutCb *cb) {
+  utCheck(!cb->linked.load() && cb->destroyed.load());
   if (!(list.lock.word.load() & Z_LIST_USERS)) return false;
   cb->users.fetch_add(Z_CB_KEPT);
   cb->links.right = list.removed ? &list.removed->links : nullptr;
@@ -154,14 +172,6 @@ void freeRemoved(ZutCbList &list) {
   ZutCb *cb = std::exchange(list.removed, nullptr);
   list.leftover.store(list.doomed, std::memory_order_relaxed);
   while (cb) utCbRelease(*std::exchange(cb, after(cb)), Z_CB_KEPT);
-}
-
-ZutCbList *listOf(const ZutCb *cb) { return cb->list.load(std::memory_order_relaxed); }
-
-// The list that a callback stands in. One that was removed has none; one that is being destroyed
-// stands in none either, but its change function may still ask for its list.
-ZutCbList *homeOf(const ZutCb *cb) {
-  return cb->linked.load(std::memory_order_relaxed) ? listOf(cb) : nullptr;
 }
 
 void writeEnd(ThreadBlock &self, ZutCbList *list);
@@ -225,6 +235,7 @@ int32_t setPair(ZutCb *cb, const ZutCbFunc *function, const ZutWord *argument, i
 
 // The thread writes, and its one read lock is the last: change functions find the list active.
 void destroy(ThreadBlock &self, ZutCbList &list) {
+  utCheck(list.lock.writer.load() == &self && list.lock.writes == 1);
   for (ZutCb *cb; (cb = first(list)) != &list.end;) {
     cb->destroyed.store(true, std::memory_order_relaxed);
     remove(list, cb);
@@ -233,6 +244,7 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
     utCbRelease(*cb, Z_CB_USER);
   }
   freeRemoved(list);
+  utCheck(list.count.load() == 0);
   utCbTypeForgetList(list);
   --utListReads(self).writing;
   utListUnread(self, list.lock);
@@ -242,6 +254,7 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
 
 // Ends reading and, here, writing a doomed list. True: it was the last user and the list is gone.
 bool finish(ThreadBlock &self, ZutCbList &list) {
+  utCheck(list.doomed && utListDepth(self, list.lock) > 0);
   const int32_t users = list.lock.word.load() & Z_LIST_USERS;
   if ((users == Z_LIST_PARKED || users == Z_LIST_READER) && utListDepth(self, list.lock) == 1 &&
       list.lock.writes == 1) {

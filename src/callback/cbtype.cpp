@@ -6,6 +6,7 @@
 // either sees the reader or is not met any more.
 #include "callback/cbtype.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -37,6 +38,7 @@ ZutCbList *enter(ThreadBlock &self, const ZutCbType &type, const void *owner) {
     return !list || utListTryRead(self, list->lock);
   };
   if (!attempt()) utListWait(self, attempt);
+  utCheck(!list || (list->owner == owner && list->type == &type));
   return list;
 }
 
@@ -52,6 +54,7 @@ ZutCbList *makeOwned(ZutCbType &type, void *owner) {
 
 // The owner's list, made if it is missing, read by this thread once more.
 ZutCbList *enterOrMake(ThreadBlock &self, ZutCbType &type, void *owner) {
+  utCheck(type.lobe);
   for (;;) {
     if (ZutCbList *list = enter(self, type, owner)) return list;
     const FastGuard guard(type.lobe->mutex);
@@ -69,6 +72,7 @@ ZutCbList *globalOrMake(ZutCbType &type) {
     list = ZutCbListCreate(&type, nullptr);
     type.global.store(list, std::memory_order_release);
   }
+  utCheck(!list->owner && list->type == &type);
   return list;
 }
 
@@ -124,6 +128,7 @@ struct Visit {
 
 int32_t Z_CALL visitType(ZutWord number, ZutWord typeWord, ZutWord visitWord) {
   const auto &visit = *reinterpret_cast<const Visit *>(visitWord);
+  utCheck(typeOf(typeWord)->number == number);
   return visit.function(number, typeOf(typeWord), visit.argument);
 }
 
@@ -142,6 +147,7 @@ ZutCbType *quitType() {
   const ZutHashBucket *bucket = types ? utHashFind(types, Z_CB_TYPE_QUIT) : nullptr;
   if (bucket) return typeOf(bucket->value);
   ZutCbType *type = ZutCbTypeCreate(Z_CB_TYPE_QUIT, "quit");
+  utCheck(type);
   ZutCbTypeSetGlobFlag(type, Z_CB_GLOBAL_ONLY);
   return type;
 }
@@ -149,6 +155,7 @@ ZutCbType *quitType() {
 } // namespace
 
 void utCbTypeForgetList(ZutCbList &list) {
+  utCheck(list.count.load() == 0 && list.lock.writes == 1);
   ZutCbType &type = *list.type;
   if (!list.owner) {
     ZutCbList *self = &list;

@@ -3,6 +3,7 @@
 // longer move.
 #include "callback/inside.h"
 
+#include "base/check.h"
 #include "base/fastlock.h"
 #include "base/memory.h"
 
@@ -39,6 +40,7 @@ bool waitsFor(const Waiter &waiter, const Waiter &other) {
 
 // Marks whom `waiter` waits for. True: there are new ones.
 bool reach(const Waiter &waiter) {
+  utCheck(utFastHeld(waitersLock));
   bool more = false;
   for (Waiter *other = waiters; other; other = other->next) {
     if (other->reached || !waitsFor(waiter, *other)) continue;
@@ -59,8 +61,9 @@ bool closesRing(const Waiter &mine) {
 }
 
 void leave(Waiter &mine) {
+  utCheck(utFastHeld(waitersLock));
   Waiter **link = &waiters;
-  while (*link != &mine) link = &(*link)->next;
+  for (; *link != &mine; link = &(*link)->next) utCheck(*link);
   *link = mine.next;
 }
 
@@ -76,6 +79,7 @@ bool enter(Waiter &mine) {
 } // namespace
 
 void utCbRelease(ZutCb &cb, int32_t use) {
+  utCheck(cb.users.load() >= use);
   if (cb.users.fetch_sub(use) != use) {
     utListWake();
     return;
@@ -85,6 +89,7 @@ void utCbRelease(ZutCb &cb, int32_t use) {
 }
 
 void utCbTellDestroyed(ZutCb &cb) {
+  utCheck(cb.destroyed.load() && !cb.told);
   cb.told = 1;
   ZutCbChangeData data = {&cb, Z_CB_CHANGE_DESTROY};
   if (cb.change) cb.change(&cb, &data, cb.changeArgument);
@@ -99,6 +104,7 @@ bool utCbAwaitOthers(ThreadBlock &self, ZutCb &cb) {
   if (!utCbOthersInside(self, cb)) return true;
   if (utListReads(self).writing) return false;
   utListPark(self);
+  utCheck(utListReads(self).writing == 0);
   Waiter mine = {&self, &cb, nullptr, false};
   if (!enter(mine)) return false;
   utListWait(self, [&] { return !utCbOthersInside(self, cb); });

@@ -5,6 +5,7 @@
 // is seen by the test, or the waiter is seen by utListWake after the change.
 #include "callback/listlock.h"
 
+#include "base/check.h"
 #include "base/memory.h"
 #include "callback/callback.h"
 
@@ -33,6 +34,7 @@ void addHold(ThreadBlock &self, ListLock &lock) {
     reads.end = reads.begin + count;
     reads.limit = reads.begin + room;
   }
+  utCheck(reads.end < reads.limit);
   *reads.end++ = {&lock, nullptr, 0, 0};
 }
 
@@ -57,6 +59,7 @@ bool tryAdd(ThreadBlock &self, ListLock &lock, int32_t change) {
 
 void park(CbReads &reads, CbHold &hold) {
   if (hold.parked) return;
+  utCheck(!hold.inside || hold.noted);
   hold.parked = 1;
   ++reads.generation;
   utListChange(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
@@ -124,6 +127,7 @@ bool utListReadSlowly(ThreadBlock &self, ListLock &lock) {
 }
 
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock) {
+  utCheck(utListDepth(self, lock) > 0);
   CbHold *hold = utListReads(self).end - 1;
   while (hold->lock != &lock) --hold;
   const int32_t by = hold->parked ? -Z_LIST_PARKED : -Z_LIST_READER;
@@ -148,6 +152,7 @@ void utListWrite(ThreadBlock &self, ListLock &lock) {
   if (!tryClose(lock)) utListWait(self, [&] { return tryClose(lock); });
   const auto noReaders = [&] { return !(lock.word.load() & Z_LIST_READERS); };
   if (!noReaders()) utListWait(self, noReaders);
+  utCheck(lock.word.load() & Z_LIST_CLOSED && !lock.writer.load() && lock.writes == 0);
   lock.writer.store(&self, std::memory_order_relaxed);
   lock.writes = 1;
   ++utListReads(self).writing;
@@ -155,7 +160,9 @@ void utListWrite(ThreadBlock &self, ListLock &lock) {
 
 // This thread's parked read locks of the list are resumed in the same step.
 void utListUnwrite(ThreadBlock &self, ListLock &lock) {
+  utCheck(lock.word.load() & Z_LIST_CLOSED && lock.writer.load() == &self && lock.writes > 0);
   if (--lock.writes) return;
+  utCheck(utListReads(self).writing > 0);
   --utListReads(self).writing;
   lock.writer.store(nullptr, std::memory_order_relaxed);
   utListChange(lock, unpark(utListReads(self), lock) - Z_LIST_CLOSED);

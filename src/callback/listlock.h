@@ -17,6 +17,7 @@
 // What is read here is trivially destructible throughout: callers' functions run in between.
 #pragma once
 
+#include "base/check.h"
 #include "base/threadblock.h"
 #include "platform/platform_thread.h"
 
@@ -62,7 +63,9 @@ inline constexpr int32_t Z_LIST_FULL = 3 << 13 | 3 << 28;
 // Tells whoever waits that a list's state has changed.
 void utListWake();
 inline void utListChange(ListLock &lock, int32_t by) {
-  if (lock.word.fetch_add(by) & Z_LIST_CLOSED) [[unlikely]]
+  const int32_t word = lock.word.fetch_add(by);
+  utCheck(word >= 0 && word + by >= 0);
+  if (word & Z_LIST_CLOSED) [[unlikely]]
     utListWake();
 }
 // Notes the callbacks that the thread is in; parks the thread as well.
@@ -98,6 +101,7 @@ bool utListReadSlowly(ThreadBlock &self, ListLock &lock);
 inline bool utListRead(ThreadBlock &self, ListLock &lock) {
   CbReads &reads = utListReads(self);
   CbHold *hold = reads.end;
+  utCheck(hold <= reads.limit);
   if (hold != reads.limit) [[likely]] {
     if (!(lock.word.fetch_add(Z_LIST_READER) & (Z_LIST_CLOSED | Z_LIST_FULL))) [[likely]] {
       *hold = {&lock, nullptr, 0, 0};
@@ -112,6 +116,7 @@ inline bool utListRead(ThreadBlock &self, ListLock &lock) {
 // After the last call the list may be gone at any moment.
 void utListUnreadSlowly(ThreadBlock &self, ListLock &lock);
 inline void utListUnread(ThreadBlock &self, ListLock &lock) {
+  utCheck(utListReads(self).end != utListReads(self).begin);
   CbHold *last = utListReads(self).end - 1;
   if (last->lock == &lock && !last->parked) [[likely]] {
     utListReads(self).end = last;

@@ -8,6 +8,7 @@
 //   words    16-bit little-endian words, the most significant first (DEC)
 // Infinities, NaNs and denormals get no special treatment: their bits go through the arithmetic.
 // The conversions of words are pure; what is to be told about one comes back with its word.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/report.h"
 
@@ -105,6 +106,7 @@ constexpr Made4 ieee4ToIbm4(uint32_t word) {
   const uint32_t exponent = word >> 23 & 0xff;
   const uint32_t fraction = (word & fraction23) | (fraction23 + 1);
   const uint32_t shift = 3 - ((exponent + 1) & 3);
+  utCheck((exponent + 2 + shift) % 4 == 0);
   return (word & sign32) | ((exponent + 2 + shift) / 4 + 32) << 24 | fraction >> shift;
 }
 
@@ -121,6 +123,7 @@ constexpr Made4 ibm4ToIeee4(uint32_t word) {
     made.told = Msg::realOverflow;
     exponent = 96;
   }
+  utCheck(exponent >= 33 && exponent <= 96);
   const uint32_t fraction = word & fraction24;
   const Lead lead = leads[fraction >> 20];
   const auto biased = static_cast<uint32_t>(std::clamp(4 * exponent - 129 - lead.less, 1, 254));
@@ -222,7 +225,9 @@ constexpr Made8 toIbm(const Double &number) {
   const int32_t aligned = number.exponent + shift + 1;
   const int32_t kept = std::clamp(aligned, 767, 1275);
   if (kept != aligned) made.told = Msg::realClamped;
+  utCheck((kept + 1) % 4 == 0);
   const auto power = static_cast<uint64_t>((kept + 1) / 4 - 192);
+  utCheck(power < 128);
   made.word = number.sign | power << 56 | (number.fraction | (fraction52 + 1)) << 3 >> shift;
   return made;
 }
@@ -286,7 +291,10 @@ void put(void *value, Word word, Side side, int32_t order) {
   case Msg::realTooLargeForD:
     utReport<Msg::realTooLargeForD>(Z_TRACE_LEVEL_WARNING, exponent);
     break;
-  default: utReport<Msg::realClamped>(Z_TRACE_LEVEL_WARNING); break;
+  default:
+    utCheck(message == Msg::realClamped);
+    utReport<Msg::realClamped>(Z_TRACE_LEVEL_WARNING);
+    break;
   }
   return 1;
 }

@@ -3,6 +3,7 @@
 
 #include "format/textformat.h"
 
+#include "base/check.h"
 #include "base/text.h"
 
 #include <algorithm>
@@ -83,7 +84,7 @@ bool everyConversion(const char *format, Take take) {
 // Keeps what fits and leaves room for the end.
 class Writer {
 public:
-  Writer(char *out, int32_t size) : out_(out), room_(size - 1) {}
+  Writer(char *out, int32_t size) : out_(out), room_(size - 1) { utCheck(room_ >= 0); }
   void put(std::string_view text) {
     const auto count = std::min(static_cast<int32_t>(text.size()), room_ - length_);
     std::copy_n(text.data(), count, out_ + length_);
@@ -93,6 +94,7 @@ public:
     for (; count > 0; --count) put({&c, 1});
   }
   int32_t finish() {
+    utCheck(length_ >= 0 && length_ <= room_);
     out_[length_] = 0;
     return length_;
   }
@@ -112,6 +114,7 @@ struct NumberText {
 
   void pointBefore(char *place) { // for the flag #: digits without a decimal point get one
     if (std::find(digits, place, '.') != place) return;
+    utCheck(place <= end && end < std::end(digits));
     std::copy_backward(place, end, end + 1);
     ++end;
     *place = '.';
@@ -125,11 +128,14 @@ std::string_view signOf(const Conversion &c, bool negative) {
 
 void printAs(NumberText &text, double value, std::chars_format form, int32_t precision) {
   char *last = text.digits + sizeof text.digits - 1; // room for the flag's point
-  text.end = std::to_chars(text.digits, last, value, form, precision).ptr;
+  const auto [end, error] = std::to_chars(text.digits, last, value, form, precision);
+  utCheck(error == std::errc());
+  text.end = end;
 }
 
 // %#g keeps its trailing zeros, so the form is chosen here: by the exponent of the rounded value.
 void printGeneral(NumberText &text, double value, int32_t precision) {
+  utCheck(precision >= 1);
   printAs(text, value, std::chars_format::scientific, precision - 1);
   const char *digits = text.exponent() + 1;
   int exponent = 0;
@@ -177,6 +183,7 @@ void integerText(NumberText &text, const Conversion &c, int32_t value) {
   const int32_t least = c.letter == 'o' && c.alternate ? (size ? count + 1 : 1) : 0;
   text.end = std::fill_n(text.digits, std::max({c.precision, least, count}) - count, '0');
   text.end = std::copy_n(digits, count, text.end);
+  utCheck(text.end <= std::end(text.digits));
   if (c.letter == 'X') {
     for (char *at = text.digits; at < text.end; ++at) *at = utIsLower(*at) ? *at - 32 : *at;
   }
@@ -275,6 +282,7 @@ int32_t utFormatPlain(char *out, int32_t size, const char *format, va_list args)
     if (!put(text)) return -1;
   }
   if (!put(format)) return -1;
+  utCheck(at >= out && at <= end);
   *at = 0;
   return static_cast<int32_t>(at - out);
 }

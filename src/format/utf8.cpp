@@ -4,6 +4,7 @@
 // runs of characters of one length, because that is what texts are made of: where the machine has
 // SSE2, a step takes 16 bytes or 8 units, keeps the characters at its front that are of the length
 // of the first one, and goes on behind them. What a step writes beyond them is written again.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 
@@ -166,12 +167,14 @@ void decodeSteps(const uint8_t *&, const uint8_t *, uint16_t *&) {}
 // Decodes a text; false when it stops at what is no character. `units` is moved behind the last.
 bool decode(const uint8_t *text, const uint8_t *end, uint16_t *&units) {
   decodeSteps(text, end, units);
+  utCheck(text <= end);
   while (text < end) {
     const int length = decodeOne(text, units);
     if (length == 0) return false;
     text += length;
     ++units;
   }
+  utCheck(text == end);
   return true;
 }
 
@@ -219,6 +222,7 @@ void countSteps(const Unit *text, Extent &extent) {
   for (; !atBlock(text + extent.units); countOne(extent, text[extent.units])) {
     if (text[extent.units] == 0) return;
   }
+  utCheck(atBlock(text + extent.units));
   countBlocks(text, extent);
 }
 
@@ -319,6 +323,7 @@ void encodeSteps(const Unit *&, const Unit *, uint8_t *&) {}
 // Encodes the units up to `end`; gives the end of the result.
 uint8_t *encode(const Unit *units, const Unit *end, uint8_t *out) {
   encodeSteps(units, end, out);
+  utCheck(units <= end);
   while (units < end) out = encodeOne(*units++, out);
   return out;
 }
@@ -341,7 +346,10 @@ int32_t Z_CALL ZutConvertUcs2ToUtf8(const uint16_t *text, char **out) {
   if (!text || !out) return utFail(Err::nullPointer);
   const Extent extent = extentOf(text);
   *out = static_cast<char *>(Z_MALLOC(blockSize(uint64_t{extent.bytes} + 1), "*str_return"));
-  *encode(text, text + extent.units, reinterpret_cast<uint8_t *>(*out)) = 0;
+  auto *bytes = reinterpret_cast<uint8_t *>(*out);
+  uint8_t *end = encode(text, text + extent.units, bytes);
+  utCheck(end == bytes + extent.bytes);
+  *end = 0;
   return 1;
 }
 
@@ -353,6 +361,7 @@ int32_t Z_CALL ZutConvertUtf8ToUcs2(const char *text, uint16_t **out) {
   const auto *bytes = reinterpret_cast<const uint8_t *>(text);
   uint16_t *units = *out;
   const bool whole = decode(bytes, bytes + length, units);
+  utCheck(units >= *out && units <= *out + length);
   std::fill(units, *out + length + 1, uint16_t{0});
   return whole ? 1 : 0;
 }

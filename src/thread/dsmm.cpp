@@ -1,6 +1,7 @@
 // Keyed objects: a table of counted objects made on demand. The process mutex guards every table
 // and is held during the create and destroy functions, so that two threads that ask for the same
 // key get the same object.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -28,6 +29,7 @@ namespace {
 
 // The link that holds the key's object, or the null link at the end of its chain.
 Object **findLink(ZutDSMM &table, ZutWord key) {
+  utCheck(utProcessMutexHeld() && table.size > 0);
   Object **link = &table.chains[static_cast<size_t>(key) % table.size];
   while (*link && (*link)->key != key) link = &(*link)->next;
   return link;
@@ -78,6 +80,7 @@ int32_t Z_CALL ZutDSMMObjectDestroy(ZutDSMM *table, ZutWord key) {
   Object **link = findLink(*table, key);
   Object *object = *link;
   if (!object) return utFail(Err::notFound);
+  utCheck(object->key == key && object->references > 0);
   if (--object->references > 0) return 1;
   *link = object->next;
   table->destroy(object->object, table->argument);

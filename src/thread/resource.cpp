@@ -1,5 +1,6 @@
 // The switch to threads, and the resource locks: mutexes by number, made on demand. Their table is
 // made while the process mutex keeps other threads out.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/processlock.h"
 
@@ -27,6 +28,7 @@ int32_t Z_CALL ZutInitThreads() {
 
 int32_t Z_CALL ZutResourceLock(ZutWord resource) {
   if (!utThreadsOn()) return 1;
+  utCheck(resources);
   return ZutMutexLock(static_cast<ZutMutex *>(ZutDSMMObjectCreate(resources, resource)), -1.0);
 }
 

@@ -9,6 +9,7 @@
 // the waiting needs; while it is held and the word says "closed", nobody else changes the word. An
 // upgrading thread that waits is not counted among the readers: its locks are set aside, and given
 // back when it gives up.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/fastlock.h"
 #include "base/memory.h"
@@ -130,11 +131,13 @@ RwHold &freeMore(ThreadBlock &block) {
     const auto size = holds.moreCapacity * static_cast<int32_t>(sizeof(RwHold));
     holds.more = static_cast<RwHold *>(Z_REALLOC(holds.more, size, "rw_mutex->read_lock_counts"));
   }
+  utCheck(holds.moreCount < holds.moreCapacity);
   return holds.more[holds.moreCount++];
 }
 
 // For a mutex that the thread has no hold of.
 void addHold(const ZutRwMutex &mutex) {
+  utCheck(!findHold(mutex));
   ThreadBlock &block = utThreadBlock();
   RwHold &place = placeOf(block, mutex);
   (place.count == 0 ? place : freeMore(block)) = {mutex.number, 1};
@@ -144,6 +147,7 @@ void addHold(const ZutRwMutex &mutex) {
 
 // `quota` is what was read of it: another look after the word has changed would cost a cache miss.
 void noteReaders(ZutRwMutex &mutex, int32_t quota, uint32_t count) {
+  utCheck(count > 0 && isQuota(quota));
   const auto used = static_cast<int32_t>(count);
   while (used > quota && !mutex.quota.compare_exchange_weak(quota, used)) {
   }
@@ -164,6 +168,7 @@ enum class Read { in, closed, counted };
 
 [[gnu::always_inline]] inline bool tryLeaveRead(ZutRwMutex &mutex) {
   uint32_t word = mutex.word.load(std::memory_order_relaxed);
+  utCheck((word & Z_READERS) > 0);
   do {
     if ((word & Z_CLOSED) != 0) return false;
   } while (!mutex.word.compare_exchange_weak(word, word - 1, std::memory_order_release,
@@ -189,6 +194,7 @@ public:
     mutex.word.fetch_or(Z_CLOSED, std::memory_order_acquire);
   }
   ~Closed() {
+    utCheck(mutex_.waitingReaders >= 0 && mutex_.waitingWriters >= 0);
     const bool waiting =
         mutex_.waitingReaders > 0 || mutex_.waitingWriters > 0 || mutex_.upgrades || mutex_.givenUp;
     if (!waiting) mutex_.word.fetch_and(~Z_CLOSED, std::memory_order_release);
@@ -202,6 +208,7 @@ private:
 };
 
 bool waitOn(ZutRwMutex &mutex, FastCond &cond, int32_t &waiting, PlatDeadline deadline) {
+  utCheck(utFastHeld(mutex.mutex) && mutex.word.load() & Z_CLOSED && waiting >= 0);
   ++waiting;
   const bool woken = utFastCondWait(cond, mutex.mutex, deadline);
   --waiting;
@@ -217,7 +224,7 @@ void append(Upgrade *&list, Upgrade &entry) {
 
 void remove(Upgrade *&list, const Upgrade &entry) {
   Upgrade **link = &list;
-  while (*link != &entry) link = &(*link)->next;
+  for (; *link != &entry; link = &(*link)->next) utCheck(*link);
   *link = entry.next;
 }
 
@@ -230,6 +237,7 @@ uint32_t setAside(const ZutRwMutex &mutex) {
 // Nobody new may read before those who read already, and gave their upgrade up.
 void restoreGivenUp(ZutRwMutex &mutex) {
   while (Upgrade *entry = mutex.givenUp) {
+    utCheck(!entry->restored && !isWritten(mutex));
     mutex.givenUp = entry->next;
     mutex.word.fetch_add(1, std::memory_order_relaxed);
     entry->restored = true;
@@ -249,6 +257,7 @@ void wakeNext(ZutRwMutex &mutex) {
 void waitRead(ZutRwMutex &mutex, bool counted) {
   const Closed closed(mutex);
   if (counted) {
+    utCheck(readers(mutex) > 0);
     mutex.word.fetch_sub(1, std::memory_order_relaxed);
     wakeNext(mutex); // somebody may have waited for this one
   }
@@ -267,6 +276,7 @@ void waitWrite(ZutRwMutex &mutex) {
 
 void leaveSlowly(ZutRwMutex &mutex, uint32_t word) {
   const Closed closed(mutex);
+  utCheck(word == Z_WRITER ? isWritten(mutex) : word == 1 && readers(mutex) > 0);
   mutex.word.fetch_sub(word, std::memory_order_release);
   wakeNext(mutex);
 }
@@ -287,12 +297,14 @@ void giveUp(ZutRwMutex &mutex, Upgrade &entry) {
   append(mutex.givenUp, entry);
   wakeNext(mutex);
   while (!entry.restored) utFastCondWait(entry.cond, mutex.mutex, Z_NO_DEADLINE);
+  utCheck(readers(mutex) > 0);
 }
 
 // Turns the caller, who reads, into the word's writer.
 bool waitUpgrade(ZutRwMutex &mutex, double timeout) {
   const Closed closed(mutex);
   if (readers(mutex) > 1 && timeout == 0.0) return false;
+  utCheck(readers(mutex) > 0);
   mutex.word.fetch_sub(1, std::memory_order_acq_rel);
   Upgrade entry{};
   append(mutex.upgrades, entry);
@@ -304,12 +316,14 @@ bool waitUpgrade(ZutRwMutex &mutex, double timeout) {
 }
 
 void beginWriting(ZutRwMutex &mutex, int32_t depth) {
+  utCheck(isWritten(mutex) && mutex.writer.load() == 0);
   mutex.writer.store(utPlatHolderToken(), std::memory_order_relaxed);
   mutex.depth = depth;
 }
 
 // The read locks become the writer's depth.
 void turnWriter(ZutRwMutex &mutex, RwHold &hold) {
+  utCheck(hold.mutex == mutex.number && hold.count > 0);
   beginWriting(mutex, hold.count);
   hold.count = 0;
 }
@@ -433,6 +447,7 @@ int32_t Z_CALL ZutRwMutexWriteLock(ZutRwMutex *mutex) {
 
 int32_t Z_CALL ZutRwMutexUnlock(ZutRwMutex *mutex) {
   if (mutex && writes(*mutex)) {
+    utCheck(isWritten(*mutex) && mutex->depth > 0 && !findHold(*mutex));
     if (--mutex->depth > 0) return 1;
     mutex->writer.store(0, std::memory_order_relaxed);
     return trySwap(*mutex, Z_WRITER, 0) ? 1 : leaveClosed(mutex, Z_WRITER);

@@ -2,6 +2,7 @@
 // pair for each key that has one, oldest first, guarded by the process mutex.
 #include "thread/tsd.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "base/processlock.h"
@@ -28,6 +29,7 @@ DataPair *firstPair() { return pairs ? pairOf(pairs->right) : nullptr; }
 DataPair *nextPair(DataPair *pair) { return pairOf(pair->links.right); }
 
 void addPair(ZutTsdKey key, ZutTsdDestroyFunc destructor) {
+  utCheck(utProcessMutexHeld() && pairs && destructor);
   auto *pair = utNew<DataPair>("data_pair");
   pair->key = key;
   pair->serial = ++lastSerial;
@@ -36,6 +38,7 @@ void addPair(ZutTsdKey key, ZutTsdDestroyFunc destructor) {
 }
 
 void removePair(ZutTsdKey key) {
+  utCheck(utProcessMutexHeld());
   DataPair *pair = firstPair();
   while (pair && pair->key != key) pair = nextPair(pair);
   if (!pair) return;
@@ -59,6 +62,7 @@ void utTsdRunDestructors() {
   DataPair *pair = firstPair();
   while (pair && pair->serial <= last) {
     const uint32_t serial = pair->serial;
+    utCheck(pair->destructor && serial > 0);
     void *value = utPlatKeyGet(pair->key);
     utPlatKeySet(pair->key, nullptr);
     pair->destructor(value);

@@ -5,6 +5,7 @@
 // may wake. None of them is guarded by anything but itself.
 #include "thread/utlock.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
 #include "platform/platform_time.h"
@@ -52,6 +53,7 @@ int32_t pollFast(FastLock &lock, double timeout) {
 [[gnu::noinline]] int32_t lockOther(ZutMutex *mutex, double timeout) {
   if (!mutex || !utIsTimeout(timeout)) return utFail(Err::invalid);
   if (!mutex->fast) return lockKernel(mutex->kernel, timeout);
+  utCheck(mutex->fast == 1);
   if (timeout > 0.0) return pollFast(mutex->lock, timeout);
   return utFastTry(mutex->lock) ? 1 : utFail(Err::timeout);
 }
@@ -98,6 +100,7 @@ ZutCond *createCond(PlatEvent *event) {
 ZutCond *createNamed(PlatEvent *event) { return event ? createCond(event) : utFailNull(Err::os); }
 
 bool leaveCond(ZutCond *cond) {
+  utCheck(cond->users.load() > 0);
   if (cond->users.fetch_sub(1, std::memory_order_acq_rel) > 1) return true;
   const bool done = !cond->named || utPlatEventClose(cond->named);
   Z_FREE(cond, "cond");
@@ -209,6 +212,7 @@ int32_t Z_CALL ZutSpinlockLock(ZutSpinlock *lock) {
 
 int32_t Z_CALL ZutSpinlockUnlock(ZutSpinlock *lock) {
   if (!lock) return utFail(Err::invalid);
+  utCheck((lock->word.load(std::memory_order_relaxed) & ~1) == 0);
   lock->word.store(0, std::memory_order_release);
   return 1;
 }

@@ -4,6 +4,7 @@
 // stays, with the thread's value, until the thread has ended and somebody looks: the checker, or
 // the one who waits for it. Whoever takes it out of the table of adopted threads closes it. Table
 // and checker are guarded by the registry lock, which is taken last of all.
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/fastlock.h"
 #include "base/memory.h"
@@ -44,21 +45,25 @@ ThreadClosure *&closureOf(ThreadBlock &block) {
 
 // An adopted thread's closure outlives the thread.
 void endClosure(ThreadBlock &block) {
+  utCheck(closureOf(block));
   if (!closureOf(block)->adopted) freeClosure(closureOf(block));
 }
 
 void setClosure(ThreadBlock &block, ThreadClosure *closure) {
+  utCheck(!closureOf(block) && closure);
   closureOf(block) = closure;
   block.thread.end = endClosure;
 }
 
 // Under the registry lock. A miss is no error of the caller's.
 ThreadClosure *findAdopted(ZutThreadId thread) {
+  utCheck(utFastHeld(registry));
   if (!adopted) return nullptr;
   const Err before = utErrGet();
-  const ZutWord closure = ZutHashLookup(adopted, thread);
+  auto *closure = reinterpret_cast<ThreadClosure *>(ZutHashLookup(adopted, thread));
   utErrSet(before);
-  return reinterpret_cast<ThreadClosure *>(closure);
+  utCheck(!closure || (closure->handle == thread && closure->adopted == 1));
+  return closure;
 }
 
 int32_t Z_CALL stopAtEnded(ZutWord thread, ZutWord, ZutWord found) {
@@ -69,6 +74,7 @@ int32_t Z_CALL stopAtEnded(ZutWord thread, ZutWord, ZutWord found) {
 
 // Under the registry lock.
 void closeOneEnded() {
+  utCheck(utFastHeld(registry) && adopted);
   ZutThreadId thread = 0;
   ZutHashTraverse(adopted, stopAtEnded, reinterpret_cast<ZutWord>(&thread));
   if (thread == 0) return;
@@ -87,6 +93,7 @@ ZutWord Z_CALL checker(ZutWord) {
 
 // Under the registry lock. Nobody waits for the checker, so its value is closed at once.
 void startChecker() {
+  utCheck(utFastHeld(registry) && checkerStarted == (adopted != nullptr));
   if (checkerStarted) return;
   checkerStarted = true;
   checkerRuns = true;
@@ -99,6 +106,7 @@ void startChecker() {
 // Puts an adopted thread into the checker's hands.
 void offerAdopted(ThreadClosure *closure) {
   const FastGuard guard(registry);
+  utCheck(closure->adopted == 1 && !findAdopted(closure->handle));
   startChecker();
   ZutHashInsert(adopted, closure->handle, reinterpret_cast<ZutWord>(closure));
 }
@@ -151,6 +159,7 @@ bool acceptAttributes(va_list attributes) {
 // Runs in the new thread.
 ZutWord threadMain(void *argument) {
   auto *closure = static_cast<ThreadClosure *>(argument);
+  utCheck(closure->function && !closure->adopted);
   setClosure(utThreadBlock(), closure);
   const ZutWord code = closure->function(closure->argument);
   utTsdRunDestructors();

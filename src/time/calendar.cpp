@@ -5,6 +5,8 @@
 // without a collision. An entry of another generation is as good as none.
 #include "time/calendar.h"
 
+#include "base/check.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -50,6 +52,7 @@ constexpr PlatZone unpack(uint32_t zone) {
 
 // No zone changes and changes back within a day, so a look at every day finds each change.
 uint32_t zoneOfWeek(int64_t start) {
+  utCheck(start >= 0 && start % weekSeconds == 0);
   const uint32_t zone = pack(utPlatZone(start));
   for (int64_t time = start + daySeconds; time < start + weekSeconds; time += daySeconds) {
     if (pack(utPlatZone(time)) != zone) return mixed;
@@ -62,6 +65,7 @@ uint32_t zoneOfWeek(int64_t start) {
 // The year is taken to begin in March, so that the day of the leap year is its last; eras of 400
 // years are all alike.
 int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day) {
+  utCheck(month >= 1 && month <= 12);
   if (month <= 2) --year;
   const int64_t era = (year >= 0 ? year : year - 399) / 400;
   const int64_t yearOfEra = year - era * 400;
@@ -72,6 +76,7 @@ int64_t utDaysOfDate(int64_t year, int32_t month, int64_t day) {
 // The inverse, in the same eras, counted from their beginning: nothing is negative, and 32 bits
 // hold every day up to the year 9999.
 CivilTime utCivilTime(int64_t seconds) {
+  utCheck(seconds >= -daySeconds && seconds < utTimeEnd);
   constexpr uint32_t before1970 = 719468;
   seconds += before1970 * daySeconds;
   const auto shifted = static_cast<uint32_t>(seconds / daySeconds);
@@ -88,12 +93,15 @@ CivilTime utCivilTime(int64_t seconds) {
   civil.day = static_cast<int32_t>(dayOfYear - (153 * fromMarch + 2) / 5 + 1);
   civil.weekday = static_cast<int32_t>((shifted + 3) % 7);
   civil.second = static_cast<int32_t>(seconds - static_cast<int64_t>(shifted) * daySeconds);
+  utCheck(civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= 31);
+  utCheck(civil.year >= 1969 && civil.year <= 9999 && civil.second >= 0);
   return civil;
 }
 
 PlatZone utZone(int64_t utc) {
   utc = std::clamp(utc, int64_t{0}, utTimeEnd - 1); // beyond, not every system knows the zone
   const auto week = static_cast<uint32_t>(utc / weekSeconds);
+  utCheck(week + 1 < 1u << weekBits);
   std::atomic<uint64_t> &entry = zones[week % zoneCount];
   constexpr uint64_t zoneMask = (uint64_t{1} << zoneBits) - 1;
   const uint64_t key = keyOf(utPlatZoneGeneration(), week) << zoneBits;

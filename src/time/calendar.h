@@ -1,6 +1,7 @@
 // The calendar: days to dates and back, and the local time of the process's time zone.
 #pragma once
 
+#include "base/check.h"
 #include "platform/platform_time.h"
 
 #include <cstdint>
@@ -45,9 +46,13 @@ bool utLocalText(int64_t utc, char *out);
 
 extern const char utDigitPairs[201];
 // Two digits of 0..99.
-inline void utTwoDigits(char *out, int32_t value) { std::memcpy(out, utDigitPairs + 2 * value, 2); }
+inline void utTwoDigits(char *out, int32_t value) {
+  utCheck(value >= 0 && value < 100);
+  std::memcpy(out, utDigitPairs + 2 * value, 2);
+}
 // "hh:mm:ss" of a second of the day, not terminated.
 inline void utClockText(char *out, int32_t second) {
+  utCheck(second >= 0 && second < 86400);
   utTwoDigits(out, second / 3600);
   out[2] = ':';
   utTwoDigits(out + 3, second / 60 % 60);

@@ -3,6 +3,7 @@
 // current time's two forms are written together, so that the last setter wins in both.
 #include "time/clock.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/processlock.h"
 #include "base/text.h"
@@ -55,6 +56,7 @@ ZutTimePair pairOf(double time) {
   const double whole = std::floor(time);
   // A tenth of a microsecond guards against x.999999 where the decimal fraction is not exact.
   const int32_t fraction = utToInt32(((time - whole) * 1e7 + 1.0) * 0.1);
+  utCheck(fraction >= 0 && fraction <= million);
   if (fraction < million) return {utToInt32(whole), fraction};
   return {utToInt32(whole + 1), fraction - million};
 }
@@ -68,6 +70,7 @@ bool testPair(ZutTimePair *out) {
 }
 
 void storeCurrent(double time, const ZutTimePair &pair) {
+  utCheck(time >= 0 && isSet(pair));
   {
     const ProcessGuard guard;
     currentTime.store(time, std::memory_order_release);
@@ -84,6 +87,7 @@ ZutCbType *makeChangeType() {
   ZutCbType *type = changeType.load(std::memory_order_relaxed);
   if (!type) {
     type = ZutCbTypeCreate(Z_CB_TYPE_TIME_CHANGE, "time_change");
+    utCheck(type);
     ZutCbTypeSetGlobFlag(type, Z_CB_GLOBAL_ONLY);
     changeType.store(type, std::memory_order_release);
   }

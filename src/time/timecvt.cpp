@@ -2,6 +2,7 @@
 // current converter are made by the first call, live until the process ends and are guarded by the
 // process mutex, which is held while the current converter runs. Each thread has result buffers of
 // its own, so the built-in converters have nothing to free when they are destroyed.
+#include "base/check.h"
 #include "base/env.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -55,6 +56,7 @@ int32_t Z_CALL numToUtc(double time, const char **text) {
 }
 
 void putYear(char *out, int32_t year) {
+  utCheck(year >= 1970 && year <= 9999);
   utTwoDigits(out, year / 100);
   utTwoDigits(out + 2, year % 100);
 }
@@ -110,6 +112,7 @@ int32_t Z_CALL numToHms(double time, const char **text) {
 void formatFraction(double fraction, char *out, int32_t size) {
   const EnvText format("VNFULLFORMAT");
   const int32_t length = utFormatReal(out, size, format ? format.get() : "%.3f", fraction);
+  utCheck(length >= 0 && length < size);
   if (length > 0) std::memmove(out, out + 1, static_cast<size_t>(length));
 }
 
@@ -124,6 +127,7 @@ int32_t Z_CALL numToFull(double time, const char **text) {
   if (!wholeSeconds(time, &seconds) || !utLocalText(seconds, local)) return fail(out);
   char fraction[Z_TIME_TEXT_SIZE - timeLength - yearLength + 1]; // and the 0 that is dropped
   formatFraction(time - static_cast<double>(seconds), fraction, sizeof fraction);
+  utCheck(timeLength + std::strlen(fraction) + yearLength < Z_TIME_TEXT_SIZE);
   std::memcpy(out, local, timeLength);
   std::strcpy(out + timeLength, fraction);
   std::strcpy(out + timeLength + std::strlen(fraction), local + timeLength);
@@ -158,6 +162,7 @@ ZutTimeCvt *find(const char *name) {
 
 ZutTimeCvt *add(const char *name, ZutTimeNumToStrFunc num_to_str, ZutTimeStrToNumFunc str_to_num,
                 ZutTimeDestroyFunc destroy) {
+  utCheck(registry && !find(name));
   auto *cvt = utNew<ZutTimeCvt>("time_cvtr");
   cvt->name = utLowerText(utDup(name, "(((time_cvtr)->name))"));
   cvt->num_to_str = num_to_str;
@@ -169,6 +174,7 @@ ZutTimeCvt *add(const char *name, ZutTimeNumToStrFunc num_to_str, ZutTimeStrToNu
 
 // Under the process mutex, before anything else here is used.
 void ensure() {
+  utCheck(utProcessMutexHeld());
   if (registry) return;
   registry = ZutHashCreateStri(8);
   for (const auto &row : builtins) add(row.name, row.num_to_str, row.str_to_num, nullptr);

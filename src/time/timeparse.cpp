@@ -4,6 +4,7 @@
 // times faster without a lexer's record and its reserved words.
 #include "time/timeparse.h"
 
+#include "base/check.h"
 #include "base/errword.h"
 #include "base/print.h"
 #include "base/report.h"
@@ -46,6 +47,7 @@ constexpr bool isWordPart(char c) { return isWordStart(c) || utIsDigit(c) || c =
 
 // Passes a bracketed comment; false when it has no end or another one begins in it.
 bool skipComment(const char *&p) {
+  utCheck((*p == '(' || *p == '/') && p[1] == '*');
   const char open = *p;
   const char close = open == '(' ? ')' : '/';
   for (p += 2; *p; ++p) {
@@ -72,6 +74,7 @@ bool skipSpace(const char *&p) {
 }
 
 Kind scanWord(const char *&p) {
+  utCheck(isWordStart(*p));
   const char *start = p;
   bool pattern = false;
   for (; isWordPart(*p); ++p) pattern |= *p == '?';
@@ -83,6 +86,7 @@ void skipDigits(const char *&p) {
 }
 
 Kind scanNumber(const char *&p, double &value) {
+  utCheck(utIsDigit(*p));
   const char *start = p;
   int32_t whole = 0;
   for (; utIsDigit(*p) && p - start < 9; ++p) whole = whole * 10 + (*p - '0');
@@ -135,7 +139,10 @@ bool take(Reader &in, Kind kind) {
   return true;
 }
 
-bool atMark(const Reader &in, char mark) { return in.kind == Kind::mark && in.token[0] == mark; }
+bool atMark(const Reader &in, char mark) {
+  utCheck(in.kind != Kind::mark || in.token.size() == 1);
+  return in.kind == Kind::mark && in.token[0] == mark;
+}
 
 bool takeMark(Reader &in, char mark) { return atMark(in, mark) && take(in, Kind::mark); }
 
@@ -290,6 +297,7 @@ double fractionOf(const Fields &f) { return f.second - std::floor(f.second); }
 // zone east of Greenwich can lead, are none.
 int32_t finish(const Reader &in, bool read, const char *text, int64_t moment, double fraction,
                double *time) {
+  utCheck(fraction >= 0 && fraction < 1);
   if (read && moment >= 0) {
     *time = static_cast<double>(moment) + fraction;
     return 1;
