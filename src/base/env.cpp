@@ -44,7 +44,7 @@ size_t copyValue(const char *name, char *buffer, size_t size) {
 char *utEnvDup(const char *name) {
   char *copy = nullptr;
   size_t size = 0;
-  // Another thread may lengthen the value between the measuring and the copying.
+  // Another thread may lengthen the value after its size was read.
   for (;;) {
     const size_t needed = copyValue(name, copy, size);
     if (needed != 0 && needed <= size) return copy;

@@ -58,7 +58,7 @@ inline Err utErrGet() {
   return block ? static_cast<Err>(block->error) : Err::none;
 }
 
-// For `return utFail(Err::notFound);`: sets the number, gives 0.
+// For `return utFail(Err::notFound);`: sets the number, returns 0.
 inline int32_t utFail(Err error) {
   utErrSet(error);
   return 0;

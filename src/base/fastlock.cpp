@@ -6,7 +6,7 @@ namespace {
 constexpr int Z_SPINS = 4096; // pauses before a held fast mutex blocks the thread
 
 // The holder may be about to leave. Each look takes the word out of its cache and slows it down,
-// so every one waits twice as long as the one before.
+// so the pause doubles (back-off).
 bool spin(FastLock &lock) {
   for (int pauses = 1; pauses < Z_SPINS; pauses *= 2) {
     for (int i = 0; i < pauses; ++i) utPlatPause();
@@ -19,8 +19,8 @@ bool spin(FastLock &lock) {
 
 void utFastBlock(FastLock &lock) {
   if (spin(lock)) return;
-  // From here on the word says 2: whoever leaves wakes one, and that one, which cannot know
-  // whether it was the last, says 2 again.
+  // From here on the word is 2: an unlock wakes one thread. That thread cannot know whether others
+  // still wait, so it sets 2 again.
   while (lock.word.exchange(2, std::memory_order_acquire) != 0)
     utPlatWordWait(lock.word, 2, Z_NO_DEADLINE);
   utCheck(lock.taken == lock.given);

@@ -10,7 +10,7 @@
 // A recursive lock. The holder's further locks are counted, without an atomic operation, in two
 // counts that only rise: taking and giving back need not wait for each other's store.
 struct FastLock {
-  std::atomic<int32_t> word;    // 0 free, 1 held, 2 held while somebody may be blocked
+  std::atomic<int32_t> word;    // 0 free, 1 held, 2 held, a thread may be blocked
   std::atomic<uintptr_t> owner; // the holder's token, 0 while free
   uint32_t taken;               // further locks of holders so far
   uint32_t given;               // how many of them were given back; equal when not held again
@@ -72,14 +72,15 @@ private:
   FastLock &lock_;
 };
 
-// What threads wait on: a wake is a new generation, so that it releases everybody who waits at
-// that moment, whoever begins to wait before they run.
+// What threads wait on. A wake is a new generation: it releases every thread that waits at that
+// moment, even if others begin to wait before these run.
 struct FastCond {
   std::atomic<int32_t> generation;
 };
 
 // Waits until the generation is another one. False: the deadline has passed.
 bool utFastCondWaitPast(FastCond &cond, int32_t generation, PlatDeadline deadline);
-// Waits for a wake; the lock, held once, is released meanwhile. False: the deadline has passed.
+// Waits for a wake. The lock, held once, is released during the wait. False: the deadline has
+// passed.
 bool utFastCondWait(FastCond &cond, FastLock &lock, PlatDeadline deadline);
 void utFastCondWake(FastCond &cond);

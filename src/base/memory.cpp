@@ -1,8 +1,8 @@
 // The allocator of the whole library: the runtime heap, whose exhaustion is a fatal error and
 // never a null result. Negative sizes and sizes beyond 31 bits count as exhaustion.
 //
-// A fatal error may be told to return (VN_FATAL_ERROR_CONTINUE); nobody here could go on without
-// the block, so the process is then aborted.
+// A fatal error may return (VN_FATAL_ERROR_CONTINUE). No caller can continue without the block, so
+// the process is then aborted.
 //
 // The two break measures are taken without a lock: a table is created under any lock.
 #include "base/memory.h"

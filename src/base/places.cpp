@@ -14,7 +14,7 @@
 
 namespace {
 
-// Does the directory hold the data files? Gives its name then, or frees it.
+// Does the directory hold the data files? Returns its name then, or frees it.
 char *ifHome(char *directory) {
   char *inside = utJoinNames({directory, "standard"});
   const bool found = utPlatFileKind(inside) == PlatFileKind::directory;

@@ -6,10 +6,10 @@
 #include <cstddef>
 
 // Reading one option from inside the library: a copy made under the process mutex. A missing,
-// unknown or otherwise typed option gives `otherwise`, false or null; the error state is kept.
+// unknown or otherwise typed option returns `otherwise`, false or null; the error state is kept.
 double utOptionNumber(const char *name, double otherwise);
 // The same for one that is read often: the name is looked up again only when an option was made or
-// destroyed meanwhile. Under the process mutex.
+// destroyed since. Under the process mutex.
 struct SettingCache {
   const char *name;
   const ZutOption *option;

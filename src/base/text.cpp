@@ -16,8 +16,8 @@ const char *skipSpace(const char *text) {
   return text;
 }
 
-// Does the unsigned decimal number in [first, last) lie at or above 1? Told from where its first
-// digit other than 0 stands, which is enough for numbers outside the range of a double.
+// Does the unsigned decimal number in [first, last) lie at or above 1? Decided by the position of
+// the first digit other than 0, which is enough for numbers outside the range of a double.
 bool isHuge(const char *first, const char *last) {
   const char *end = std::find_if(first, last, [](char c) { return c == 'e' || c == 'E'; });
   const char *point = std::find(first, end, '.');

@@ -23,14 +23,14 @@ inline bool utSame(const char *a, const char *b) { return std::strcmp(a, b) == 0
 // Does `text` begin with `prefix`, ignoring case?
 bool utBeginsWord(std::string_view text, std::string_view prefix);
 
-// Lower-cases in place; gives `text`.
+// Lower-cases in place; returns `text`.
 char *utLowerText(char *text);
 
 // Copies into `size` bytes, cut where it does not fit, always terminated. True when nothing was
 // cut.
 bool utCopyCut(char *dest, size_t size, std::string_view text);
 
-// Truncates towards zero and stays within 32 bits; NaN gives 0.
+// Truncates towards zero and stays within 32 bits; NaN becomes 0.
 constexpr int32_t utToInt32(double value) {
   if (!(value == value)) return 0;
   if (value >= 2147483647.0) return INT32_MAX;

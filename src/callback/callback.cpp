@@ -12,7 +12,8 @@
 // call data; the first one does it. So the record of a removed callback stays until the list has
 // no users besides the one that leaves, and while any thread is inside (inside.h).
 //
-// A doomed list is destroyed by its last user. Nobody touches a list after utListUnread.
+// A list whose destruction is pending is destroyed by its last user. No list is used after
+// utListUnread.
 #include "callback/callback.h"
 
 #include "base/check.h"
@@ -31,14 +32,14 @@ namespace {
 
 ZutCb *callbackOf(ZutDqNode *node) { return reinterpret_cast<ZutCb *>(node); }
 
-// One after the other; behind the last comes list.end.
+// In calling order; list.end follows the last.
 ZutCb *first(const ZutCbList &list) { return callbackOf(list.end.links.right); }
 ZutCb *after(const ZutCb *cb) { return callbackOf(cb->links.right); }
 
 constexpr int Z_AGE_BITS = 48;
 constexpr uint64_t Z_PLACE_END = UINT64_MAX;
 
-// Sorts behind every callback of the same or a higher priority.
+// Sorts after every callback of the same or a higher priority.
 uint64_t newPlace(ZutCbList &list, int16_t priority) {
   utCheck(list.lock.writes > 0 && (list.age + 1) >> Z_AGE_BITS == 0);
   return static_cast<uint64_t>(INT16_MAX - priority) << Z_AGE_BITS | ++list.age;
@@ -118,7 +119,7 @@ int32_t refuse(ThreadBlock &self, ZutCbList &list) {
   return utFail(Err::tooLarge);
 }
 
-// After each call into the caller's code. True: the list may have changed meanwhile.
+// After each call into the caller's code. True: the list may have changed.
 inline bool settle(ThreadBlock &self, ZutCbList &list, Walk &walk, uint32_t &generation) {
   if (utListReads(self).generation == generation) [[likely]]
     return false;
@@ -170,7 +171,7 @@ bool keepRemoved(ZutCbList &list, ZutCb *cb) {
 // By the list's only user.
 void freeRemoved(ZutCbList &list) {
   ZutCb *cb = std::exchange(list.removed, nullptr);
-  list.leftover.store(list.doomed, std::memory_order_relaxed);
+  list.leftover.store(list.destroyPending, std::memory_order_relaxed);
   while (cb) utCbRelease(*std::exchange(cb, after(cb)), Z_CB_KEPT);
 }
 
@@ -191,10 +192,10 @@ bool isDestroyed(const ZutCb *cb) {
   return cb->destroyed.load(std::memory_order_relaxed) && !utFail(Err::notFound);
 }
 
-// A change function may have doomed the list.
+// A change function may have requested the destruction of the list.
 void writeEnd(ThreadBlock &self, ZutCbList *list) {
   if (!list) return;
-  if (!list->doomed) {
+  if (!list->destroyPending) {
     utListUnwrite(self, list->lock);
     return;
   }
@@ -239,7 +240,7 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
   for (ZutCb *cb; (cb = first(list)) != &list.end;) {
     cb->destroyed.store(true, std::memory_order_relaxed);
     remove(list, cb);
-    if (!utCbOthersInside(self, *cb)) utCbTellDestroyed(*cb); // from another list, if any
+    if (!utCbOthersInside(self, *cb)) utCbNoticeDestroyed(*cb); // from another list, if any
     else cb->list.store(nullptr, std::memory_order_relaxed);
     utCbRelease(*cb, Z_CB_USER);
   }
@@ -252,9 +253,10 @@ void destroy(ThreadBlock &self, ZutCbList &list) {
   utListWake();
 }
 
-// Ends reading and, here, writing a doomed list. True: it was the last user and the list is gone.
+// Ends reading and writing a list whose destruction is pending. True: this was the last user and
+// the list is gone.
 bool finish(ThreadBlock &self, ZutCbList &list) {
-  utCheck(list.doomed && utListDepth(self, list.lock) > 0);
+  utCheck(list.destroyPending && utListDepth(self, list.lock) > 0);
   const int32_t users = list.lock.word.load() & Z_LIST_USERS;
   if ((users == Z_LIST_PARKED || users == Z_LIST_READER) && utListDepth(self, list.lock) == 1 &&
       list.lock.writes == 1) {
@@ -291,12 +293,12 @@ void print(const ZutCb *cb, ZutPrintFunc out) {
 
 } // namespace
 
-// While this thread is the only user, and reads, no thread writes the list or comes to know a
-// removed callback. Two that leave at once may both see the other: the next one frees then.
+// While this thread is the only user, and reads, no thread writes the list or finds a
+// removed callback. Of two that leave at once both may see a user: then the next one frees.
 void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list) {
   walkHold(self).inside = nullptr;
   if (list.lock.word.load() == Z_LIST_READER) freeRemoved(list);
-  if (!list.doomed || !list.owner || utListDepth(self, list.lock) > 1) {
+  if (!list.destroyPending || !list.owner || utListDepth(self, list.lock) > 1) {
     utListUnread(self, list.lock);
     return;
   }
@@ -306,21 +308,21 @@ void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list) {
 
 int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list) {
   utListWrite(self, list.lock);
-  list.doomed = 1;
+  list.destroyPending = 1;
   list.leftover.store(1, std::memory_order_relaxed);
   return finish(self, list) ? 1 : utFail(Err::objectInUse);
 }
 
-// In line in ZutCbListCall: an event with one callback takes little longer than a call. A list that
-// is doomed from the beginning ends its walk after the first callback.
+// In line in ZutCbListCall: an event with one callback takes little longer than a call. If the
+// destruction is already pending, the walk ends after the first callback.
 [[gnu::always_inline]] inline void callAll(ThreadBlock &self, ZutCbList &list, void *owner,
                                            ZutCbCallData &data) {
   Walk walk = walkOf(list);
   uint32_t generation =
-      list.doomed ? utListReads(self).generation - 1 : utListReads(self).generation;
+      list.destroyPending ? utListReads(self).generation - 1 : utListReads(self).generation;
   while (!isAtEnd(walk)) {
     call(self, take(walk), owner, data);
-    if (settle(self, list, walk, generation) && list.doomed) break;
+    if (settle(self, list, walk, generation) && list.destroyPending) break;
   }
   utCbListLeave(self, list);
 }
@@ -350,10 +352,10 @@ int32_t utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, vo
   bool stopped = false;
   while (!stopped && !isAtEnd(locals)) {
     const bool useGlobal = globals.place >> Z_AGE_BITS < locals.place >> Z_AGE_BITS;
-    stopped = !useGlobal && local.doomed;
+    stopped = !useGlobal && local.destroyPending;
     if (stopped) break;
     run(useGlobal ? take(globals) : take(locals));
-    stopped = local.doomed;
+    stopped = local.destroyPending;
   }
   // Once the owner's are through, the global ones all run.
   while (!stopped && !isAtEnd(globals)) run(take(globals));
@@ -478,8 +480,8 @@ int32_t Z_CALL ZutCbListGetType(ZutCbList *list, ZutCbType **out) {
   return 1;
 }
 
-// The four results of 0 are kept: nothing in the library uses the thresholds, and a program is to
-// know.
+// The four results of 0 are kept: nothing in the library uses the thresholds, and the
+// result says so.
 int32_t Z_CALL ZutCbListSetStartThresh(ZutCbList *list, uint16_t threshold) {
   if (!list) return utFail(Err::nullPointer);
   list->startThresh.store(threshold, std::memory_order_relaxed);
@@ -553,7 +555,7 @@ int32_t Z_CALL ZutCbDestroy(ZutCb *cb) {
   }
   utListNote(self); // this thread may run the callback itself; unnoted it would count as another
   const bool left = utCbAwaitOthers(self, *cb);
-  if (left) utCbTellDestroyed(*cb);
+  if (left) utCbNoticeDestroyed(*cb);
   else cb->list.store(nullptr, std::memory_order_relaxed); // gone when the last one inside leaves
   if (keepsList) utCbListLeave(self, *list);
   utCbRelease(*cb, Z_CB_USER);

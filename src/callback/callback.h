@@ -15,7 +15,7 @@ struct ZutCb {
   int16_t priority;
   std::atomic<bool> linked;    // stands in the list; not changed by a new priority
   std::atomic<bool> destroyed; // by the first ZutCbDestroy; stands in no list
-  bool told;                   // its change function knows of the end
+  bool noticed;                // its change function was called for the end
   std::atomic<int32_t> users;  // of the record: see inside.h
   ZutCbChangeFunc change;
   ZutWord changeArgument;
@@ -29,10 +29,11 @@ struct ZutCbList {
   ZutCbType *type;
   ZutCb end; // the ring of callbacks in calling order begins and ends here; its place is the last
   std::atomic<int32_t> count;
-  int32_t doomed;                // to be destroyed
-  std::atomic<int32_t> leftover; // who leaves has something to free: it is doomed, or `removed`
-  ZutCb *removed;                // while the list had users, linked through links.right
-  uint64_t age;                  // insertions so far
+  int32_t destroyPending; // by its last user
+  // A thread that leaves has something to free: the list, or `removed`.
+  std::atomic<int32_t> leftover;
+  ZutCb *removed; // while the list had users, linked through links.right
+  uint64_t age;   // insertions so far
   ListLock lock;
   std::atomic<uint16_t> startThresh;
   std::atomic<uint16_t> currentThresh;
@@ -44,13 +45,14 @@ int32_t utCbListCall(ThreadBlock &self, ZutCbList &list, void *owner, ZutCbCallD
 // The owner's list is read already, the global one is not.
 int32_t utCbMergeCall(ThreadBlock &self, ZutCbList &local, ZutCbList &global, void *owner,
                       ZutCbCallData &data);
-// Ends reading; the only user frees what was removed, the last user of an owner's doomed list
-// destroys it.
+// Ends reading; the only user frees what was removed, the last user destroys an
+// owner's list whose destruction is pending.
 void utCbListLeaveChanged(ThreadBlock &self, ZutCbList &list);
 inline void utCbListLeave(ThreadBlock &self, ZutCbList &list) {
   if (list.leftover.load(std::memory_order_relaxed)) [[unlikely]]
     utCbListLeaveChanged(self, list);
   else utListUnread(self, list.lock);
 }
-// Destroys the list or, while it has other users or this thread calls it, dooms it: error 32.
+// Destroys the list or, while it has other users or this thread calls it, leaves that to the last
+// user: error 32.
 int32_t utCbListDestroy(ThreadBlock &self, ZutCbList &list);

@@ -38,7 +38,7 @@ bool waitsFor(const Waiter &waiter, const Waiter &other) {
   return &waiter != &other && std::ranges::any_of(holdsOf(*other.thread), isIt);
 }
 
-// Marks whom `waiter` waits for. True: there are new ones.
+// Marks those that `waiter` waits for. True: some were not marked before.
 bool reach(const Waiter &waiter) {
   utCheck(utFastHeld(waitersLock));
   bool more = false;
@@ -49,7 +49,7 @@ bool reach(const Waiter &waiter) {
   return more;
 }
 
-// Does `mine` wait for itself, by way of others?
+// Does `mine` wait, through others, for itself?
 bool closesRing(const Waiter &mine) {
   for (Waiter *waiter = waiters; waiter; waiter = waiter->next) waiter->reached = false;
   for (bool more = reach(mine); more && !mine.reached;) {
@@ -84,13 +84,13 @@ void utCbRelease(ZutCb &cb, int32_t use) {
     utListWake();
     return;
   }
-  if (!cb.told) utCbTellDestroyed(cb);
+  if (!cb.noticed) utCbNoticeDestroyed(cb);
   Z_FREE(&cb, "cb");
 }
 
-void utCbTellDestroyed(ZutCb &cb) {
-  utCheck(cb.destroyed.load() && !cb.told);
-  cb.told = 1;
+void utCbNoticeDestroyed(ZutCb &cb) {
+  utCheck(cb.destroyed.load() && !cb.noticed);
+  cb.noticed = 1;
   ZutCbChangeData data = {&cb, Z_CB_CHANGE_DESTROY};
   if (cb.change) cb.change(&cb, &data, cb.changeArgument);
   cb.list.store(nullptr, std::memory_order_relaxed);

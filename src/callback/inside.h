@@ -9,12 +9,12 @@
 inline constexpr int32_t Z_CB_USER = 1;
 inline constexpr int32_t Z_CB_KEPT = 1 << 24; // by a list, among its removed ones
 
-// Ends one use. The last one frees the record and, unless its change function was told of the end
-// before, tells it now.
+// Ends one use. The last one frees the record and, unless the change function was called for the
+// end before, calls it now.
 void utCbRelease(ZutCb &cb, int32_t use);
 
-// Tells the change function of the end.
-void utCbTellDestroyed(ZutCb &cb);
+// Calls the change function for the end.
+void utCbNoticeDestroyed(ZutCb &cb);
 
 // Is another thread inside? Asked for a callback that stands in no list, or under its list's write
 // lock: no thread can enter it then.

@@ -65,7 +65,7 @@ void park(CbReads &reads, CbHold &hold) {
   utListChange(*hold.lock, Z_LIST_PARKED - Z_LIST_READER);
 }
 
-// Gives what the word has to change by.
+// Returns the change that the word needs.
 int32_t unpark(CbReads &reads, const ListLock &lock) {
   int32_t by = 0;
   for (CbHold &hold : holdsOf(reads)) {

@@ -1,4 +1,4 @@
-// The reader-writer lock of a callback list, cheap where nobody writes: one word counts the
+// The reader-writer lock of a callback list, cheap while no thread writes: one word counts the
 // read locks, and each thread keeps which of them are its own in its block.
 //
 // A thread reads again, writes inside its own writing, and writes where it reads (an upgrade).
@@ -6,8 +6,8 @@
 //
 // A thread that has to wait first parks: all its reading is moved from the readers to the parked
 // in the lists' words. Then writers of those lists go on, although the thread counts as one of
-// their users; it resumes where it returns to a list. So nobody waits while another waits for
-// him, and a writer can trust that nobody looks at the list. The price is that a list may have
+// their users; it resumes where it returns to a list. So no two threads wait for each
+// other, and no thread reads a list that is written. The price is that a list may have
 // changed when a call into the caller's code returns: walks through a list expect that.
 //
 // Before a hold is parked, the callback that runs under it is noted: the thread counts as one of
@@ -60,7 +60,7 @@ inline constexpr int32_t Z_LIST_CLOSED = 1 << 30;   // a thread writes or waits 
 inline constexpr int32_t Z_LIST_FULL = 3 << 13 | 3 << 28;
 
 // --- Waiting ---
-// Tells whoever waits that a list's state has changed.
+// Wakes the threads that wait for a list's state to change.
 void utListWake();
 inline void utListChange(ListLock &lock, int32_t by) {
   const int32_t word = lock.word.fetch_add(by);
@@ -73,7 +73,7 @@ void utListNote(ThreadBlock &self);
 void utListPark(ThreadBlock &self);
 
 // Counts the changes to the locks of all lists for those who wait. One word for all: a thread
-// that waits needs no list that might go away meanwhile, and waiting is rare.
+// that waits needs no list that might be freed during the wait, and waiting is rare.
 extern std::atomic<int32_t> utListChanges;
 extern std::atomic<int32_t> utListWaiters;
 
@@ -92,9 +92,9 @@ void utListWait(ThreadBlock &self, Attempt attempt) {
 
 // --- Reading and writing ---
 
-// Reading. TryRead gives false where Read would wait. May be mixed with writing in any order. One
+// Reading. TryRead returns false where Read would wait. May be mixed with writing in any order. One
 // addition, taken back if the list was closed, is cheaper than a look and a change that may fail.
-// Read gives false when there are as many walks through the list as there may be: it is read all
+// Read returns false when there are as many walks through the list as there may be: it is read all
 // the same, but a walk must not begin.
 bool utListTryRead(ThreadBlock &self, ListLock &lock);
 bool utListReadSlowly(ThreadBlock &self, ListLock &lock);

@@ -7,7 +7,7 @@
 //   big      most significant byte first          (IEEE order 1, IBM)
 //   words    16-bit little-endian words, the most significant first (DEC)
 // Infinities, NaNs and denormals get no special treatment: their bits go through the arithmetic.
-// The conversions of words are pure; what is to be told about one comes back with its word.
+// The conversions of words are pure; a warning about one is returned with its word.
 #include "base/check.h"
 #include "base/errword.h"
 #include "base/report.h"
@@ -71,7 +71,7 @@ struct Made {
   constexpr Made(Word made) : word(made) {}
 
   Word word;
-  Msg told = Msg{};
+  Msg warning = Msg{};
   int32_t exponent = 0; // what the message names
 };
 using Made4 = Made<uint32_t>;
@@ -91,7 +91,7 @@ constexpr Lead leads[16] = {{0, 0}, {3, 4}, {2, 3}, {2, 3}, {1, 2}, {1, 2}, {1, 
 // Positive and negative zero.
 constexpr bool isZero(uint32_t word) { return (word & ~sign32) == 0; }
 
-// The hidden bit stands before the point in IEEE and behind it in DEC F, and the biases differ by
+// The hidden bit stands before the point in IEEE and after it in DEC F, and the biases differ by
 // one: two steps of the exponent. They are made on the byte of the sign and the upper exponent
 // bits, so the ends of the range carry into the sign. Kept.
 constexpr uint32_t decFStep = 0x01000000u;
@@ -117,10 +117,10 @@ constexpr Made4 ibm4ToIeee4(uint32_t word) {
   if (word == 0) return made;
   auto exponent = static_cast<int32_t>(word >> 24 & 0x7f);
   if (exponent < 33) [[unlikely]] {
-    made.told = Msg::realUnderflow;
+    made.warning = Msg::realUnderflow;
     exponent = 33;
   } else if (exponent > 96) [[unlikely]] {
-    made.told = Msg::realOverflow;
+    made.warning = Msg::realOverflow;
     exponent = 96;
   }
   utCheck(exponent >= 33 && exponent <= 96);
@@ -195,7 +195,7 @@ constexpr Made8 toIeee(const Double &number) {
 template <int32_t Largest, Msg Message>
 constexpr int32_t atMost(int32_t exponent, Made8 &made) {
   if (exponent <= Largest) return exponent;
-  made.told = Message;
+  made.warning = Message;
   made.exponent = exponent;
   return Largest;
 }
@@ -224,7 +224,7 @@ constexpr Made8 toIbm(const Double &number) {
   const int32_t shift = 3 - ((number.exponent + 1) & 3);
   const int32_t aligned = number.exponent + shift + 1;
   const int32_t kept = std::clamp(aligned, 767, 1275);
-  if (kept != aligned) made.told = Msg::realClamped;
+  if (kept != aligned) made.warning = Msg::realClamped;
   utCheck((kept + 1) % 4 == 0);
   const auto power = static_cast<uint64_t>((kept + 1) / 4 - 192);
   utCheck(power < 128);
@@ -280,10 +280,10 @@ void put(void *value, Word word, Side side, int32_t order) {
   else store(value, word, order);
 }
 
-// The ways that conversions rarely take are calls at their end, so that the others need no frame.
+// Slow paths, as tail calls: so the fast path needs no frame.
 [[gnu::cold, gnu::noinline]] int32_t refuse(Err error) { return utFail(error); }
 
-[[gnu::cold, gnu::noinline]] int32_t tell(Msg message, int32_t exponent) {
+[[gnu::cold, gnu::noinline]] int32_t warn(Msg message, int32_t exponent) {
   switch (message) {
   case Msg::realUnderflow: utReport<Msg::realUnderflow>(Z_TRACE_LEVEL_WARNING); break;
   case Msg::realOverflow: utReport<Msg::realOverflow>(Z_TRACE_LEVEL_WARNING); break;
@@ -306,7 +306,7 @@ int32_t convert(void *value, int32_t inputOrder, int32_t outputOrder) {
   if (!allowed(From, inputOrder) || !allowed(To, outputOrder)) return refuse(Err::invalid);
   const Made<Word> made = Convert(take<Word>(value, From, inputOrder));
   put<Word>(value, made.word, To, outputOrder);
-  return made.told == Msg{} ? 1 : tell(made.told, made.exponent);
+  return made.warning == Msg{} ? 1 : warn(made.warning, made.exponent);
 }
 
 template <size_t Size>

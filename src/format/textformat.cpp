@@ -30,7 +30,7 @@ const char *readNumber(const char *at, int32_t &number) {
   return at;
 }
 
-// Reads what follows a percent sign; gives the place behind it. The letter is 0 at the text's end.
+// Reads what follows a percent sign; returns the place after it. The letter is 0 at the text's end.
 const char *readConversion(const char *at, Conversion &c) {
   for (; isOneOf(*at, "-+ #0"); ++at) {
     c.left |= *at == '-';

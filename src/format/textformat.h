@@ -19,7 +19,7 @@ bool utFormatSafe(const char *format);
 // Prints one real number, in the C locale, with two exponent digits or more on every platform. The
 // first conversion of a number in `format` gets it: one of efgEFG, or an integer conversion, which
 // gets it cut to 32 bits. The rest is copied as text, with %% as %; widths and precisions are cut
-// to the maximum. Writes at most `size` bytes, terminated, and gives the length written.
+// to the maximum. Writes at most `size` bytes, terminated, and returns the length written.
 int32_t utFormatReal(char *out, int32_t size, const char *format, double value);
 
 // Prints what vsnprintf would, in a third of the time: texts, characters and decimal integers

@@ -3,7 +3,7 @@
 // Both conversions know how large their result can be before they allocate it, once. They work on
 // runs of characters of one length, because that is what texts are made of: where the machine has
 // SSE2, a step takes 16 bytes or 8 units, keeps the characters at its front that are of the length
-// of the first one, and goes on behind them. What a step writes beyond them is written again.
+// of the first one, and goes on after them. What a step writes beyond them is overwritten.
 #include "base/check.h"
 #include "base/errword.h"
 #include "base/memory.h"
@@ -27,8 +27,8 @@ int32_t blockSize(uint64_t size) { return size <= INT32_MAX ? static_cast<int32_
 
 constexpr bool isTrail(uint8_t byte) { return (byte & 0xC0) == 0x80; }
 
-// Decodes the first character of a text; gives its length, or 0 for what is none. The terminator is
-// no trail byte, so nothing behind it is read.
+// Decodes the first character of a text; returns its length, or 0 if there is none. The terminator
+// is no trail byte, so nothing after it is read.
 int decodeOne(const uint8_t *text, uint16_t *unit) {
   const uint32_t lead = text[0];
   if (lead < 0x80) {
@@ -83,7 +83,7 @@ Step decode1(const uint8_t *text, uint16_t *units) {
   return {count, count};
 }
 
-// Also one ASCII character behind the others, because a blank ends most words: it may be the 17th
+// Also one ASCII character after the others, because a blank ends most words: it may be the 17th
 // byte.
 Step decode2(const uint8_t *text, uint16_t *units) {
   const __m128i pairs = load(text); // the trail byte on top
@@ -108,7 +108,7 @@ Step decode3(const uint8_t *text, uint16_t *units) {
   const __m128i middle = and32(_mm_srli_epi32(triples, 2), 0xFC0);
   const __m128i low = and32(_mm_srli_epi32(triples, 16), 0x3F);
   const __m128i wide = _mm_or_si128(_mm_or_si128(high, middle), low);
-  // There is only a signed narrowing: the sign is spread first.
+  // There is only a signed narrowing, so the sign is extended first.
   const __m128i narrow = _mm_srai_epi32(_mm_slli_epi32(wide, 16), 16);
   storeLow(units, _mm_packs_epi32(narrow, narrow));
   const __m128i tooLong = bitsAre32(triples, 0x200F, 0);
@@ -117,7 +117,7 @@ Step decode3(const uint8_t *text, uint16_t *units) {
   return {3 * count, count};
 }
 
-// One character, with no other of its length behind it.
+// One character that no other of its length follows.
 Step decodeAlone(const uint8_t *text, uint16_t *units) {
   const int length = decodeOne(text, units);
   return {length, length != 0};
@@ -129,7 +129,7 @@ void advance(Step step, Bytes &bytes, Units &units) {
   units += step.units;
 }
 
-// The same for a step that is often full: the processor guesses that it is, instead of waiting for
+// The same for a step that is often full: the processor predicts the branch and need not wait for
 // the count.
 template <Step Full, class Bytes, class Units>
 void advanceFull(Step step, Bytes &bytes, Units &units) {
@@ -164,7 +164,7 @@ void decodeSteps(const uint8_t *&, const uint8_t *, uint16_t *&) {}
 
 #endif
 
-// Decodes a text; false when it stops at what is no character. `units` is moved behind the last.
+// Decodes a text; false when it stops at what is no character. `units` is moved past the last.
 bool decode(const uint8_t *text, const uint8_t *end, uint16_t *&units) {
   decodeSteps(text, end, units);
   utCheck(text <= end);
@@ -266,7 +266,7 @@ Step encode1(const Unit *units, uint8_t *out) {
   return {count, count};
 }
 
-// Also one ASCII character behind the others, as in decoding.
+// Also one ASCII character after the others, as in decoding.
 Step encode2(const Unit *units, uint8_t *out) {
   const __m128i codes = load(units);
   const __m128i lead = _mm_srli_epi16(codes, 6);
@@ -320,7 +320,7 @@ void encodeSteps(const Unit *&, const Unit *, uint8_t *&) {}
 
 #endif
 
-// Encodes the units up to `end`; gives the end of the result.
+// Encodes the units up to `end`; returns the end of the result.
 uint8_t *encode(const Unit *units, const Unit *end, uint8_t *out) {
   encodeSteps(units, end, out);
   utCheck(units <= end);

@@ -48,7 +48,7 @@ bool utPlatCpuTimes(double *user, double *kernel);
 int32_t utPlatProcessors();
 // The character format of the system: the number of a code page.
 int32_t utPlatCharFormat();
-// A number that nobody can foresee.
+// An unpredictable number.
 uint64_t utPlatSecret();
 
 // --- Libraries ---

@@ -24,17 +24,17 @@ struct PlatStdioMode {
 // Opens a stream like fopen, with these differences: a directory is refused; a pipe without a
 // partner never blocks the open; 'x' in the mode creates a file that did not exist, following no
 // link; 'n' refuses a name that is a link, where every user can make links; the file may be renamed
-// while it is open; what is appended by several goes behind each other. Waits a moment for others
-// who keep the file to themselves.
+// while it is open; concurrent appends do not overwrite each other. Waits a moment when a
+// sharing violation refuses the file.
 FILE *utPlatFileOpen(const char *name, const char *mode);
 // Flushes an open stream and points it at a file opened as above; on failure the stream is what
 // it was. The mode must read and write as the stream's own does. No other thread uses the stream
-// meanwhile.
+// during the call.
 bool utPlatFileReopen(FILE *stream, const char *name, const char *mode);
 int32_t utPlatFileDescriptor(FILE *stream);
 // Gives the system what the stream holds and then the text, in one write if it holds nothing.
-// Nobody else's text comes in between. The number of bytes of the text that the system took; the
-// rest is not kept, and the stream's error mark is set.
+// No other thread's text comes in between. Result: the number of bytes of the text that the system
+// took; the rest is not kept, and the stream's error mark is set.
 size_t utPlatFilePut(FILE *stream, const char *text, size_t size);
 
 // --- Descriptors ---

@@ -56,7 +56,7 @@ using PlatThread = ZutThreadId;
 // Starts a thread that runs `function(argument)` and ends with its result. The identity is also
 // put into `*early` before the function begins. 0: refused.
 PlatThread utPlatThreadStart(ZutWord (*function)(void *), void *argument, PlatThread *early);
-// An identity for the calling thread, which somebody else started. 0: refused.
+// An identity for the calling thread, which the library did not start. 0: refused.
 PlatThread utPlatThreadAdopt();
 // Ends the calling thread, whoever started it.
 [[noreturn]] void utPlatThreadExit(ZutWord code);
@@ -88,7 +88,7 @@ bool utPlatInterruptHandle(void (*handler)(int));
 void utPlatInterruptAgain(void (*handler)(int));
 // Has the process ignore SIGINT. False: errno tells.
 bool utPlatInterruptIgnore();
-// Holds SIGINT back from the calling thread, where the system can: one that comes meanwhile is
-// handled at the release. False: it was held back already, or cannot be; there is no release.
+// Holds SIGINT back from the calling thread, where the system can: one that comes during that time
+// is handled at the release. False: it was held back already, or cannot be; there is no release.
 bool utPlatInterruptHold();
 void utPlatInterruptRelease();

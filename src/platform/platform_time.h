@@ -13,7 +13,7 @@ struct PlatZone {
 };
 PlatZone utPlatZone(int64_t utc);
 
-// Reads TZ again. The runtime does so only when it is told to.
+// Reads TZ again. The runtime does so only on request.
 void utPlatZoneRefresh();
 // A number that is another one after a refresh, and after the program has told the runtime itself
 // (tzset) and got another distance from universal time or another use of daylight-saving time.

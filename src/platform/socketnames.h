@@ -1,4 +1,4 @@
-// What the two answers to platform_socket.h share; include it behind the system's socket headers,
+// What the two answers to platform_socket.h share; include it after the system's socket headers,
 // whose names it uses.
 #pragma once
 

@@ -48,7 +48,7 @@ int32_t Z_CALL ZutInterruptReset(void) { return counter = 0; }
 void ZutSigintHandler(int) {
   const int error = errno;
   if (++counter > limit) {
-    ZutWinEndWinsock(); // waits for nobody
+    ZutWinEndWinsock(); // waits for no lock
     std::abort();
   }
   utPlatInterruptAgain(ZutSigintHandler);

@@ -1,12 +1,11 @@
 // The reader-writer mutex.
 //
-// One word tells how many threads read, whether one writes and whether anybody waits. While nobody
-// waits, threads enter and leave by changing the word alone. How many read locks a thread holds is
-// kept with the thread (threadblock.h): nobody else needs to know. The writer's depth is the
-// writer's.
+// One word holds how many threads read, whether one writes and whether any waits. While none waits,
+// threads enter and leave by changing the word alone. How many read locks a thread holds is kept
+// with the thread (threadblock.h). The writer's depth is touched by the writer only.
 //
-// Once somebody has to wait, the word says so and everybody takes the mutex, which guards all that
-// the waiting needs; while it is held and the word says "closed", nobody else changes the word. An
+// Once a thread has to wait, the word is closed and all threads take the mutex, which guards all
+// that the waiting needs. Under the mutex, while the word is closed, no other thread changes it. An
 // upgrading thread that waits is not counted among the readers: its locks are set aside, and given
 // back when it gives up.
 #include "base/check.h"
@@ -22,7 +21,7 @@ namespace {
 
 // The word: threads that read, and two flags.
 constexpr uint32_t Z_WRITER = 0x80000000;
-constexpr uint32_t Z_CLOSED = 0x40000000; // somebody waits, or the mutex is held
+constexpr uint32_t Z_CLOSED = 0x40000000; // a thread waits, or the mutex is held
 constexpr uint32_t Z_READERS = 0x3FFFFFFF;
 
 constexpr int32_t Z_QUOTA_MAX = 32;
@@ -49,7 +48,7 @@ struct ZutRwMutex {
   int32_t waitingReaders;
   int32_t waitingWriters; // upgrades included
   Upgrade *upgrades;      // waiting, oldest first
-  Upgrade *givenUp;       // timed out while somebody else writes: read again right after
+  Upgrade *givenUp;       // timed out while another thread writes: read again right after
 };
 
 namespace {
@@ -184,8 +183,8 @@ bool trySwap(ZutRwMutex &mutex, uint32_t from, uint32_t to) {
 
 // --- With the mutex ---
 
-// While it lives nobody changes the word but the thread that made it, except that a late reader
-// may count itself, and wait for the mutex to undo that. A wait in between lets others in; those
+// While it lives, only the thread that made it changes the word, except that a late reader may
+// count itself and wait for the mutex to undo that. A wait in between lets others in; those
 // who wait keep the word closed.
 class Closed {
 public:
@@ -234,7 +233,7 @@ uint32_t setAside(const ZutRwMutex &mutex) {
   return count;
 }
 
-// Nobody new may read before those who read already, and gave their upgrade up.
+// New readers must wait for those that gave their upgrade up and still have read locks.
 void restoreGivenUp(ZutRwMutex &mutex) {
   while (Upgrade *entry = mutex.givenUp) {
     utCheck(!entry->restored && !isWritten(mutex));
@@ -245,7 +244,7 @@ void restoreGivenUp(ZutRwMutex &mutex) {
   }
 }
 
-// Somebody has left, or ceased to wait: lets in whose turn it is.
+// A thread has left, or ceased to wait: wakes those that may enter next.
 void wakeNext(ZutRwMutex &mutex) {
   if (isWritten(mutex)) return;
   restoreGivenUp(mutex);
@@ -259,7 +258,7 @@ void waitRead(ZutRwMutex &mutex, bool counted) {
   if (counted) {
     utCheck(readers(mutex) > 0);
     mutex.word.fetch_sub(1, std::memory_order_relaxed);
-    wakeNext(mutex); // somebody may have waited for this one
+    wakeNext(mutex); // a thread may have waited for this one
   }
   while (isWritten(mutex) || mutex.waitingWriters > 0)
     waitOn(mutex, mutex.readCond, mutex.waitingReaders, Z_NO_DEADLINE);
@@ -281,8 +280,8 @@ void leaveSlowly(ZutRwMutex &mutex, uint32_t word) {
   wakeNext(mutex);
 }
 
-// Until nobody else is inside. Each wait gets the whole timeout. The entry counts as waiting for as
-// long as it is listed.
+// Until no other thread is inside. Each wait gets the whole timeout. The entry counts as waiting
+// for as long as it is listed.
 bool waitAlone(ZutRwMutex &mutex, Upgrade &entry, double timeout) {
   const int64_t milliseconds = utMilliseconds(timeout);
   while (isOccupied(mutex)) {
@@ -370,7 +369,7 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold &hold, double timeout) {
   return 1;
 }
 
-// One who does not read may ask only while nobody does. Beside a writer nobody does, though a
+// A thread that does not read may ask only while none does. Beside a writer none does, though a
 // late reader may have counted itself for a moment.
 [[gnu::noinline]] int32_t upgradeOther(ZutRwMutex *mutex, double timeout) {
   if (!mutex) return utFail(Err::invalid);

@@ -55,7 +55,7 @@ DataPair *pairAfter(uint32_t serial) {
 } // namespace
 
 // A destructor may change the list: the walk keeps a serial, not a place, and ends with the pairs
-// that were there when it began. The lock is held meanwhile, as the header says.
+// that were there when it began. The lock is held during the calls, as the header says.
 void utTsdRunDestructors() {
   ZutProcessMutexLock();
   const uint32_t last = lastSerial;

@@ -1,8 +1,9 @@
-// Threads: created ones, and adopted ones, which the library met when they asked who they are.
+// Threads: created ones, and adopted ones, which the library did not start and which asked for
+// their value.
 //
 // A thread's closure hangs off its library block and ends with it, except that an adopted thread's
-// stays, with the thread's value, until the thread has ended and somebody looks: the checker, or
-// the one who waits for it. Whoever takes it out of the table of adopted threads closes it. Table
+// stays, with the thread's value, until the thread has ended and the checker, or a
+// thread that waits for it, notices. The one that takes it out of the table closes it. Table
 // and checker are guarded by the registry lock, which is taken last of all.
 #include "base/check.h"
 #include "base/errword.h"
@@ -25,7 +26,7 @@ struct ThreadClosure {
   ZutThreadFunc function;
   ZutWord argument;
   ZutThreadId handle;
-  int32_t adopted; // 1: met, not created; freed by the checker or by who waits for the thread
+  int32_t adopted; // 1: freed by the checker or by the thread that waits for it
 };
 
 constexpr int64_t Z_CHECK_CYCLE = 60000; // milliseconds; at most one thread is closed in each
@@ -91,7 +92,7 @@ ZutWord Z_CALL checker(ZutWord) {
   return 0;
 }
 
-// Under the registry lock. Nobody waits for the checker, so its value is closed at once.
+// Under the registry lock. No thread waits for the checker, so its value is closed at once.
 void startChecker() {
   utCheck(utFastHeld(registry) && checkerStarted == (adopted != nullptr));
   if (checkerStarted) return;

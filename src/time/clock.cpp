@@ -1,6 +1,6 @@
-// The three clocks: the wall, the wall that a test has stopped, and the current time that the
-// program sets. Each value is one word, written under the process mutex and read without it; the
-// current time's two forms are written together, so that the last setter wins in both.
+// The three clocks: the wall clock, the wall clock as a test has frozen it, and the current time
+// that the program sets. Each value is one word, written under the process mutex and read without
+// it; the current time's two forms are written together, so that the last setter wins in both.
 #include "time/clock.h"
 
 #include "base/check.h"

@@ -3,5 +3,5 @@
 
 #include "zut.h"
 
-// What ZutGetCurrentTime gives, read without the process mutex: for the fatal path.
+// What ZutGetCurrentTime returns, read without the process mutex: for the fatal path.
 double utCurrentTimeUnlocked();

@@ -23,7 +23,7 @@ constexpr int64_t daySeconds = 86400;
 enum class Kind { word, number, mark, end, bad };
 
 struct Reader {
-  const char *next; // behind the token
+  const char *next; // after the token
   Kind kind;        // the look-ahead token
   std::string_view token;
   double value;  // of a number

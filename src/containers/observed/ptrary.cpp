@@ -36,7 +36,7 @@ void notifyInserted(ZutPtrAry &array, int32_t first, int32_t last) {
   if (!list) return;
   ThreadBlock &self = utThreadBlock();
   utListRead(self, list->lock);
-  for (int32_t i = first; !list->doomed && i <= last && i < array.count; ++i)
+  for (int32_t i = first; !list->destroyPending && i <= last && i < array.count; ++i)
     notify(array, Z_PTR_ARY_INSERTED, array.items[i], i);
   utCbListLeave(self, *list);
 }

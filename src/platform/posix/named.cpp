@@ -2,10 +2,10 @@
 // uses it.
 //
 // A user of an object keeps its file open and locked for reading at byte USE, so that the object
-// is alive exactly while somebody holds that lock; the system takes it back however a process
+// is alive exactly while that lock is held; the system takes it back however a process
 // ends. Looking at it and changing it is done under the write lock of byte GATE, held for a moment
-// only. The last user removes the file when it closes the object or exits. A file that nobody uses
-// is what a killed process left: creating starts it anew, attaching removes it.
+// only. The last user removes the file when it closes the object or exits. A file without users was
+// left by a killed process: creating starts it anew, attaching removes it.
 #include "platform/platform.h"
 #include "platform/platform_file.h"
 #include "platform/platform_thread.h"
@@ -81,7 +81,7 @@ bool setPath(Object &object, const char *name) {
   return true;
 }
 
-// Nobody but this user may have made it, and it still is what the name leads to.
+// Only this user may have made it, and the name must still lead to it.
 enum class Look { good, gone, foreign };
 Look look(int file) {
   struct stat status;
@@ -138,7 +138,7 @@ bool take(Object &object, Kind kind) {
   return object.shared->kind == kind || fail(EINVAL);
 }
 
-// In use by anybody? If not, it is locked for writing now.
+// In use? If not, it is locked for writing now.
 bool isUsed(const Object &object) { return !setLock(object.file, USE, F_WRLCK, false); }
 
 // A name without a file may be another process's by now.

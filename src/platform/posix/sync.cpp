@@ -47,7 +47,7 @@ int lockUntil(pthread_mutex_t *mutex, PlatDeadline deadline) {
 #endif
 }
 
-// A dead holder left it to us: its data is the program's business, the lock goes on.
+// An abandoned mutex counts as acquired; the data that it guards is the program's concern.
 int repaired(pthread_mutex_t *mutex, int code) {
   return code == EOWNERDEAD ? pthread_mutex_consistent(mutex) : code;
 }
@@ -55,11 +55,11 @@ int repaired(pthread_mutex_t *mutex, int code) {
 } // namespace
 
 // Taking it again is counted here. The system alone could not tell who may destroy it: it does not
-// refuse a robust mutex that somebody holds, and the holder's list of them would lead into the
+// refuse a robust mutex that is held, and the holder's list of them would lead into the
 // freed block.
 struct PlatMutex {
   pthread_mutex_t mutex;
-  std::atomic<uintptr_t> holder; // token, 0: free, or the holder has ended and nobody came since
+  std::atomic<uintptr_t> holder; // token, 0: free, or abandoned and not taken since
   int32_t depth;                 // the holder's locks after the first
 };
 

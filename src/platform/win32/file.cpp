@@ -20,8 +20,8 @@ struct OpenMode {
   int flags; // of the runtime
 };
 
-// Who may only append, for him the system itself finds the file's end at each write, so that
-// several may write to one file.
+// With the right to append alone, the system seeks the file's end at each write, so that concurrent
+// appends do not overwrite each other.
 constexpr DWORD Z_APPEND = FILE_GENERIC_WRITE & ~static_cast<DWORD>(FILE_WRITE_DATA);
 
 // False for what is not a mode of fopen.
@@ -192,7 +192,7 @@ PlatFileKind utPlatFileKind(const char *name) {
 
 // The runtime looks at the read-only mark alone; opening tells of the rights too. Whoever may write
 // data to a file may, by the same right, add files to a directory; the flag is what a directory
-// needs to be opened. A file that somebody keeps to himself just now is writable.
+// needs to be opened. A sharing violation means that the file is writable.
 bool utPlatFileWritable(const char *name) {
   if (_access(name, 2) != 0) return false;
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;

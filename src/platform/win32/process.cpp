@@ -60,7 +60,7 @@ bool utPlatLibraryFile(char *name, int32_t size) {
          utWinNarrowName(whole, name, static_cast<size_t>(size));
 }
 
-// GetVersionEx tells programs without a manifest an old version; this function tells the truth.
+// GetVersionEx reports an old version to programs without a manifest; this function does not.
 void utPlatVersion(int32_t *family, int32_t *major, int32_t *minor) {
   using GetVersion = LONG(WINAPI *)(OSVERSIONINFOW *);
   OSVERSIONINFOW info{};
