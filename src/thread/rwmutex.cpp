@@ -266,40 +266,8 @@ void waitRead(ZutRwMutex &mutex, bool counted) {
   noteReaders(mutex, mutex.quota.load(std::memory_order_relaxed), readers(mutex) + setAside(mutex));
 }
 
-void waitWrite(ZutRwMutex &mutex) {
-  const Closed closed(mutex);
-  while (isOccupied(mutex) || mutex.upgrades)
-    waitOn(mutex, mutex.writeCond, mutex.waitingWriters, Z_NO_DEADLINE);
-  mutex.word.fetch_or(Z_WRITER, std::memory_order_acquire);
-}
-
-void leaveSlowly(ZutRwMutex &mutex, uint32_t word) {
-  const Closed closed(mutex);
-  utCheck(word == Z_WRITER ? isWritten(mutex) : word == 1 && readers(mutex) > 0);
-  mutex.word.fetch_sub(word, std::memory_order_release);
-  wakeNext(mutex);
-}
-
-// Until no other thread is inside. Each wait gets the whole timeout. The entry counts as waiting
-// for as long as it is listed.
-bool waitAlone(ZutRwMutex &mutex, Upgrade &entry, double timeout) {
-  const int64_t milliseconds = utMilliseconds(timeout);
-  while (isOccupied(mutex)) {
-    if (!waitOn(mutex, entry.cond, mutex.waitingWriters, utPlatDeadline(milliseconds)))
-      return !isOccupied(mutex);
-  }
-  return true;
-}
-
-// The read locks count again, though not beside a writer.
-void giveUp(ZutRwMutex &mutex, Upgrade &entry) {
-  append(mutex.givenUp, entry);
-  wakeNext(mutex);
-  while (!entry.restored) utFastCondWait(entry.cond, mutex.mutex, Z_NO_DEADLINE);
-  utCheck(readers(mutex) > 0);
-}
-
-// Turns the caller, who reads, into the word's writer.
+// Turns the caller, who reads, into the word's writer. Each wait gets the whole timeout. The entry
+// counts as waiting for as long as it is listed.
 bool waitUpgrade(ZutRwMutex &mutex, double timeout) {
   const Closed closed(mutex);
   if (readers(mutex) > 1 && timeout == 0.0) return false;
@@ -307,11 +275,21 @@ bool waitUpgrade(ZutRwMutex &mutex, double timeout) {
   mutex.word.fetch_sub(1, std::memory_order_acq_rel);
   Upgrade entry{};
   append(mutex.upgrades, entry);
-  const bool alone = waitAlone(mutex, entry, timeout);
+  const int64_t milliseconds = utMilliseconds(timeout);
+  bool alone = !isOccupied(mutex);
+  for (bool woken = true; woken && !alone; alone = !isOccupied(mutex))
+    woken = waitOn(mutex, entry.cond, mutex.waitingWriters, utPlatDeadline(milliseconds));
   remove(mutex.upgrades, entry);
-  if (alone) mutex.word.fetch_or(Z_WRITER, std::memory_order_acquire);
-  else giveUp(mutex, entry);
-  return alone;
+  if (alone) {
+    mutex.word.fetch_or(Z_WRITER, std::memory_order_acquire);
+    return true;
+  }
+  // The read locks count again, though not beside a writer.
+  append(mutex.givenUp, entry);
+  wakeNext(mutex);
+  while (!entry.restored) utFastCondWait(entry.cond, mutex.mutex, Z_NO_DEADLINE);
+  utCheck(readers(mutex) > 0);
+  return false;
 }
 
 void beginWriting(ZutRwMutex &mutex, int32_t depth) {
@@ -361,7 +339,10 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold &hold, double timeout) {
     if (RwHold *hold = findHold(*mutex)) {
       upgrade(*mutex, *hold, Z_FOREVER);
     } else {
-      waitWrite(*mutex);
+      const Closed closed(*mutex);
+      while (isOccupied(*mutex) || mutex->upgrades)
+        waitOn(*mutex, mutex->writeCond, mutex->waitingWriters, Z_NO_DEADLINE);
+      mutex->word.fetch_or(Z_WRITER, std::memory_order_acquire);
       beginWriting(*mutex, 0);
     }
   }
@@ -379,15 +360,17 @@ int32_t upgrade(ZutRwMutex &mutex, RwHold &hold, double timeout) {
 }
 
 [[gnu::noinline]] int32_t leaveClosed(ZutRwMutex *mutex, uint32_t word) {
-  leaveSlowly(*mutex, word);
+  const Closed closed(*mutex);
+  utCheck(word == Z_WRITER ? isWritten(*mutex) : word == 1 && readers(*mutex) > 0);
+  mutex->word.fetch_sub(word, std::memory_order_release);
+  wakeNext(*mutex);
   return 1;
 }
 
 [[gnu::noinline]] int32_t unlockOther(ZutRwMutex *mutex) {
   RwHold *hold = mutex ? findHold(*mutex) : nullptr;
   if (!hold) return utFail(Err::invalid);
-  if (--hold->count == 0 && !tryLeaveRead(*mutex)) leaveSlowly(*mutex, 1);
-  return 1;
+  return --hold->count > 0 || tryLeaveRead(*mutex) ? 1 : leaveClosed(mutex, 1);
 }
 
 } // namespace
