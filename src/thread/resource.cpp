@@ -17,12 +17,12 @@ extern "C" {
 
 int32_t Z_CALL ZutInitThreads() {
   if (utThreadsOn()) return 1;
-  utFastEnter(utProcessLock);
+  const FastGuard guard(utProcessLock);
+  if (utThreadsOn()) return 1; // another thread was faster
   ZutSetCharFormat(ZutGetCharFormatSystemDefault());
   utThreadBlock().error = utErrWord; // the process's number so far was this thread's
-  utThreadsFlag.store(1, std::memory_order_release);
   resources = ZutDSMMCreate(100, makeResource, freeResource, nullptr);
-  utFastLeave(utProcessLock);
+  utThreadsFlag.store(1, std::memory_order_release);
   return 1;
 }
 

@@ -115,6 +115,7 @@ TEST_F(Lock, AbandonedKernelMutexIsTaken) {
 TEST_F(Lock, WhatAnotherThreadHoldsIsNeitherDestroyedNorInherited) {
   ZutMutex *held = ZutMutexCreate(1), *fast = ZutMutexCreateFast(0);
   EXPECT_EQ(elsewhere([&] { return ZutMutexDestroy(held) ? 0 : ZutErrNumGet(); }), 2);
+  EXPECT_EQ(ZutMutexUnlock(held) + ZutMutexDestroy(held), 2) << "it stayed whole";
   ZutRwMutex *written = ZutRwMutexCreate(0, 1);
   EXPECT_EQ(elsewhere([&] { return ZutMutexLock(fast, -1.0) + ZutRwMutexWriteLock(written); }), 2);
   EXPECT_EQ(elsewhere([&] { return ZutMutexLock(fast, 0.0) + ZutRwMutexWriteLocked(written); }), 0);
