@@ -19,7 +19,7 @@ std::vector<double> randomKeys(size_t count) {
   return made;
 }
 
-// --- The two heaps behind one face; items are numbers, keys stand in an array ---
+// --- The two heaps with one interface; items are numbers, keys are in an array ---
 
 class Ours {
 public:

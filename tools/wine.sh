@@ -3,7 +3,7 @@
 #
 # Wine lives in a 32-bit Debian root of its own, made once in the user's cache. Every run sees that
 # root through a throw-away overlay, in its own mount and process namespaces: runs cannot meet, and
-# whatever one leaves behind (wineserver, files on C:, mounts) goes with it. /tmp, the source tree and
+# whatever one leaves (wineserver, files on C:, mounts) goes with it. /tmp, the source tree and
 # the working directory are the machine's own, at their own paths.
 #   tools/wine.sh --check    makes the root if need be; status 0 when programs can be run
 #   tools/wine.sh --shell SCRIPT [NAME ARGUMENTS]    runs a shell's script inside, as sh -c does
@@ -19,6 +19,7 @@ die() { echo "wine: $*" >&2; exit 125; }
 
 # The machine's own Debian mirror, for its own release.
 mirror() {
+  # shellcheck disable=SC2016  # apt's own variables
   apt-get indextargets --format '$(RELEASE) $(REPO_URI)' 'Created-By: Packages' |
     awk -v release="$1" '$1 == release { print $2; exit }'
 }
@@ -33,6 +34,7 @@ make_root() {
   "${as_root[@]}" debootstrap --arch=i386 --variant=minbase --include=wine,wine32 \
     "$release" "$new" "$url" >"$cache/debootstrap.log" 2>&1 ||
     die "debootstrap failed; see $cache/debootstrap.log"
+  # shellcheck disable=SC2016  # the inner shell's arguments
   "${as_root[@]}" bash -c 'rm -f "$1"/var/cache/apt/archives/*.deb
     mkdir -p "$1/prefix" && chown "$2" "$1/prefix"' - "$new" "$(id -u):$(id -g)"
   # The second command waits until the server has written the registry.

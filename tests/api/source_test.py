@@ -13,7 +13,7 @@ SYSTEM_NAMES = re.compile(
     r"|pthread\.h|semaphore\.h|dirent\.h|dlfcn\.h|netdb\.h|fcntl\.h|poll\.h|pwd\.h|termios\.h"
     r"|sys/\w+\.h|netinet/\w+\.h|arpa/inet\.h|linux/\w+\.h)>"
     r"|\b(_WIN32|__WIN32__|__MINGW32__|__linux__|__unix__)\b")
-# What allocates behind the checked allocator's back, or needs exceptions.
+# What allocates without the checked allocator, or needs exceptions.
 FOREIGN = re.compile(
     r"#\s*include\s*<(string|vector|map|set|unordered_map|unordered_set|list|deque|queue|stack"
     r"|functional|memory|iostream|fstream|sstream|ostream|istream|filesystem|regex|thread|mutex"
