@@ -205,7 +205,8 @@ TEST_F(Compressor, EachDriverThereAndBack) {
 }
 
 TEST_F(Compressor, StreamsInPiecesLoseNothingForLackOfRoom) {
-  for (const auto &[driver, first] : drivers) {
+  for (const auto &each : drivers) {
+    const char *driver = each.first;
     ZutCompressor *compressor = ZutCompressorCreate(driver, "9");
     Buffer stream, text;
     const auto run = [&](auto call, ZutBuf *destination, ZutBuf *source, int32_t mode) {

@@ -6,17 +6,21 @@
 #include <gtest/gtest.h>
 
 // EXPECT_ERROR(3, ZutHashDestroy(nullptr));
-#define EXPECT_ERROR(number, call) EXPECT_TRUE(failsWith(number, [&] { return call; })) << #call
+#define EXPECT_ERROR(number, call) EXPECT_TRUE((ZutErrNumSet(0), hasFailed(number, call))) << #call
+
+// For the result of a call that was made with the number 0.
+template <class Result>
+testing::AssertionResult hasFailed(int32_t number, Result result) {
+  const int32_t error = ZutErrNumGet();
+  bool failed = result == Result{};
+  if constexpr (std::is_integral_v<Result>) failed = failed || result == static_cast<Result>(-1);
+  if (failed && error == number) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << (failed ? "failed" : "did not fail") << ", error " << error
+                                     << " where " << number << " is expected";
+}
 
 template <class Call>
 testing::AssertionResult failsWith(int32_t number, Call call) {
   ZutErrNumSet(0);
-  const auto result = call();
-  using Result = std::decay_t<decltype(result)>;
-  bool failed = result == Result{};
-  if constexpr (std::is_integral_v<Result>) failed = failed || result == static_cast<Result>(-1);
-  const int32_t error = ZutErrNumGet();
-  if (failed && error == number) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << (failed ? "failed" : "did not fail") << ", error " << error
-                                     << " where " << number << " is expected";
+  return hasFailed(number, call());
 }

@@ -208,7 +208,11 @@ TEST_F(Lock, ConditionMayBeDestroyedAfterItsLastWake) {
       EXPECT_EQ(ZutCondWait(cond, mutex, 2.0), 1) << i;
       ZutMutexUnlock(mutex);
     });
-    for (; !waiting; ZutMutexLock(mutex, -1.0)) ZutMutexUnlock(mutex), std::this_thread::yield();
+    while (!waiting) {
+      ZutMutexUnlock(mutex);
+      std::this_thread::yield();
+      ZutMutexLock(mutex, -1.0);
+    }
     ZutCondWakeAll(cond);
     ZutCondDestroy(cond);
     ZutCond *next = make(); // null while the waiter still has the name
