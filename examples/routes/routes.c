@@ -99,7 +99,7 @@ static int endsList(const char *line) {
 
 // Result: 0 when reading failed.
 static int readList(FILE *stream, const char *name) {
-  char line[LINE_SIZE];
+  char line[LINE_SIZE] = "";
   long length;
   for (long number = 1; (length = readLine(stream, line)) >= 0; ++number) {
     char *text = number == 1 ? behindMark(line) : line;

@@ -119,9 +119,11 @@ uint32_t Z_CALL ZutGetCurrentSbrk() {
   const auto address = reinterpret_cast<uintptr_t>(block);
   ZutFree(block);
   uintptr_t highest = highestBreak;
+  // NOLINTBEGIN(clang-analyzer-unix.Malloc): a number, no longer an address
   while (address > highest && !highestBreak.compare_exchange_weak(highest, address)) {
   }
   return static_cast<uint32_t>(std::max(address, highest));
+  // NOLINTEND(clang-analyzer-unix.Malloc)
 }
 
 void Z_CALL ZutSetInitialSbrk() {

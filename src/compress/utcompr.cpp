@@ -174,9 +174,8 @@ int32_t workGrowing(Work work, ZutCompressor *compressor, ZutBuf *destination, Z
   for (;;) {
     if (const int32_t result = work(compressor, destination, source, finish)) return result;
     if (utErrGet() != Err::tooSmall) return 0;
-    const int32_t before = destination->capacity;
     if (!utBufEnlarge(*destination)) return 0;
-    utCheck(destination->capacity > before);
+    utCheck(destination->capacity > destination->size);
   }
 }
 
