@@ -4,7 +4,7 @@
 #include <csignal>
 
 // Has a signal that would end the process do nothing, so that the call which raised it fails;
-// unless the program has a mind of its own about the signal. It is caught, not ignored, because
+// unless the program has set an action of its own for it. It is caught, not ignored, because
 // child processes inherit what is ignored.
 void utPosixCatch(int signal);
 
