@@ -53,7 +53,7 @@ bool isSameFile(const char *a, const char *b) {
 // The first file in the list for which `take` is true, or null.
 template <class Take>
 ZutCatalogFile *findFile(Take take) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (!files) ZutDqOpen(&files);
   for (ZutDqNode *node = files->right; node != files; node = node->right) {
     auto *file = reinterpret_cast<ZutCatalogFile *>(node);

@@ -89,7 +89,7 @@ ZutFileNode *replaceWithStandardOutput(const char *name) {
 
 // The mutex is held.
 ZutFileNode *openFile(const char *name) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   const bool append = *name == '@';
   name += append;
   if (utSame(name, "stdout")) return standardFile(stdout);

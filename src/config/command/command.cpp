@@ -45,7 +45,7 @@ const char *presentName(const char *name) {
 // Under the process mutex.
 ZutCommand *findRegistered(const char *name) {
   utCheck(registry);
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   const ZutHashBucket *bucket = utHashFind(registry, keyOf(name));
   return bucket ? reinterpret_cast<ZutCommand *>(bucket->value) : nullptr;
 }

@@ -31,7 +31,7 @@ History history;
 // Under the process mutex.
 void append(const char *line) {
   utCheck(history.count <= history.capacity);
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (history.count == history.capacity) {
     history.capacity = std::max(64, history.capacity * 2);
     const auto size = static_cast<int32_t>(history.capacity * sizeof(char *));

@@ -31,7 +31,7 @@ ZutHashTable *reservedWords;          // null until the first; under the process
 std::atomic<bool> reservedWordsExist; // so that names are not looked up for nothing
 
 ReservedWord *reservedFind(const char *name) {
-  utCheck(reservedWords && (!utThreadsOn() || utProcessMutexDepth() > 0));
+  utCheck(reservedWords && (utProcessMutexHeld()));
   const ZutHashBucket *bucket = utHashFind(reservedWords, reinterpret_cast<ZutWord>(name));
   return bucket ? reinterpret_cast<ReservedWord *>(bucket->value) : nullptr;
 }

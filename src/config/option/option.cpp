@@ -62,7 +62,7 @@ void makeTable() {
 
 // Under the process mutex.
 ZutOption *find(const char *name) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   const ZutHashBucket *bucket = utHashFind(utOptionTable(), asKey(utOptionName(name)));
   return bucket ? asOption(bucket->value) : nullptr;
 }
@@ -137,7 +137,7 @@ void discard(ZutOption &option, void *value, int32_t capacity) {
 // Under the process mutex: `value` is no longer the option's.
 void retire(ZutOption &option, void *value, int32_t capacity) {
   utCheck(option.holds > 0);
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (!value || option.notifying == 0) return discard(option, value, capacity);
   auto *retired = utNew<RetiredValue>("retired");
   *retired = {option.retired, value};

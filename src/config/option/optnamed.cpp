@@ -48,7 +48,7 @@ int32_t Z_CALL addFirst(const char *, ZutOption *option, ZutWord argument) {
 
 // The table of that name, made by its first use from all options there are.
 NamedTable &tableNamed(const char *name) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (!tables) tables = ZutHashCreateStri(4);
   auto *table = reinterpret_cast<NamedTable *>(ZutHashLookup(tables, asKey(name)));
   if (table) return *table;

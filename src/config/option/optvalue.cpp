@@ -63,7 +63,7 @@ const char *oneText(const char *word, std::string_view quote) {
 
 // Under the process mutex.
 const char *valueText(const ZutOption &option) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (!option.value) return oneText("UNKNOWN", "");
   const auto *text = static_cast<const char *>(option.value);
   const auto *list = static_cast<const ZutStrList *>(option.value);

@@ -166,7 +166,7 @@ uint8_t debugFlags[Z_DEBUG_FLAG_COUNT];
 
 // Under the process mutex.
 ZutHashTable *textTable() {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   if (table) return table;
   table = ZutHashCreateInt(50);
   for (const Row &row : texts) {

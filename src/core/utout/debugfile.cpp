@@ -32,7 +32,7 @@ std::atomic<FILE *> debugStream{nullptr};
 std::atomic<DebugName *> debugName{nullptr};
 
 void setName(const char *text) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   utCheck(*text);
   if (utSame(utDebugName(), text)) return;
   auto *name = utNew<DebugName>("debug_name");

@@ -30,7 +30,7 @@ bool makeName() {
 }
 
 FILE *openDump(const char *mode, bool afresh) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   utCheck(!dumpStream || dumpName);
   if (dumpStream) return utFailNull(Err::exists);
   if (!makeName()) return utFailNull(Err::notFound);

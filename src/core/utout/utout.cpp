@@ -48,7 +48,7 @@ int32_t Z_CALL printStandard(const char *format, va_list args) {
 
 // The mutex is held.
 int32_t callOutput(ZutVPrintFunc function, const char *format, va_list args) {
-  utCheck(!utThreadsOn() || utProcessMutexDepth() > 0);
+  utCheck(utProcessMutexHeld());
   ZutErrState state;
   void *tsd = ZutErrNumSaveTsd(&state);
   if (outputDepth >= maxOutputDepth) function = printStandard;
